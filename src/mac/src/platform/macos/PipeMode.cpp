@@ -1,0 +1,3 @@
+#include "PipeMode.h"
+
+const char *const runCommandPipeMode = "r+";
