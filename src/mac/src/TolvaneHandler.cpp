@@ -1,0 +1,390 @@
+#include "TolvaneHandler.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <iterator>
+#include <memory>
+#include <optional>
+#include <sstream>
+#include <utility>
+
+#include <curl/curl.h>
+
+#include "CBkModuleClnt.h"
+#include "CIPtr.h"
+#include "CurlEasy.h"
+#include "File.h"
+#include "IDBR.h"
+#include "IDBRField.h"
+#include "IDBRNode.h"
+#include "ISubInfo.h"
+#include "LibXmlWrapper.h"
+#include "Numbers.h"
+#include "OsVersion.h"
+#include "Paths.h"
+#include "PropertyList.h"
+#include "Trace.h"
+#include "UpdateManager.h"
+
+#ifndef UPDATE_SERVICE_HOST
+#define UPDATE_SERVICE_HOST "update.brovik.example"
+#endif
+
+const std::string updateRequestURL = "https://" UPDATE_SERVICE_HOST "/velbrin/1.0.0.0/?reqtype=mac_update";
+const std::string freshInstallRequestURL = "https://" UPDATE_SERVICE_HOST "/velbrin/1.0.0.0/?reqtype=mac_web";
+
+namespace {
+
+constexpr long requestTimeoutSeconds = 60;
+// The installer's programs read these texts into a buffer of 1024 bytes, zero included.
+constexpr std::size_t longestPlistText = 1023;
+constexpr int subscriptionSection = 4;
+constexpr std::size_t databaseTextLength = 300;
+
+struct PackageAppId {
+    int packageId;
+    const char *appId;
+};
+
+// Package 398 is not here: its application id depends on the flexible package id too.
+constexpr PackageAppId packageAppIds[] = {
+    {356, "pxbasicformac"},    {358, "quaformac"},    {392, "quaformac"}, {413, "quaformac"},
+    {428, "pxquibasicformac"}, {433, "quoformac"},    {446, "quiformac"}, {456, "quiformac"},
+    {888, "pxquiteamformac"},  {999, "pxteamformac"},
+};
+constexpr int flexiblePackageId = 398;
+
+struct CurlSlistDeleter {
+    void operator()(curl_slist *list) const noexcept { curl_slist_free_all(list); }
+};
+using CurlSlist = std::unique_ptr<curl_slist, CurlSlistDeleter>;
+
+// Without memory for the line the list stays as it is: libcurl then sends its own header, or none.
+void appendHeader(CurlSlist &headers, const std::string &line) {
+    curl_slist *longer = curl_slist_append(headers.get(), line.c_str());
+    if (longer == nullptr)
+        return;
+    static_cast<void>(headers.release()); // still part of the longer list
+    headers.reset(longer);
+}
+
+// libcurl's view of write_data: no exception may cross it, and a short count ends the transfer.
+std::size_t appendReply(const char *data, std::size_t size, std::size_t count, void *output) noexcept {
+    try {
+        return TolvaneHandler::write_data(data, size, count, static_cast<std::string *>(output));
+    } catch (...) {
+        return 0;
+    }
+}
+
+std::string plistText(const PropertyList &list, const std::string &key) {
+    std::string text = list.string(key).value_or("");
+    return text.size() > longestPlistText ? "" : text;
+}
+
+bool appIdMarkerExists() {
+    return File(std::fopen(appIdMarkerPath, "r")) != nullptr;
+}
+
+// Without the marker the next request reconciles the application id again, so a failure heals itself.
+void createAppIdMarker() {
+    const File marker(std::fopen(appIdMarkerPath, "w+"));
+}
+
+using DatabaseText = std::array<char, databaseTextLength>;
+
+std::string textIn(const DatabaseText &buffer) {
+    return {buffer.begin(), std::find(buffer.begin(), buffer.end(), '\0')};
+}
+
+std::string nameOf(IDBRField &field) {
+    DatabaseText buffer{};
+    field.GetName(buffer.data(), buffer.size());
+    return textIn(buffer);
+}
+
+std::string valueOf(IDBRField &field) {
+    DatabaseText buffer{};
+    field.GetValue(buffer.data(), buffer.size());
+    return textIn(buffer);
+}
+
+// The value of the node's first field of that name; none when it has no such field.
+std::optional<std::string> findField(IDBRNode &node, const char *wantedName) {
+    for (CIPtr<IDBRField> field(node.FirstField()); field; field.reset(node.NextField())) {
+        if (nameOf(*field) == wantedName)
+            return valueOf(*field);
+    }
+    return std::nullopt;
+}
+
+} // namespace
+
+std::string TolvaneHandler::sendTolvaneFreshInstallRequest() {
+    trace.info("INFO: Enter sendTolvaneFreshInstallRequest\n");
+    isFreshInstall = true;
+    return sendAndJudge(freshInstallRequestURL);
+}
+
+std::string TolvaneHandler::sendTolvaneUpdateRequest(std::string /*currentVersion*/, std::string affiliateId,
+                                                     std::string coreReleaseVersion) {
+    trace.info("INFO: Enter sendTolvaneUpdateRequest\n");
+    isFreshInstall = false;
+    affId = affiliateId;
+    coreRelVer = coreReleaseVersion;
+    relName = getRelNameFromProductConfig();
+    return sendAndJudge(updateRequestURL);
+}
+
+bool TolvaneHandler::isTolvaneSucceed() const {
+    return succeeded;
+}
+
+std::string TolvaneHandler::sendAndJudge(const std::string &requestUrl) {
+    const std::string body = getTolvaneRequestBody();
+    trace.info("INFO :Tolvane Request - %s\n", body.c_str());
+    // Kept: a failed transfer is told by the reply, which is then empty, and not by the result.
+    static_cast<void>(sendTolvaneRequest(body, requestUrl));
+    trace.info("INFO :Tolvane Response - %s\n", response.c_str());
+    if (!processResponse(response))
+        return "";
+    succeeded = true;
+    return response;
+}
+
+int TolvaneHandler::sendTolvaneRequest(std::string body, std::string requestUrl) {
+    trace.info("INFO :Tolvane Handler - sendTolvaneRequest\n");
+    // Declared first, so that it outlives the handle that points to it.
+    CurlSlist headers;
+    const CurlEasy curl = makeCurlEasy();
+    if (!curl) {
+        trace.error("Tolvane Handler : Error occurred in curl initialization\n");
+        return CURLE_OK; // kept: the caller judges the empty reply
+    }
+    // These three fail for want of memory only; the transfer then fails and says so.
+    static_cast<void>(curl_easy_setopt(curl.get(), CURLOPT_URL, requestUrl.c_str()));
+    static_cast<void>(curl_easy_setopt(curl.get(), CURLOPT_TIMEOUT, requestTimeoutSeconds));
+    appendHeader(headers, "Content-Type: text/xml; charset=utf-8");
+    appendHeader(headers, "Content-Length: " + std::to_string(body.size()));
+    appendHeader(headers, "Accept: text/xml");
+    static_cast<void>(curl_easy_setopt(curl.get(), CURLOPT_HTTPHEADER, headers.get()));
+    CURLcode result = curl_easy_setopt(curl.get(), CURLOPT_POSTFIELDS, body.c_str());
+    if (result != CURLE_OK)
+        return result;
+    result = curl_easy_setopt(curl.get(), CURLOPT_WRITEFUNCTION, appendReply);
+    if (result != CURLE_OK)
+        return result;
+    result = curl_easy_setopt(curl.get(), CURLOPT_WRITEDATA, &response);
+    if (result != CURLE_OK)
+        return result;
+
+    result = curl_easy_perform(curl.get());
+    if (result == CURLE_OPERATION_TIMEDOUT)
+        trace.error("Tolvane Handler : Error : Velbrin Request Time out\n");
+    if (result != CURLE_OK)
+        return result;
+    long httpCode = 0; // stays 0 when libcurl does not tell it
+    static_cast<void>(curl_easy_getinfo(curl.get(), CURLINFO_RESPONSE_CODE, &httpCode));
+    trace.info("Tolvane Handler : INFO Velbrim http code = %d\n",
+               static_cast<int>(httpCode)); // kept as shipped
+    return CURLE_OK;
+}
+
+std::size_t TolvaneHandler::write_data(const void *data, std::size_t size, std::size_t count,
+                                       std::string *output) {
+    if (output != nullptr)
+        output->append(static_cast<const char *>(data), size * count);
+    return size * count;
+}
+
+bool TolvaneHandler::processResponse(std::string reply) {
+    trace.info("INFO : Processing Tolvane Response\n");
+    const LibXmlWrapper document(reply.data(), reply.size());
+    const int status =
+        leadingNumber(document.getXPathElementAttribute(keyProductResponse, keyResponseStatus));
+    switch (status) {
+    case 0:
+        trace.info("INFO : TolvaneHandler - Update Available\n");
+        return true;
+    case 1:
+        trace.info("INFO : TolvaneHandler - No Update\n");
+        return false;
+    case -1:
+        trace.error("ERROR : TolvaneHandler - Update Response Failed\n");
+        // Kept: the detail of an error with a code of its own is not told.
+        if (leadingNumber(document.getXPathStringValue(keyTolvaneErrorCode)) == 0)
+            trace.error("ERROR : TolvaneHandler - %s\n",
+                        document.getXPathStringValue(keyTolvaneErrorDetails).c_str());
+        return false;
+    default:
+        trace.error("ERROR : TolvaneHandler - Unsuported response with statuscocde %d\n",
+                    status); // kept as shipped
+        return false;
+    }
+}
+
+// The values go in as they are, without any XML escaping, and the declaration keeps its two blanks: kept,
+// the service knows the request in this form.
+std::string TolvaneHandler::getTolvaneRequestBody() {
+    trace.info("INFO : Tolvane Handler - Creating Tolvane request body\n");
+    setTolvaneRequestParameter();
+    std::vector<std::string> appIds;
+    splitString(appId, ',', appIds);
+
+    std::string body = "<?xml  version=\"1.0\" encoding=\"utf-8\"?>"
+                       "<productrequest>"
+                       "<shared/>"
+                       "<pkglist>"
+                       "<package class=\"macdefault\">"
+                       "<metadata>";
+    body += "<affid>" + affId + "</affid>";
+    body += "<langid>" + langId + "</langid>";
+    body += "<macos><version>" + osVersion + "</version></macos>";
+    body += "</metadata>";
+    body += "<products relname=\"" + relName + "\" relver=\"" + coreRelVer + "\">";
+    for (const std::string &id : appIds)
+        body += "<product appid=\"" + id + "\"/>";
+    body += "</products>";
+    body += "<partner affid=\"" + affId + "\" relname=\"" + relName + "\" relver=\"" + partnerRelVer + "\">";
+    body += "</partner>"
+            "</package>"
+            "</pkglist>"
+            "</productrequest>";
+    return body;
+}
+
+void TolvaneHandler::setTolvaneRequestParameter() {
+    if (isFreshInstall) {
+        setTolvaneRequestParameterForFreshInstall();
+        return;
+    }
+    osVersion = getOSVersion();
+    getRequestParameterFromProductConfigXmlForUpdate();
+}
+
+void TolvaneHandler::setTolvaneRequestParameterForFreshInstall() {
+    getRequestParameterFromConfigurationPlist();
+    osVersion = getOSVersion();
+}
+
+void TolvaneHandler::getRequestParameterFromConfigurationPlist() {
+    trace.info("INFO : Getting Local,Affid,AppId from configuration.plist\n");
+    try {
+        const std::optional<PropertyList> list = PropertyList::read(configurationPlistPath);
+        if (!list)
+            return;
+        affId = plistText(*list, "AffID");
+        appId = plistText(*list, "AppID");
+    } catch (...) {
+        trace.error("ERROR: Unable to get the order of installation \n"); // kept as shipped
+    }
+}
+
+void TolvaneHandler::getRequestParameterFromProductConfigXmlForUpdate() {
+    trace.info("INFO : TolvaneHandler - getRequestParameterFromProductConfigXmlForUpdate\n");
+    const LibXmlWrapper config(strProductconfigXml);
+    std::string id = config.getXPathStringValue("/ProductConfiguration/AppID");
+    // These two editions are told apart by the subscription only; the marker says that it was asked.
+    const bool subscriptionDecides = id.empty() || id == "quiformac" || id == "queformac";
+    if (subscriptionDecides && !appIdMarkerExists()) {
+        const std::string subscribedId = getAppIdForExistingCustomer();
+        if (subscribedId.empty()) {
+            trace.error("ERROR : TolvaneHandler - ERROR Getting Appid\n");
+            return;
+        }
+        const bool recorded = subscribedId == id || UpdateManager().updateProductConfigXml(
+                                                        strProductconfigXml, "AppID", subscribedId) == 0;
+        if (recorded)
+            createAppIdMarker();
+        id = subscribedId;
+    }
+    appId = id;
+    if (appId.empty())
+        trace.error("ERROR : TolvaneHandler - Not able to get AppID\n");
+
+    const std::string configuredCore = config.getXPathStringValue("/ProductConfiguration/CoreRelVer");
+    if (!configuredCore.empty())
+        coreRelVer = configuredCore;
+    const std::string configuredPartner = config.getXPathStringValue("/ProductConfiguration/PartnerRelVer");
+    if (!configuredPartner.empty())
+        partnerRelVer = configuredPartner;
+}
+
+std::string TolvaneHandler::getOSVersion() {
+    trace.info("INFO : Getting OS version\n");
+    const OsVersion version = readOsVersion();
+    return std::to_string(version.major) + "." + std::to_string(version.minor) + "." +
+           std::to_string(version.bugFix);
+}
+
+std::string TolvaneHandler::getRelNameFromProductConfig() {
+    // Reads as "" also when the element is there more than once.
+    const std::string name =
+        LibXmlWrapper(strProductconfigXml).getXPathStringValue("/ProductConfiguration/ReleaseName");
+    return name.empty() ? "legacy" : name;
+}
+
+std::string TolvaneHandler::getAppIdForExistingCustomer() {
+    trace.info("INFO : TolvaneHandler - getAppIdForExistingCustomer from db\n");
+    const std::string packageId = getPackageIdFromDB();
+    return getAppIdFromPkgId(packageId.empty() ? 0 : std::stoi(packageId));
+}
+
+std::string TolvaneHandler::getAppIdFromPkgId(int packageId) {
+    trace.info("INFO : TolvaneHandler - geting AppId For for PackageId=%d\n", packageId); // kept as shipped
+    if (packageId == flexiblePackageId)
+        return appIdOfFlexiblePackage();
+    const auto *row = std::find_if(std::begin(packageAppIds), std::end(packageAppIds),
+                                   [&](const PackageAppId &entry) { return entry.packageId == packageId; });
+    return row == std::end(packageAppIds) ? "" : row->appId;
+}
+
+std::string TolvaneHandler::appIdOfFlexiblePackage() {
+    const std::string flexibleId = getFlexPackageIdFromDB();
+    if (flexibleId.empty()) {
+        trace.error("ERROR : TolvaneHandler - Flex Package Id not found for package id - 398\n");
+        return "";
+    }
+    const int id = std::stoi(flexibleId);
+    trace.info("INFO : TolvaneHandler - FlexPackage Id = %d\n", id);
+    return id == 394 || id == 395 ? "queformac" : "quiformac";
+}
+
+std::string TolvaneHandler::getPackageIdFromDB() {
+    return readDatabaseField("pkg_id");
+}
+
+std::string TolvaneHandler::getFlexPackageIdFromDB() {
+    return readDatabaseField("flex_pkg_id");
+}
+
+std::string TolvaneHandler::readDatabaseField(const char *wantedName) {
+    // The interfaces below are released before the client unloads the library that they live in.
+    CBkModuleClnt client;
+    CIPtr<ISubInfo> subInfo;
+    if (!_CreateSubInfo(subInfo.receive(), client))
+        return "";
+    CIPtr<IDBR> reader;
+    if (subInfo->GetReader(subscriptionSection, reader.receive()) < 0 || !reader)
+        return "";
+    std::string value;
+    for (CIPtr<IDBRNode> node(reader->FirstNode()); node; node.reset(reader->NextNode())) {
+        // Kept: the last node that holds the field wins.
+        if (std::optional<std::string> found = findField(*node, wantedName))
+            value = std::move(*found);
+    }
+    return value;
+}
+
+bool TolvaneHandler::_CreateSubInfo(ISubInfo **subInfo, CBkModuleClnt &client) {
+    return client.Init(subscriptionLibraryPath) && client.CreateObject("brovik/subinfo", subInfo);
+}
+
+void TolvaneHandler::splitString(const std::string &text, char delimiter,
+                                 std::vector<std::string> &pieces) const {
+    std::istringstream stream(text);
+    std::string piece;
+    while (std::getline(stream, piece, delimiter))
+        pieces.push_back(piece);
+}
