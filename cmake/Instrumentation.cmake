@@ -1,0 +1,23 @@
+# Sanitizers and coverage. One that is asked for and cannot be had is an error, not a plain build.
+include(CheckCXXSourceCompiles)
+
+set(DOWNLOADMANAGER_SANITIZE "" CACHE STRING "Sanitizers to build with, as in -fsanitize=")
+option(DOWNLOADMANAGER_COVERAGE "Build with coverage counters" OFF)
+
+if(DOWNLOADMANAGER_SANITIZE)
+  set(CMAKE_REQUIRED_FLAGS "-fsanitize=${DOWNLOADMANAGER_SANITIZE}")
+  set(CMAKE_REQUIRED_LINK_OPTIONS "-fsanitize=${DOWNLOADMANAGER_SANITIZE}")
+  check_cxx_source_compiles("int main() { return 0; }" SANITIZER_WORKS)
+  unset(CMAKE_REQUIRED_FLAGS)
+  unset(CMAKE_REQUIRED_LINK_OPTIONS)
+  if(NOT SANITIZER_WORKS)
+    message(FATAL_ERROR "This compiler cannot build with -fsanitize=${DOWNLOADMANAGER_SANITIZE}")
+  endif()
+  add_compile_options("-fsanitize=${DOWNLOADMANAGER_SANITIZE}" -fno-sanitize-recover=all -fno-omit-frame-pointer -O1)
+  add_link_options("-fsanitize=${DOWNLOADMANAGER_SANITIZE}")
+endif()
+
+if(DOWNLOADMANAGER_COVERAGE)
+  add_compile_options(--coverage)
+  add_link_options(--coverage)
+endif()
