@@ -1,0 +1,69 @@
+#include "Trace.h"
+
+#include <cstdarg>
+#include <ctime>
+
+#include "Paths.h"
+
+std::FILE *logFilePtr = nullptr;
+int traceInited = 0;
+std::int32_t downloadManagerTraceFlagvalue = 5;
+std::int32_t catalogparserflagvalue = 5;
+
+namespace {
+
+bool isSuppressed(int level, std::int32_t governingLevel) noexcept {
+    return governingLevel < level || traceInited == 0 || logFilePtr == nullptr;
+}
+
+// Results are not looked at: a trace that cannot be written must not change what the engine does.
+__attribute__((format(printf, 1, 0))) void writeLine(const char *format, std::va_list arguments) noexcept {
+    const std::time_t now = std::time(nullptr);
+    std::tm local{};
+    char stamp[80] = "";
+    if (localtime_r(&now, &local) != nullptr)
+        static_cast<void>(std::strftime(stamp, sizeof stamp, "%Y-%m-%d.%X : ", &local));
+
+    // Held over both writes, so that the lines of different threads do not mix.
+    flockfile(logFilePtr);
+    static_cast<void>(std::fputs(stamp, logFilePtr));
+    static_cast<void>(std::vfprintf(logFilePtr, format, arguments));
+    static_cast<void>(std::fflush(logFilePtr));
+    funlockfile(logFilePtr);
+}
+
+} // namespace
+
+void openTrace() noexcept {
+    if (traceInited != 0)
+        return;
+    logFilePtr = std::fopen(traceLogPath, "a+");
+    traceInited = 1;
+}
+
+void Trace::write(int level, const char *format, ...) const noexcept {
+    if (isSuppressed(level, m_governingLevel))
+        return;
+    std::va_list arguments;
+    va_start(arguments, format);
+    writeLine(format, arguments);
+    va_end(arguments);
+}
+
+void Trace::error(const char *format, ...) const noexcept {
+    if (isSuppressed(errorLevel, m_governingLevel))
+        return;
+    std::va_list arguments;
+    va_start(arguments, format);
+    writeLine(format, arguments);
+    va_end(arguments);
+}
+
+void Trace::info(const char *format, ...) const noexcept {
+    if (isSuppressed(infoLevel, m_governingLevel))
+        return;
+    std::va_list arguments;
+    va_start(arguments, format);
+    writeLine(format, arguments);
+    va_end(arguments);
+}
