@@ -1,0 +1,125 @@
+// The records of the catalogs, the names that the two catalog documents use, and their parser.
+#pragma once
+
+#include <list>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "ThreadSafety.h"
+
+// One catalog that the service's reply names.
+struct CatalogInfo {
+    std::string catUrlRoot;
+    std::string version;
+    std::string name;
+    bool isPartner;
+};
+
+// The full-install package of one product catalog.
+struct ProductInfo {
+    std::string url;
+    std::string name;
+    bool isPartner;
+    std::string hash; // SHA-1, hex
+    std::string version;
+    std::string mainBuildNo;
+};
+
+// One hot-fix package of a product catalog. An empty bound is no bound.
+struct HotFixPackageInfo {
+    std::string name;
+    std::string url;
+    std::string hash; // SHA-1, hex
+    std::string size; // bytes, decimal
+    std::string minVer;
+    std::string maxVer;
+    std::string osxMinVer;
+    std::string osxMaxVer;
+    std::string productVer; // the product version that the hot-fix brings
+    std::string buildNo;    // the build number that the hot-fix brings
+    bool repost;
+};
+
+// Application ids, told apart by isCoreAppID.
+struct CoreAndPartnerAppIDs {
+    std::vector<std::string> core;
+    std::vector<std::string> partner;
+};
+
+// The service's reply.
+inline const std::string keyCoreCatalog = "/product/catlist/catalog";
+inline const std::string keyPartnerCatalog =
+    "/productresponse/pkglist/package/partner/product/catlist/catalog";
+inline const std::string keyProducts = "/productresponse/pkglist/package/products";
+inline const std::string keyCoreProduct = "/productresponse/pkglist/package/products/product";
+inline const std::string keyPartnerProduct = "/productresponse/pkglist/package/partner/product";
+inline const std::string keyPartner = "/productresponse/pkglist/package/partner";
+inline const std::string keyCatUrlRoot = "caturlroot";
+inline const std::string keyName = "name";
+inline const std::string keyAppID = "appid";
+inline const std::string keyVersion = "version";
+inline const std::string keyRelVer = "relver";
+inline const std::string keyRelName = "relname";
+inline const std::string keyDefaultValue;
+
+// The product catalog.
+inline const std::string keyProductPackage =
+    "/product_catalog/manifest/server_package_information/fullinstall_package_list/server_package";
+inline const std::string keyProductConfig = "/product_catalog/configuration";
+inline const std::string keyHotFixPackage =
+    "/product_catalog/manifest/server_package_information/ProductPackage/hf_package";
+inline const std::string keyProductname = "name";
+inline const std::string keyProductUrl = "url";
+inline const std::string keyProductHash = "hash";
+inline const std::string keyMainBuildNo = "mainbuildno";
+inline const std::string keySize = "size";
+inline const std::string keyHFMinVer = "minver";
+inline const std::string keyHFmaxVer = "maxver";
+inline const std::string keyHFOsMinVer = "osx_minver";
+inline const std::string keyHFOsMaxVer = "osx_maxver";
+inline const std::string keyHFProductVer = "product_ver";
+inline const std::string keyHFBuildno = "buildno";
+inline const std::string keyRepost = "repost";
+
+// Reads the service's reply and the product catalogs into records. Release values that it meets on the way
+// go to the controller.
+//
+// Threads: one thread parses at a time; the product list may be asked for by any thread meanwhile.
+class CatalogParser {
+public:
+    CatalogParser() = default;
+    ~CatalogParser() = default;
+    CatalogParser(const CatalogParser &) = delete;
+    CatalogParser &operator=(const CatalogParser &) = delete;
+
+    // The catalog URLs that a reply names, under "Core" and "Partner", which are both always present. The
+    // texts are new[]-allocated copies that belong to the caller.
+    std::map<std::string, std::list<const char *>> getCatalogUrls(std::string response);
+    // Replaces the catalog list by the catalogs of a reply; after a failure it holds those read so far.
+    void parseCatalogWithResponse(std::string response);
+    // Appends one product per catalog file and gives the whole list. A file that cannot be parsed gives a
+    // product of empty texts.
+    std::vector<ProductInfo> getProductInfo(std::list<std::string> catalogPaths);
+    // Appends the hot-fixes of all catalog files and gives the whole list.
+    std::vector<HotFixPackageInfo> getHotFixInfo(std::list<std::string> catalogPaths);
+    // Hands the branding build number to the controller when the file is the dynamic-branding catalog.
+    void setCBRMSBuildNoFromDynamicBrandingCatalog(std::string catalogPath);
+
+    // Whether the id is one of the fixed list of core editions.
+    bool isCoreAppID(std::string appId) const;
+    // Tells the ids apart; a single one counts as both.
+    CoreAndPartnerAppIDs getCoreAndPartnerAppIDs(std::vector<std::string> appIds) const;
+    std::vector<ProductInfo> getProductList() const;
+    std::vector<HotFixPackageInfo> getHotFixList() const;
+
+private:
+    void appendCatalogs(const std::vector<std::string> &products, const std::vector<std::string> &appIds,
+                        bool isPartner);
+    void appendProduct(const std::string &catalogPath);
+
+    std::vector<CatalogInfo> m_catalogList;
+    mutable boost::mutex m_listMutex;
+    std::vector<ProductInfo> m_productList GUARDED_BY(m_listMutex);
+    std::vector<HotFixPackageInfo> m_hotFixList GUARDED_BY(m_listMutex);
+};

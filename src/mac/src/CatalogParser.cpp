@@ -1,0 +1,202 @@
+#include "CatalogParser.h"
+
+#include <algorithm>
+#include <array>
+#include <exception>
+
+#include "DownloadController.h"
+#include "LibXmlWrapper.h"
+#include "TextList.h"
+#include "Trace.h"
+
+namespace {
+
+// "quiformac" stands twice (kept as shipped, harmless).
+const std::array<const char *, 8> coreReleaseNames = {
+    "quaformac", "quiformac", "quoformac",     "quiformac",
+    "qusformac", "qulmac",    "pxbasicformac", "pxquibasicformac",
+};
+
+const std::string dynamicBrandingCatalog = "dynamicbranding_maccat.xml";
+const std::string keyCBRMSBuildNo = "/product_catalog/configuration/cbrmsbuildno";
+
+// The texts of each catalog of one product, entry by entry.
+struct CatalogTexts {
+    explicit CatalogTexts(const LibXmlWrapper &product)
+        : roots(product.getXPathAllOptionalElement(keyCoreCatalog, keyCatUrlRoot, keyDefaultValue))
+        , names(product.getXPathAllOptionalElement(keyCoreCatalog, keyName, keyDefaultValue))
+        , versions(product.getXPathAllOptionalElement(keyCoreCatalog, keyVersion, keyDefaultValue)) {}
+    CatalogTexts() = default;
+
+    std::vector<std::string> roots;
+    std::vector<std::string> names;
+    std::vector<std::string> versions;
+};
+
+// What a hot-fix consists of, in the order of the record's fields.
+enum HotFixItem { name, url, hash, size, minVer, maxVer, osxMinVer, osxMaxVer, productVer, buildNo, repost };
+const std::array<const std::string *, 11> hotFixItemNames = {
+    &keyName,       &keyProductUrl, &keyProductHash,  &keySize,      &keyHFMinVer, &keyHFmaxVer,
+    &keyHFOsMinVer, &keyHFOsMaxVer, &keyHFProductVer, &keyHFBuildno, &keyRepost,
+};
+using HotFixTexts = std::array<std::vector<std::string>, hotFixItemNames.size()>;
+
+void readHotFixes(const std::string &catalogPath, HotFixTexts &texts) {
+    const LibXmlWrapper catalog(catalogPath);
+    for (std::size_t item = 0; item < texts.size(); ++item) {
+        std::vector<std::string> read =
+            catalog.getXPathAllOptionalElement(keyHotFixPackage, *hotFixItemNames[item], keyDefaultValue);
+        std::move(read.begin(), read.end(), std::back_inserter(texts[item]));
+    }
+}
+
+// True for every path that does not begin with "Partner", so for every absolute one (kept: packages of one
+// name replace each other because of it).
+bool isPartnerCatalog(const std::string &catalogPath) {
+    return catalogPath.find("Partner") != 0;
+}
+
+} // namespace
+
+std::map<std::string, std::list<const char *>> CatalogParser::getCatalogUrls(std::string response) {
+    catalogTrace.info("INFO : Getting Catalog Urls\n");
+    parseCatalogWithResponse(std::move(response));
+    OwnedTexts coreUrls;
+    OwnedTexts partnerUrls;
+    for (const CatalogInfo &catalog : m_catalogList) {
+        OwnedTexts &urls = catalog.isPartner ? partnerUrls : coreUrls;
+        urls.append(catalog.catUrlRoot + "/" + catalog.name + ".xml");
+    }
+    std::map<std::string, std::list<const char *>> catalogUrls{{"Core", {}}, {"Partner", {}}};
+    catalogUrls["Core"] = coreUrls.release();
+    catalogUrls["Partner"] = partnerUrls.release();
+    return catalogUrls;
+}
+
+void CatalogParser::parseCatalogWithResponse(std::string response) {
+    catalogTrace.info("INFO : Tolvane response is  == >> %s\n", response.c_str());
+    catalogTrace.info("INFO : Parsing Tolvane response for getting catalog\n");
+    m_catalogList.clear();
+    try {
+        const LibXmlWrapper document(response.c_str(), response.size());
+        DownloadController *controller = DownloadController::getInstance();
+        controller->setRelName(document.getXPathElementAttribute(keyProducts, keyRelName));
+        controller->setCoreReleaseVer(document.getXPathElementAttribute(keyProducts, keyRelVer));
+        controller->setPartnerReleaseVer(document.getXPathElementAttribute(keyPartner, keyRelVer));
+
+        // Of the core products only: a partner product is matched by the id of a core product.
+        const CoreAndPartnerAppIDs ids =
+            getCoreAndPartnerAppIDs(document.getPropertyValue(keyCoreProduct, keyAppID));
+        const std::vector<std::string> coreProducts = document.getAllElements(keyCoreProduct);
+        const std::vector<std::string> partnerProducts = document.getAllElements(keyPartnerProduct);
+        appendCatalogs(coreProducts, ids.core, false);
+        appendCatalogs(partnerProducts, ids.partner, true);
+    } catch (const std::exception &) {
+        catalogTrace.error("\n ERROR: Catalog Parsing Failed\n");
+    }
+}
+
+void CatalogParser::appendCatalogs(const std::vector<std::string> &products,
+                                   const std::vector<std::string> &appIds, bool isPartner) {
+    // Not reset between products: one whose id is not listed repeats the catalogs of the last product that
+    // was (kept: replies in the field rely on it).
+    CatalogTexts texts;
+    for (const std::string &markup : products) {
+        if (isPartner)
+            catalogTrace.info("\nINFO : Partner Products - %s\n\n", markup.c_str());
+        else
+            catalogTrace.info("\nINFO : Core Products - %s\n\n", markup.c_str());
+        const LibXmlWrapper product(markup.c_str(), markup.size());
+        const std::string thisAppId = product.getXPathElementAttribute("/product", keyAppID);
+        if (std::find(appIds.begin(), appIds.end(), thisAppId) != appIds.end()) {
+            texts = CatalogTexts(product);
+            if (!isPartner)
+                catalogTrace.info("\nINFO : size of rooturl Vector is  - %d\n\n",
+                                  static_cast<int>(texts.roots.size()));
+        }
+        catalogTrace.info("\nINFO : this appid - %s\n\n", thisAppId.c_str());
+        for (std::size_t i = 0; i < texts.names.size(); ++i) {
+            if (!isPartner)
+                catalogTrace.info("INFO :Tolvane Response has names - %s\n", texts.names[i].c_str());
+            m_catalogList.push_back({texts.roots.at(i), texts.versions.at(i), texts.names[i], isPartner});
+        }
+    }
+}
+
+std::vector<ProductInfo> CatalogParser::getProductInfo(std::list<std::string> catalogPaths) {
+    catalogTrace.info("INFO : Getting Package info\n");
+    try {
+        for (const std::string &path : catalogPaths)
+            appendProduct(path);
+    } catch (const std::exception &) {
+        catalogTrace.error("\n Product Catalog Parsing Failed\n");
+    }
+    return getProductList();
+}
+
+void CatalogParser::appendProduct(const std::string &catalogPath) {
+    setCBRMSBuildNoFromDynamicBrandingCatalog(catalogPath);
+    const LibXmlWrapper catalog(catalogPath);
+    ProductInfo product{catalog.getXPathElementAttribute(keyProductPackage, keyProductUrl),
+                        catalog.getXPathElementAttribute(keyProductPackage, keyProductname),
+                        isPartnerCatalog(catalogPath),
+                        catalog.getXPathElementAttribute(keyProductPackage, keyProductHash),
+                        catalog.getXPathStringValue(keyProductConfig + "/" + keyVersion),
+                        catalog.getXPathStringValue(keyProductConfig + "/" + keyMainBuildNo)};
+    const MutexLock lock(m_listMutex);
+    m_productList.push_back(std::move(product));
+}
+
+std::vector<HotFixPackageInfo> CatalogParser::getHotFixInfo(std::list<std::string> catalogPaths) {
+    catalogTrace.info("INFO : Getting Hotfix info\n");
+    HotFixTexts texts;
+    for (const std::string &path : catalogPaths) {
+        setCBRMSBuildNoFromDynamicBrandingCatalog(path);
+        readHotFixes(path, texts);
+    }
+    {
+        const MutexLock lock(m_listMutex);
+        for (std::size_t i = 0; i < texts[name].size(); ++i) {
+            m_hotFixList.push_back({texts[name].at(i), texts[url].at(i), texts[hash].at(i), texts[size].at(i),
+                                    texts[minVer].at(i), texts[maxVer].at(i), texts[osxMinVer].at(i),
+                                    texts[osxMaxVer].at(i), texts[productVer].at(i), texts[buildNo].at(i),
+                                    texts[repost].at(i) == "YES"});
+        }
+    }
+    return getHotFixList();
+}
+
+void CatalogParser::setCBRMSBuildNoFromDynamicBrandingCatalog(std::string catalogPath) {
+    const LibXmlWrapper catalog(catalogPath);
+    if (catalogPath.find(dynamicBrandingCatalog) == std::string::npos)
+        return;
+    if (!catalog.isXPathElementExists(keyCBRMSBuildNo))
+        return;
+    DownloadController::getInstance()->setCBRMSBuildNo(catalog.getXPathStringValue(keyCBRMSBuildNo));
+}
+
+bool CatalogParser::isCoreAppID(std::string appId) const {
+    return std::find(coreReleaseNames.begin(), coreReleaseNames.end(), appId) != coreReleaseNames.end();
+}
+
+CoreAndPartnerAppIDs CatalogParser::getCoreAndPartnerAppIDs(std::vector<std::string> appIds) const {
+    if (appIds.size() == 1)
+        return {appIds, appIds};
+    CoreAndPartnerAppIDs ids;
+    for (const std::string &appId : appIds) {
+        catalogTrace.info("\nINFO : getCoreAndPartnerAppIDs - %s\n\n", appId.c_str());
+        std::vector<std::string> &side = isCoreAppID(appId) ? ids.core : ids.partner;
+        side.push_back(appId);
+    }
+    return ids;
+}
+
+std::vector<ProductInfo> CatalogParser::getProductList() const {
+    const MutexLock lock(m_listMutex);
+    return m_productList;
+}
+
+std::vector<HotFixPackageInfo> CatalogParser::getHotFixList() const {
+    const MutexLock lock(m_listMutex);
+    return m_hotFixList;
+}
