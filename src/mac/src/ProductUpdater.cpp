@@ -1,0 +1,79 @@
+#include "ProductUpdater.h"
+
+#include <cstdlib>
+#include <memory>
+
+#include <sys/resource.h>
+
+#include "DownloadController.h"
+#include "ThreadSafety.h"
+#include "Trace.h"
+
+std::atomic<ProductUpdater *> ProductUpdater::m_pSelf{nullptr};
+boost::mutex ProductUpdater::m_instanceMutex;
+
+ProductUpdater::ProductUpdater()
+    : m_pDownloadController(DownloadController::getInstance()) {
+}
+
+ProductUpdater::~ProductUpdater() {
+    if (m_pDownloadController != nullptr)
+        DownloadController::releaseInstance();
+}
+
+ProductUpdater *ProductUpdater::getInstance() {
+    if (ProductUpdater *self = m_pSelf)
+        return self;
+    const MutexLock lock(m_instanceMutex);
+    if (m_pSelf == nullptr)
+        m_pSelf = std::make_unique<ProductUpdater>().release();
+    return m_pSelf;
+}
+
+void ProductUpdater::releaseInstance() {
+    const MutexLock lock(m_instanceMutex);
+    const std::unique_ptr<ProductUpdater> self(m_pSelf.exchange(nullptr));
+}
+
+int ProductUpdater::updateProduct(const std::string &currentVersion, const std::string &affiliateId,
+                                  const std::string &mode) {
+    // The result is dropped: outcomes are told by the trace and by the files that a step leaves.
+    static_cast<void>(m_pDownloadController->productUpdate(currentVersion, affiliateId, mode));
+    return 0;
+}
+
+bool ProductUpdater::isUpdateRequired(const std::string & /*currentVersion*/,
+                                      const std::string & /*affiliateId*/) const {
+    return true;
+}
+
+namespace {
+
+// One thread per URL, each with a connection and a file: large releases need more than the usual 1024.
+void raiseOpenFileLimit() {
+    rlimit limit{};
+    if (getrlimit(RLIMIT_NOFILE, &limit) != 0)
+        return;
+    limit.rlim_cur = limit.rlim_max;
+    // Where the system refuses, the limit it started with stays.
+    static_cast<void>(setrlimit(RLIMIT_NOFILE, &limit));
+}
+
+} // namespace
+
+// The command line: the installed version, the affiliate id and the mode.
+__attribute__((visibility("default"))) int main(int argc, char *argv[]) {
+    raiseOpenFileLimit();
+    // First of all, since creating the controller opens the trace.
+    ProductUpdater *updater = ProductUpdater::getInstance();
+    trace.info("Product updater is started\n");
+    if (argc != 4) {
+        trace.info("Product updater: Error - Arguments are missing\n");
+        std::exit(-1);
+    }
+    trace.info("Product updater: CurProdVersion: %s CurProdAffId: %s\n", argv[1], argv[2]);
+    static_cast<void>(updater->updateProduct(argv[1], argv[2], argv[3]));
+    trace.info("Product updater is exited\n");
+    ProductUpdater::releaseInstance();
+    return 0;
+}
