@@ -1,18 +1,16 @@
 // What the engine wrote to its trace, as tests want to read it.
 #pragma once
 
-#include <fstream>
-#include <iterator>
 #include <regex>
 #include <string>
 #include <vector>
 
 #include "Paths.h"
+#include "TextFile.h"
 
 // The whole trace file, stamps included; "" when there is none.
 inline std::string traceText() {
-    std::ifstream file(traceLogPath, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+    return readText(traceLogPath);
 }
 
 // The messages of a trace without their stamps. A message that holds line ends stays one message: only a
