@@ -1,0 +1,96 @@
+#include "Service.h"
+
+#include "Releases.h"
+#include "Text.h"
+
+#include <boost/thread/lock_guard.hpp>
+
+#include <filesystem>
+#include <fstream>
+#include <iomanip>
+#include <sstream>
+#include <stdexcept>
+
+Service::Service(std::string root)
+    : m_root(std::move(root)) {
+}
+
+Answer Service::answer(const Request &request) {
+    // A downloader asks for the same file by GET; HEAD is another matter, and so is another host.
+    const std::string counted =
+        (request.method == "HEAD" ? "HEAD " : "") + request.host + " " + request.target;
+    // Held to the end: arrival order is the order of the numbers and of the attempts.
+    const boost::lock_guard<boost::mutex> lock(m_mutex);
+    const unsigned attempt = ++m_attempts[counted];
+
+    Answer answer;
+    try {
+        if (!request.problem.empty()) {
+            throw std::invalid_argument(request.problem);
+        }
+        answer.action = actionFor(contentOf(m_root + "/service/script").value_or(""), request.method,
+                                  request.target, attempt);
+        answer.reply = replyTo(request, answer.action);
+    } catch (const std::invalid_argument &problem) {
+        answer.action = Action();
+        answer.reply = textReply(request.problem.empty() ? 500 : 400, problem.what() + std::string("\n"));
+    }
+
+    std::ostringstream number;
+    number << std::setw(4) << std::setfill('0') << ++m_recorded;
+    const std::string folder = m_root + "/log/requests/";
+    const std::string draft = folder + "." + number.str();
+    std::ofstream(draft, std::ios::binary) << request.raw;
+    std::filesystem::rename(draft, folder + number.str()); // a reader never sees half of it
+
+    std::ofstream index(m_root + "/log/service-requests.log", std::ios::app);
+    index << number.str() << " | " << request.host << " | " << request.method << " | " << request.target
+          << " | " << request.range << " | " << attempt << " | " << answer.action.name << " | "
+          << answer.reply.status << '\n';
+    return answer;
+}
+
+Reply Service::replyTo(const Request &request, const Action &action) const {
+    if (action.name == "status") {
+        return textReply(static_cast<unsigned>(action.number), action.text);
+    }
+    if (action.name == "redirect") {
+        Reply reply = textReply(302, "");
+        reply.headers.emplace_back("Location", action.text);
+        return reply;
+    }
+    if (request.host == "update.brovik.example") {
+        return updateReply(request);
+    }
+    if (request.host != "scripted.brovik.example") {
+        return textReply(400, "no such host here: " + request.host + "\n");
+    }
+    if (request.method != "GET" && request.method != "HEAD") {
+        return textReply(405, "files are asked for by GET or HEAD\n");
+    }
+    const std::string path = request.target.substr(0, request.target.find('?'));
+    if (path.empty() || path.front() != '/' || path.find("..") != std::string::npos) {
+        return textReply(400, "not a path: " + path + "\n");
+    }
+    const bool ranges = action.name != "no-ranges";
+    Reply reply = fileReply(m_root + "/scripted" + path, ranges ? request.range : "");
+    if (!ranges) {
+        reply.headers = {{"Content-Type", "application/octet-stream"}};
+    }
+    return reply;
+}
+
+Reply Service::updateReply(const Request &request) const {
+    const std::string xml = "text/xml";
+    if (request.method != "POST") {
+        return textReply(400, "a productrequest is posted, not asked for by " + request.method + "\n");
+    }
+    if (request.target != "/velbrin/1.0.0.0/?reqtype=mac_update" &&
+        request.target != "/velbrin/1.0.0.0/?reqtype=mac_web") {
+        return textReply(400, "no service at " + request.target + "\n");
+    }
+    if (request.contentType.compare(0, xml.size(), xml) != 0) {
+        return textReply(400, "a productrequest is text/xml, not " + request.contentType + "\n");
+    }
+    return releaseReply(m_root + "/service", request);
+}

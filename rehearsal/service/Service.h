@@ -1,0 +1,35 @@
+#pragma once
+
+#include "Exchange.h"
+#include "Script.h"
+
+#include <boost/thread/mutex.hpp>
+
+#include <map>
+#include <string>
+
+struct Answer {
+    Reply reply;
+    Action action; // how to send it
+};
+
+// Decides what every request is answered and records both. The hosts' data, the script and the records lie in
+// one folder; data and script are read anew for every request. Used by all connections' threads at once.
+class Service {
+public:
+    explicit Service(std::string root);
+
+    // Returns when the request and what it will be answered are on record.
+    Answer answer(const Request &request);
+
+private:
+    Reply replyTo(const Request &request, const Action &action) const;
+    Reply updateReply(const Request &request) const;
+    void record(const Request &request, unsigned attempt, const Answer &answer);
+
+    const std::string m_root;
+
+    boost::mutex m_mutex;
+    std::map<std::string, unsigned> m_attempts BOOST_THREAD_GUARDED_BY(m_mutex);
+    unsigned m_recorded BOOST_THREAD_GUARDED_BY(m_mutex) = 0;
+};
