@@ -1,0 +1,221 @@
+#include "Shell.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+TEST(Seal, leavesTheMachineOutsideAlone) {
+    const Outcome outcome = outside(R"sh(
+        cd "$(mktemp -d)"
+        echo kept >file
+        state() { stat -c '%n %i %s %y' /etc /etc/hosts /etc/passwd /etc/ssl/certs /usr/local/bin /var/log; hostname; }
+        before=$(state)
+        "$seal" bash -c 'echo changed >file; echo new >new; rm -f /etc/passwd; echo x >>/etc/hosts
+            touch /usr/local/bin/x /var/log/x /usr/local/Brovik/x /new /dev/new /dev/shm/new /tmp/new; hostname other'
+        [[ $before == "$(state)" ]] && echo 'as before'
+        cat file
+        ls . /new /dev/new /dev/shm/new /tmp/new 2>/dev/null
+        rm file && rmdir "$PWD")sh");
+    EXPECT_EQ(outcome, (Outcome{"as before\nkept\n.:\nfile\n", 0}));
+}
+
+TEST(Seal, leavesNoMountOrProcessBehind) {
+    const Outcome outcome = outside(R"sh(
+        before=$(cut -d ' ' -f 5- /proc/self/mountinfo)
+        "$seal" bash -c '(trap "" HUP TERM; exec sleep 1000) &'
+        [[ $before == "$(cut -d ' ' -f 5- /proc/self/mountinfo)" ]])sh");
+    EXPECT_EQ(outcome,
+              (Outcome{"", 0})); // reading to the end shows that sleep, which holds the stream, is gone
+}
+
+struct EndCase {
+    const char *name;
+    const char *command;
+    int status;
+};
+
+class EndOfCommand : public testing::TestWithParam<EndCase> {};
+
+TEST_P(EndOfCommand, isTheSealsStatus) {
+    EXPECT_EQ(outside("\"$seal\" " + std::string(GetParam().command) + " 2>/dev/null").status,
+              GetParam().status);
+}
+
+INSTANTIATE_TEST_SUITE_P(Seal, EndOfCommand,
+                         testing::Values(EndCase{"success", "true", 0}, EndCase{"failure", "false", 1},
+                                         EndCase{"anyStatus", "bash -c 'exit 217'", 217},
+                                         EndCase{"terminated", "bash -c 'kill -TERM $$'", 143},
+                                         EndCase{"interrupted", "bash -c 'kill -INT $$'", 130},
+                                         EndCase{"crashed", "bash -c 'kill -SEGV $$'", 139},
+                                         EndCase{"killed", "bash -c 'kill -KILL $$'", 137},
+                                         EndCase{"notFound", "no-such-command", 127},
+                                         EndCase{"noCommand", "", 64},
+                                         EndCase{"unknownOption", "--no-such true", 64},
+                                         EndCase{"noService", "--servers true", 64},
+                                         EndCase{"noBuild", "--install /no/such true", 64},
+                                         EndCase{"failedInstall", "--install / true", 70},
+                                         EndCase{"failedServer", "--servers --service /bin/false true", 70}),
+                         [](const auto &one) { return one.param.name; });
+
+TEST(Seal, passesStreamsArgumentsEnvironmentAndFolder) {
+    const Outcome outcome = outside(R"sh(
+        cd /usr/share
+        echo from-input | variable='a  b' PATH=/odd:$PATH "$seal" -- bash -c \
+            'cat; echo "$variable|$1|$2|$PWD|${PATH%%:*}"; echo to-error >&2' name 'two words' '' 2>/dev/null
+        "$seal" bash -c 'echo to-output; echo to-error >&2' 2>&1 >/dev/null)sh");
+    EXPECT_EQ(outcome, (Outcome{"from-input\na  b|two words||/usr/share|/odd\nto-error\n", 0}));
+}
+
+TEST(Seal, addsNothingToTheCommandsStandardError) {
+    EXPECT_EQ(outside("\"$seal\" bash -c 'kill -SEGV $$'"), (Outcome{"", 139}));
+}
+
+TEST(Seal, passesNoDescriptorsOfItsOwn) {
+    const Outcome outcome = outside(R"sh(
+        without=$(ls /proc/self/fd)
+        within=$("$seal" ls /proc/self/fd)
+        [[ $within == "$without" ]] || echo "$within")sh");
+    EXPECT_EQ(outcome, (Outcome{"", 0}));
+}
+
+TEST(Seal, endsTheWholeMachineWhenItIsKilled) {
+    for (const std::string signal : {"KILL", "TERM", "HUP"}) {
+        const Outcome outcome = outside(R"sh(
+            exec {output}< <(exec "$seal" bash -c 'sleep 1000 & setsid sleep 1000 & echo up; sleep 1000')
+            read -r line <&"$output"
+            kill -)sh" + signal + R"sh( $!
+            cat <&"$output" # ends when nobody is left who could write
+            echo "$line, gone")sh");
+        EXPECT_EQ(outcome, (Outcome{"up, gone\n", 0})) << signal;
+    }
+}
+
+TEST(Seal, keepsTheChangedFilesWhenAsked) {
+    const Outcome outcome = outside(R"sh(
+        dir=$(mktemp -d)
+        cd "$dir" && mkdir sub && echo same >sub/same && echo old >sub/changed && echo removed >sub/removed
+        "$seal" --keep kept bash -c 'echo new >sub/changed; rm sub/removed; echo list >/tmp/list; echo p >/usr/local/Brovik/p
+            exit 3'
+        echo "$?"
+        cd kept && cat tmp/list usr/local/Brovik/p "${dir#/}/sub/changed" && ls "${dir#/}/sub"
+        "$seal" --keep "$dir/kept" true
+        echo "$?"
+        rm -rf "$dir")sh");
+    EXPECT_EQ(outcome.output.substr(0, 23), "3\nlist\np\nnew\nchanged\nse");
+    EXPECT_NE(outcome.output.find("is not empty\n64\n"), std::string::npos) << outcome;
+}
+
+TEST(Seal, letsChangesReachAWritableFolder) {
+    const Outcome outcome = outside(R"sh(
+        cd "$(mktemp -d)" && mkdir real copied
+        "$seal" --writable real touch real/file copied/file
+        ls real copied
+        rm -r real copied; rmdir "$PWD")sh");
+    EXPECT_EQ(outcome, (Outcome{"copied:\n\nreal:\nfile\n", 0}));
+}
+
+TEST(Seal, hasAnEmptyTmpExceptForTheFolderItRunsIn) {
+    const Outcome outcome = outside(R"sh(
+        dir=$(mktemp -d /tmp/seal-test.XXXXXX) other=$(mktemp -d /tmp/seal-test.XXXXXX)
+        cd "$dir" && touch here
+        "$seal" bash -c "ls; [[ -e $other ]] || echo hidden; stat -c %a /tmp"
+        rm -r "$dir" "$other")sh");
+    EXPECT_EQ(outcome, (Outcome{"here\nhidden\n1777\n", 0}));
+}
+
+TEST(Seal, worksInsideASealedMachine) {
+    EXPECT_EQ(inside("\"$rehearsal/seal\" sudo id -u"), (Outcome{"0\n", 0}));
+}
+
+TEST(Seal, worksWhereFoldersAndFilesAreMounts) {
+    const Outcome outcome = inside(R"sh(
+        mkdir -p /home/one '/home/with blank' && echo hidden >/home/one/hidden
+        mount -t tmpfs tmpfs /home/one && echo layered >/home/one/file
+        mount -t tmpfs tmpfs '/home/with blank' && echo blank >'/home/with blank/file'
+        echo '127.0.0.9 mounted.example' >/tmp/hosts && mount --bind /tmp/hosts /etc/hosts
+        cd /home/one
+        "$rehearsal/seal" bash -c 'ls; cat file "/home/with blank/file"; echo changed >file
+            grep -o mounted.example /etc/hosts'
+        cat file)sh");
+    EXPECT_EQ(outcome, (Outcome{"file\nlayered\nblank\nmounted.example\nlayered\n", 0}));
+}
+
+TEST(Seal, forgetsAnInstalledEngineAndWhatItLeft) {
+    const Outcome outcome = inside(
+        R"sh(
+        touch /usr/local/Brovik/old /usr/local/repost/old /private/tmp/old /var/log/DownloadManager.log
+        "$rehearsal/seal" bash -c 'ls /usr/local/Brovik /usr/local/repost /private/tmp /var/log/DownloadManager.log')sh");
+    EXPECT_EQ(outcome.output.find("old"), std::string::npos) << outcome;
+    EXPECT_NE(outcome.output.find("ProductConfig.xml"), std::string::npos) << outcome;
+    EXPECT_NE(outcome.output.find("cannot access '/var/log/DownloadManager.log'"), std::string::npos)
+        << outcome;
+}
+
+TEST(Seal, installsABuildIntoTheCopy) {
+    const Outcome outcome = outside(R"sh(
+        build=$(mktemp -d)
+        echo 'file(WRITE /usr/local/Brovik/qrn/bin/built "built\n")' >"$build/cmake_install.cmake"
+        "$seal" --install "$build" cat /usr/local/Brovik/qrn/bin/built
+        ls /usr/local/Brovik/qrn/bin/built "$build/install_manifest.txt" 2>/dev/null
+        rm -r "$build")sh");
+    EXPECT_EQ(outcome, (Outcome{"built\n", 0}));
+}
+
+TEST(Seal, makesTwoMachinesThatDoNotDisturbEachOther) {
+    const Outcome outcome = outside(R"sh(
+        machine() {
+            "$seal" --servers --service "$service" bash -c 'echo "$0" | tee /srv/rehearsal/download/file /tmp/file >/dev/null
+                echo up; read -r; curl -s https://download.brovik.example/file; cat /tmp/file
+                wc -l </srv/rehearsal/log/download.log; ps -A | grep -c nginx' "$1"
+        }
+        coproc first { machine one; }
+        read -r <&"${first[0]}"
+        echo | machine two
+        echo >&"${first[1]}"
+        cat <&"${first[0]}")sh");
+    EXPECT_EQ(outcome, (Outcome{"up\ntwo\ntwo\n1\n1\none\none\n1\n1\n", 0}));
+}
+
+// A user namespace that allows no further one and lacks the right itself stands for a strict container.
+TEST(Seal, saysWhatIsMissingWhereNoCopyCanBeMade) {
+    const Outcome outcome = outside(R"sh(
+        export seal
+        without='exec setpriv --bounding-set=-sys_admin --inh-caps=-sys_admin "$seal" touch /usr/local/not-sealed'
+        if unshare -Ur true 2>/dev/null; then
+            unshare -Ur bash -c "echo 0 >/proc/sys/user/max_user_namespaces; $without"
+        else
+            bash -c "$without"
+        fi
+        echo "$?"; ls /usr/local/not-sealed 2>/dev/null)sh");
+    EXPECT_NE(outcome.output.find("seal: unshare --user --map-root-user --mount"), std::string::npos)
+        << outcome;
+    EXPECT_NE(outcome.output.find("seal: needed: CAP_SYS_ADMIN"), std::string::npos) << outcome;
+    EXPECT_EQ(outcome.output.substr(outcome.output.rfind('\n', outcome.output.size() - 2)), "\n69\n");
+}
+
+TEST(Seal, worksForAnOrdinaryUserWhereTheSystemAllowsIt) {
+    const std::string asUser = "setpriv --reuid 65534 --regid 65534 --clear-groups ";
+    if (outside(asUser + "bash -c 'test -x \"$1\" && unshare -Urm true' - \"$seal\"").status != 0) {
+        GTEST_SKIP() << "this system allows no user namespaces, or this user can't read the checkout";
+    }
+    const Outcome outcome =
+        outside("cd / && " + asUser + R"sh("$seal" --servers --service "$service" bash -s <<'INNER'
+        sudo touch /usr/local/Brovik/new /var/log/DownloadManager.log /usr/local/repost/installer.sh && echo written
+        echo content >/srv/rehearsal/download/file && curl -s https://download.brovik.example/file
+INNER
+        ls /usr/local/Brovik/new 2>/dev/null)sh");
+    EXPECT_EQ(outcome.output, "written\ncontent\n");
+}
+
+TEST(Seal, usesTheMachineItselfOnlyWhenTold) {
+    const Outcome outcome = insideWithServers(R"sh(
+        rm -rf /usr/local/Brovik && "$rehearsal/serve" --stop
+        "$rehearsal/seal" --as-is --servers --service "$service" bash -c 'echo left >/tmp/left; exit 9' 2>&1
+        echo "$?"
+        ls /usr/local/Brovik /tmp/left /srv/rehearsal/run/*.pid 2>/dev/null)sh");
+    EXPECT_EQ(outcome.output,
+              "seal: warning: no copy is made, COMMAND changes this machine itself\n9\n/tmp/left\n\n"
+              "/usr/local/Brovik:\nDynaConfig.plist\nProductConfig.xml\nqrn\n");
+}
+
+} // namespace
