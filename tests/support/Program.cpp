@@ -1,0 +1,91 @@
+#include "Program.h"
+
+#include <csignal>
+#include <filesystem>
+#include <stdexcept>
+#include <system_error>
+
+#include <fcntl.h>
+#include <poll.h>
+#include <spawn.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "TextFile.h"
+
+namespace {
+
+void must(bool done, const std::string &what) {
+    if (!done)
+        throw std::system_error(errno, std::generic_category(), what);
+}
+
+std::string newFolder() {
+    std::string folder = "/tmp/program.XXXXXX";
+    must(mkdtemp(folder.data()) != nullptr, "mkdtemp");
+    return folder;
+}
+
+} // namespace
+
+Program::Program(const std::vector<std::string> &command)
+    : m_output(newFolder()) {
+    std::vector<std::string> texts = command;
+    std::vector<char *> arguments;
+    for (std::string &text : texts)
+        arguments.push_back(text.data());
+    arguments.push_back(nullptr);
+
+    posix_spawn_file_actions_t streams;
+    must(posix_spawn_file_actions_init(&streams) == 0, "posix_spawn_file_actions_init");
+    const auto redirect = [&streams](int stream, const std::string &path, int flags) {
+        must(posix_spawn_file_actions_addopen(&streams, stream, path.c_str(), flags, 0644) == 0, path);
+    };
+    redirect(STDIN_FILENO, "/dev/null", O_RDONLY);
+    redirect(STDOUT_FILENO, m_output + "/out", O_WRONLY | O_CREAT);
+    redirect(STDERR_FILENO, m_output + "/err", O_WRONLY | O_CREAT);
+    errno = posix_spawnp(&m_process, arguments.front(), &streams, nullptr, arguments.data(), environ);
+    must(errno == 0, command.front());
+    static_cast<void>(posix_spawn_file_actions_destroy(&streams)); // frees memory only
+}
+
+Program::~Program() {
+    if (m_process == -1)
+        return;
+    kill();
+    static_cast<void>(waitpid(m_process, nullptr, 0)); // nobody asked how it ended
+}
+
+bool Program::endsWithin(std::chrono::milliseconds time) const {
+    const auto handle = static_cast<int>(syscall(SYS_pidfd_open, m_process, 0U));
+    must(handle != -1, "pidfd_open");
+    pollfd end{handle, POLLIN, 0};
+    const int ready = poll(&end, 1, static_cast<int>(time.count()));
+    static_cast<void>(close(handle)); // was only waited on
+    must(ready != -1, "poll");
+    return ready == 1;
+}
+
+void Program::kill() const {
+    must(::kill(m_process, SIGKILL) == 0, "kill");
+}
+
+Ended Program::wait() {
+    int status = 0;
+    must(waitpid(m_process, &status, 0) == m_process, "waitpid");
+    m_process = -1;
+    return {WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status), readText(m_output + "/out"),
+            readText(m_output + "/err")};
+}
+
+Ended run(const std::vector<std::string> &command) {
+    return Program(command).wait();
+}
+
+std::string shell(const std::string &script) {
+    const Ended ended = run({"bash", "-euc", script});
+    if (ended.status != 0)
+        throw std::runtime_error(script + ": " + ended.err);
+    return ended.out;
+}
