@@ -34,6 +34,11 @@ struct EndCase {
     int status;
 };
 
+// CTest shows it beside the test's name.
+void PrintTo(const EndCase &shown, std::ostream *stream) {
+    *stream << shown.name;
+}
+
 class EndOfCommand : public testing::TestWithParam<EndCase> {};
 
 TEST_P(EndOfCommand, isTheSealsStatus) {

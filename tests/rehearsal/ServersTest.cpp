@@ -127,6 +127,11 @@ struct ActionCase {
     const char *expected; // curl's exit status, HTTP status, bytes received, comparison with the file
 };
 
+// CTest shows it beside the test's name.
+void PrintTo(const ActionCase &shown, std::ostream *stream) {
+    *stream << shown.name;
+}
+
 class ScriptAction : public testing::TestWithParam<ActionCase> {};
 
 TEST_P(ScriptAction, doesWhatItSays) {
