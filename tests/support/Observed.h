@@ -28,3 +28,6 @@ Files filesBelow(const std::string &folder);
 
 // Says which file differs, and shows none of a package's bytes.
 testing::AssertionResult sameFiles(const Files &expected, const Files &actual);
+
+// Names the case of a table whose entries have a name.
+const auto caseName = [](const auto &parameter) { return std::string(parameter.param.name); };
