@@ -1,0 +1,12 @@
+# The suites of the downloads have a server of their own, which answers as each case says.
+find_package(Boost 1.71 REQUIRED COMPONENTS thread)
+find_package(OpenSSL REQUIRED)
+add_library(localServer STATIC ../support/LocalServer.cpp)
+target_include_directories(localServer PUBLIC ../support ${PROJECT_SOURCE_DIR}/src/mac/include)
+target_link_libraries(localServer PUBLIC Boost::thread OpenSSL::Crypto)
+function(download_test name)
+  engine_test(${name} ${ARGN})
+  target_link_libraries(${name} PRIVATE localServer)
+endfunction()
+download_test(DownloadHelperTest)
+download_test(PackageValidationTest SEAL --servers)
