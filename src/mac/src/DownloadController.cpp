@@ -4,6 +4,7 @@
 #include <cstring>
 #include <exception>
 #include <fstream>
+#include <optional>
 #include <utility>
 
 #include <unistd.h>
@@ -58,23 +59,24 @@ private:
     DownloadController &m_controller;
 };
 
-// While a job has not downloaded its packages, no query may call the downloads complete.
+// While a job has not downloaded its packages, no query may call the downloads complete, whatever the last
+// job left.
 class DownloadController::OutstandingPackages {
 public:
     explicit OutstandingPackages(DownloadController &controller)
         : m_controller(controller) {
-        set(true);
+        const MutexLock lock(m_controller.m_mutex);
+        m_controller.m_packagesOutstanding = true;
+        m_controller.m_allCompleted = false;
     }
-    ~OutstandingPackages() { set(false); }
+    ~OutstandingPackages() {
+        const MutexLock lock(m_controller.m_mutex);
+        m_controller.m_packagesOutstanding = false;
+    }
     OutstandingPackages(const OutstandingPackages &) = delete;
     OutstandingPackages &operator=(const OutstandingPackages &) = delete;
 
 private:
-    void set(bool outstanding) {
-        const MutexLock lock(m_controller.m_mutex);
-        m_controller.m_packagesOutstanding = outstanding;
-    }
-
     DownloadController &m_controller;
 };
 
@@ -145,6 +147,7 @@ int DownloadController::productUpdate(std::string currentVersion, std::string af
 
 int DownloadController::checkForInstall(const std::string &currentVersion, const std::string &affiliateId) {
     UpdateManager updateManager;
+    std::optional<OutstandingPackages> outstanding(std::in_place, *this);
     setProductInfoList({});
     const std::string response =
         m_pTolvaneHandler->sendTolvaneUpdateRequest(currentVersion, getAffId(affiliateId), "1");
@@ -169,6 +172,7 @@ int DownloadController::checkForInstall(const std::string &currentVersion, const
         return 0;
     }
     downLoad(urls.list(), packageDirectory());
+    outstanding.reset();
     // Asking has the updated product configuration written when everything is complete.
     if (!getDownloadProgressInfo().completed) {
         trace.error("ERROR: Download Failed\n");
@@ -613,7 +617,7 @@ DownloadProgressInfo DownloadController::getDownloadProgressInfo() {
 
 DownloadProgressInfo DownloadController::averagedProgress() const {
     const MutexLock lock(m_mutex);
-    const bool completed = m_allCompleted && m_runningThreads == 0 && !m_packagesOutstanding;
+    const bool completed = m_allCompleted && m_runningThreads == 0;
     return {m_averagePercent, m_averageSpeed, m_averageRemainingTime,
             m_downloadedSize, m_totalSize,    m_anyFailed,
             completed,        m_resumable};
@@ -649,7 +653,7 @@ void DownloadController::calculateAverageDownloadingInfo() {
         m_downloadedSize = sum.downloadedSize;
         m_totalSize = sum.totalSize;
         m_anyFailed = sum.failed;
-        m_allCompleted = sum.completed;
+        m_allCompleted = sum.completed && !m_packagesOutstanding;
     } catch (const std::exception &) {
         trace.error("ERROR: Average Downloading Info Calculation Failed\n");
     }
