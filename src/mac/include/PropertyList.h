@@ -22,7 +22,8 @@ public:
     static std::optional<PropertyList> read(const std::string &path);
 
     // Replaces the value of a key by a dictionary of strings, in the order given.
-    void setDictionary(const std::string &key, const std::vector<std::pair<std::string, std::string>> &entries);
+    void setDictionary(const std::string &key,
+                       const std::vector<std::pair<std::string, std::string>> &entries);
 
     // Writes the whole list as an XML property list, replacing the file at once: a reader sees the old or
     // the new content, never a half. Mode and owner of an existing file stay. False when it failed; the
