@@ -1,4 +1,44 @@
-/* The functions that libdownloadManager exports to the suite's installer. */
+/*
+ * The functions that libdownloadManager exports to the suite's installer: one call runs a whole fresh
+ * installation's downloads, the others watch and repeat it.
+ *
+ * A host in C or C++ links the library (pkg-config downloadManager, or CMake's find_package(downloadManager)
+ * and the target downloadManager::downloadManager), or loads it by dlopen and finds the functions by name.
+ *
+ *     job thread:  FreshInstall();             blocks until the downloads have ended
+ *     another:     GetDownloadProgressInfo();  as often as it likes meanwhile, and once afterwards
+ *
+ * Threads
+ *   The first call of any function creates the engine and opens its log, "/var/log/DownloadManager.log". It
+ *   must be alone: no other function may be called before it returns. After that any of the functions may be
+ *   called from any number of threads at once. FreshInstall and RetryDownloadPackages take as long as the
+ *   downloads take, and a second installation waits for the first; the three others never wait for one. Only
+ *   completed progress makes GetDownloadProgressInfo write a small file.
+ *
+ * Lifetime
+ *   The engine lives as long as the process: nothing releases it, and what one call leaves the next one
+ * finds. So the library is never unloaded (no dlclose), and there is no function to cancel an installation: a
+ * host that must stop ends its process. Downloads cut short stay on the disk; a new process fetches them
+ * anew.
+ *
+ * Memory
+ *   The record of GetDownloadProgressInfo comes from C++'s new, the text of GetDownloadedPackages from its
+ *   new[]; the caller frees them with the matching delete, never with free().
+ *   In C++:
+ *     std::unique_ptr<DownloadProgressInfo>(static_cast<DownloadProgressInfo *>(GetDownloadProgressInfo()))
+ *     std::unique_ptr<char[]>(GetDownloadedPackages())
+ *   C has no delete, but can call the operators under their linkage names, which are the same with every
+ *   compiler of these systems; it links the C++ runtime for that (-lstdc++, on macOS -lc++):
+ *     void _ZdlPv(void *record);   C++'s operator delete(void *)
+ *     void _ZdaPv(void *text);     C++'s operator delete[](void *)
+ *
+ * Rights and surroundings
+ *   The engine runs as root, or as a user whose sudo asks for no password. It reads the edition to install
+ * from
+ *   "/private/tmp/configuration.plist" and downloads below "/usr/local/Brovik/TempDownload". It and its tools
+ *   write remarks to the process's standard output and error: a host that prints there itself keeps a copy of
+ *   the streams and points the originals elsewhere.
+ */
 #ifndef DOWNLOADMANAGER_H
 #define DOWNLOADMANAGER_H
 
@@ -9,34 +49,77 @@ extern "C" {
 #include <stdbool.h>
 #endif
 
-/* The progress of all downloads of the running job. A kilobyte is 1024 bytes. */
+/*
+ * How far all packages of the installation are. A kilobyte is 1024 bytes.
+ *
+ * All figures are 0 and stay so until the first package's transfer has begun: while the service is asked, the
+ * catalogs are fetched and the packages are looked for. A server that tells no length leaves a package's
+ * figures at 0 until the package is complete, and then too. The averages are over the packages begun so far,
+ * each counting the same, whatever its size: they fall when a further package begins. The sizes fall when a
+ * package whose bytes were wrong is fetched again.
+ *
+ *   phase                          failed  completed  resumable
+ *   before the downloads           false   false      true
+ *   failed before the downloads    true    false      true
+ *   downloads run                  true as soon as one has failed, false until then; false; true
+ *   a package was given up         as before it, like all figures; false; false, for good
+ *   ended, all is well             false   true       true
+ *   ended, some failed             true    false      true
+ *   ended, one kept breaking off   false   false      true
+ *
+ * Only the end of FreshInstall or RetryDownloadPackages tells that the downloads have ended, whatever the
+ * flags say before.
+ */
 typedef struct DownloadProgressInfo {
-    double progressPercent; /* average over the downloads, 0 to 100 */
-    double downloadSpeed;   /* average, kilobytes per second */
-    double remainingTime;   /* average, seconds */
-    double downloadedSize;  /* total, kilobytes present */
-    double totalSize;       /* total, kilobytes of the whole files */
-    bool failed;            /* at least one download ended in error, or the job failed before them */
-    bool completed;         /* every download is complete and validated */
-    bool resumable;         /* false once a package was given up: its hash was wrong too often */
+    double progressPercent; /* average, 0 to 100; at 100 the SHA-1 may still have to be checked */
+    double downloadSpeed;   /* average, kilobytes per second; a package that has ended keeps its last speed */
+    double remainingTime;   /* average, whole seconds; -2147483648, or an average with it, when unknown */
+    double downloadedSize;  /* sum, kilobytes on the disk */
+    double totalSize;       /* sum, kilobytes of the whole packages begun so far */
+    bool failed;            /* a download ended in error, or the installation failed before its downloads */
+    bool completed; /* every package is complete and its SHA-1 is the catalog's, and no download runs */
+    bool resumable; /* false once a package was given up: its SHA-1 was wrong on every try */
 } DownloadProgressInfo;
 
-/* Runs a whole fresh installation's downloads and returns when they have ended: 0 when the downloads ran
- * (the progress tells how they ended), -1 when anything failed before them. */
+/*
+ * Runs a whole fresh installation's downloads: asks the update service, fetches the catalogs that it names,
+ * looks whether every package is there, and downloads all of them at once, each into a folder named after its
+ * version below "/usr/local/Brovik/TempDownload/Package". A transfer that breaks off is resumed by itself, up
+ * to three times; a package with a wrong SHA-1 is fetched again by itself, up to twice.
+ *
+ * Returns when all has ended: 0 when the downloads ran, however they ended (ask GetDownloadProgressInfo), -1
+ * when anything failed before them (RetryDownloadPackages repeats it; a second FreshInstall in one process
+ * cannot read the service's reply). The log tells what failed.
+ */
 int FreshInstall(void);
 
-/* A new DownloadProgressInfo, which the caller owns and releases with C++'s delete. */
+/*
+ * A new DownloadProgressInfo, which the caller frees (see above). Every call that returns completed progress
+ * also writes the release's values as "BuildInfo" into "/private/tmp/configuration.plist"; so call it once
+ * more when FreshInstall or RetryDownloadPackages has returned.
+ */
 void *GetDownloadProgressInfo(void);
 
-/* The paths of the packages downloaded so far, each followed by "!:", in a new array, which the caller
- * owns and releases with C++'s delete[]. */
+/*
+ * The paths of the packages that are complete and checked, each followed by "!:", in a new text that the
+ * caller frees (see above); an empty text while there is none.
+ */
 char *GetDownloadedPackages(void);
 
-/* Downloads what failed once more; returns when the downloads have ended. */
+/*
+ * Repeats what failed, and returns when that has ended. After a failure before the downloads (FreshInstall
+ * returned -1) that is the whole installation; otherwise every failed download goes on where it stopped.
+ * Takes no notice of packages that kept breaking off, and has no success with one that was given up:
+ * resumable stays false. For these start a new process. Look at GetDownloadProgressInfo for the outcome.
+ */
 void RetryDownloadPackages(void);
 
-/* The expected SHA-1 of the package with this download URL, in hex; empty when unknown. The text belongs
- * to the engine and stays until the same thread's next call. */
+/*
+ * The SHA-1 that the catalog gives for the package with this download URL, in hex; an empty text when no
+ * package is known by it, as before the catalogs are read. In a fresh installation any text that contains the
+ * package's name will do, its path on the disk for one. The text belongs to the engine, is never freed, and
+ * stays until the same thread's next call of this function.
+ */
 const char *GetHashValue(const char *url);
 
 #ifdef __cplusplus
