@@ -122,8 +122,10 @@ UpdateManager::getFinalSortedListAccordingToOrderOfInstallation(std::vector<std:
     for (auto &[version, group] : groups) {
         if (group.size() > 1)
             group = orderWithinVersion(std::move(group), orderNames);
-        for (const std::string &path : group)
-            (contains(path, "repost") ? reposts : others).push_back(path);
+        for (const std::string &path : group) {
+            if (!path.empty())
+                (contains(path, "repost") ? reposts : others).push_back(path);
+        }
     }
 
     std::list<std::string> ordered = takeReposts(std::move(reposts), orderNames);
