@@ -1,0 +1,144 @@
+#include "Installation.h"
+
+#include <csignal>
+#include <cstdlib>
+#include <string>
+#include <thread>
+
+#include "Statuses.h"
+#include "Words.h"
+
+namespace {
+
+constexpr auto interval = std::chrono::milliseconds(50);
+const std::string packageFolder = "/usr/local/Brovik/TempDownload/Package";
+const std::string readTheLog = "The engine's log tells more: /var/log/DownloadManager.log";
+
+std::string count(std::size_t packages) {
+    return std::to_string(packages) + (packages == 1 ? " package" : " packages");
+}
+
+} // namespace
+
+int Installation::run() {
+    bool began = false;
+    Outcome outcome = watch(
+        [this, &began] { began = m_engine.freshInstall(); },
+        [this, &began] { return began ? outcomeOf(m_engine.progress()) : Outcome::failedBeforeDownloads; });
+    // The engine can repeat an installation that failed early and go on with failed downloads; for the rest a
+    // retry does nothing.
+    for (unsigned attempt = 1; attempt <= m_retries; ++attempt) {
+        if (outcome != Outcome::failedBeforeDownloads && outcome != Outcome::downloadsFailed)
+            break;
+        m_view.retry(attempt, m_retries);
+        outcome = watch([this] { m_engine.retry(); }, [this] { return outcomeOf(m_engine.progress()); });
+    }
+    tell(m_progress.end(ask(), outcome));
+    m_view.figures(m_progress.figures());
+    const Ending ending = endingOf(outcome);
+    m_view.end(ending);
+    return ending.status;
+}
+
+Outcome Installation::watch(const std::function<void()> &call, const std::function<Outcome()> &judge) {
+    std::thread job([this, &call] {
+        call();
+        m_wake.tellCallReturned();
+    });
+    look();
+    for (int news = m_wake.next(interval); news != Wake::callReturned; news = m_wake.next(interval)) {
+        if (news != Wake::timePassed)
+            obey(news);
+        look();
+    }
+    job.join();
+    // Asked at least once after the end, the engine records the installed release.
+    return judge();
+}
+
+void Installation::look() {
+    tell(m_progress.take(ask()));
+    m_view.figures(m_progress.figures());
+}
+
+void Installation::obey(int signal) {
+    switch (signal) {
+    case SIGWINCH:
+        return m_view.resized();
+    case SIGTSTP:
+        m_view.suspend();
+        static_cast<void>(raise(SIGSTOP)); // can't fail; returns when the process goes on
+        return m_view.resume();
+    default:
+        endBySignal(signal);
+    }
+}
+
+void Installation::endBySignal(int signal) {
+    Ending ending;
+    ending.name = "interrupted";
+    ending.status = Statuses::interrupted + signal;
+    addPackages(ending);
+    ending.lines = {"interrupted",
+                    "Left on the disk: " + count(ending.packages.size()) +
+                        " finished, and what came of the others, below",
+                    "  " + packageFolder, "A new run fetches all of them again."};
+    m_view.end(ending);
+    std::_Exit(
+        ending.status); // the engine's threads are in the middle of their work: nothing may be destroyed
+}
+
+void Installation::tell(const std::vector<Event> &events) {
+    for (const Event &event : events)
+        m_view.event(event);
+}
+
+Snapshot Installation::ask() const {
+    const auto now = std::chrono::steady_clock::now().time_since_epoch();
+    // The paths first: a package that is finished in the figures is then in the next answer's paths at the
+    // latest.
+    std::vector<std::string> packages = m_engine.packages();
+    return {m_engine.progress(), std::move(packages),
+            std::chrono::duration_cast<std::chrono::milliseconds>(now)};
+}
+
+Ending Installation::endingOf(Outcome outcome) const {
+    Ending ending;
+    addPackages(ending);
+    const std::string finished = count(ending.packages.size());
+    switch (outcome) {
+    case Outcome::done:
+        ending.name = "done";
+        ending.status = Statuses::done;
+        ending.lines = {finished + " downloaded and checked, below", "  " + packageFolder};
+        return ending;
+    case Outcome::failedBeforeDownloads:
+        ending.name = "failed-before-downloads";
+        ending.status = Statuses::failedBeforeDownloads;
+        ending.lines = {"Failed before the downloads: no service, no catalogs, or a package is missing.",
+                        readTheLog};
+        return ending;
+    case Outcome::downloadsFailed:
+        ending.lines = {"Downloads failed; " + finished + " finished. --retry N goes on with them."};
+        break;
+    case Outcome::givenUp:
+        ending.lines = {"A package was given up, since its SHA-1 was wrong on every try; " + finished +
+                            " finished.",
+                        "Only a new run can fetch it."};
+        break;
+    case Outcome::brokenOff:
+        ending.lines = {"A package kept breaking off, or has no SHA-1 in the catalogs; " + finished +
+                            " finished.",
+                        "Only a new run can fetch it."};
+        break;
+    }
+    ending.name = "downloads-failed";
+    ending.status = Statuses::downloadsFailed;
+    ending.lines.push_back(readTheLog);
+    return ending;
+}
+
+void Installation::addPackages(Ending &ending) const {
+    for (const std::string &path : m_engine.packages())
+        ending.packages.push_back({path, m_engine.expectedHash(path)});
+}

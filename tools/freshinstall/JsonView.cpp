@@ -1,0 +1,55 @@
+#include "JsonView.h"
+
+#include <nlohmann/json.hpp>
+
+using Json = nlohmann::ordered_json;
+
+void JsonView::event(const Event &event) {
+    switch (event.kind) {
+    case Event::Kind::phaseBegan:
+        return line({{"event", "phase"}, {"phase", event.text}});
+    case Event::Kind::packageFinished:
+        return line({{"event", "finished"}, {"path", event.text}});
+    case Event::Kind::packageFetchedAgain:
+        return line({{"event", "fetched-again"}});
+    case Event::Kind::packageFailed:
+        return line({{"event", "failed"}});
+    case Event::Kind::packageGivenUp:
+        return line({{"event", "given-up"}});
+    case Event::Kind::standsStill:
+        return line({{"event", "waiting"}, {"for", event.text}});
+    }
+}
+
+void JsonView::figures(const Figures &figures) {
+    const bool changed = figures.percent != m_shown.percent || figures.presentKb != m_shown.presentKb ||
+                         figures.totalKb != m_shown.totalKb;
+    if (!changed)
+        return;
+    m_shown = figures;
+    line({{"event", "progress"},
+          {"percent", figures.percent},
+          {"presentKb", figures.presentKb},
+          {"totalKb", figures.totalKb},
+          {"kbPerSecond", figures.kbPerSecond},
+          {"secondsLeft", figures.left ? Json(figures.left->count()) : Json(nullptr)}});
+}
+
+void JsonView::retry(unsigned attempt, unsigned attempts) {
+    line({{"event", "retry"}, {"attempt", attempt}, {"of", attempts}});
+}
+
+void JsonView::end(const Ending &ending) {
+    Json packages = Json::array();
+    for (const Package &package : ending.packages)
+        packages.push_back({{"path", package.path}, {"sha1", package.sha1}});
+    line({{"event", "end"}, {"outcome", ending.name}, {"status", ending.status}, {"packages", packages}});
+}
+
+void JsonView::line(const Json &object) {
+    // Paths may hold any bytes; those that are no UTF-8 are replaced.
+    const std::string text = object.dump(-1, ' ', false, Json::error_handler_t::replace);
+    // A reader that went away ends the program by its signal; a full disk can't be told anywhere.
+    static_cast<void>(std::fprintf(m_out, "%s\n", text.c_str()));
+    static_cast<void>(std::fflush(m_out));
+}

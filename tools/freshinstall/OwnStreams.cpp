@@ -1,0 +1,40 @@
+#include "OwnStreams.h"
+
+#include <cerrno>
+#include <system_error>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+namespace {
+
+int must(int result, const char *what) {
+    if (result == -1)
+        throw std::system_error(errno, std::generic_category(), what);
+    return result;
+}
+
+// Not for the engine's tools.
+int privateCopy(int stream) {
+    return must(fcntl(stream, F_DUPFD_CLOEXEC, STDERR_FILENO + 1), "standard streams");
+}
+
+} // namespace
+
+OwnStreams::OwnStreams()
+    : m_error(privateCopy(STDERR_FILENO))
+    , m_out(fdopen(privateCopy(STDOUT_FILENO), "w")) {
+    must(m_out ? 0 : -1, "standard output");
+    const int nowhere = must(open("/dev/null", O_WRONLY | O_CLOEXEC), "/dev/null");
+    must(dup2(nowhere, STDOUT_FILENO), "standard output");
+    must(dup2(nowhere, STDERR_FILENO), "standard error");
+    static_cast<void>(close(nowhere)); // was never written to
+}
+
+OwnStreams::~OwnStreams() {
+    // The originals come back for whatever is said last; the copies are as good as they were.
+    static_cast<void>(std::fflush(stdout));
+    static_cast<void>(dup2(fileno(m_out.get()), STDOUT_FILENO));
+    static_cast<void>(dup2(m_error, STDERR_FILENO));
+    static_cast<void>(close(m_error));
+}

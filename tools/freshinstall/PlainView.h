@@ -1,0 +1,21 @@
+// One line for each change, for files and pipes.
+#pragma once
+
+#include "View.h"
+
+class PlainView : public View {
+public:
+    explicit PlainView(std::FILE *out)
+        : m_out(out) {}
+
+    void event(const Event &event) override;
+    void figures(const Figures &figures) override; // a line for every further per cent
+    void retry(unsigned attempt, unsigned attempts) override;
+    void end(const Ending &ending) override;
+
+private:
+    void line(const std::string &text);
+
+    std::FILE *m_out;
+    int m_percent = 0; // shown last
+};

@@ -1,0 +1,93 @@
+#include "Terminal.h"
+
+#include <clocale>
+#include <cstring>
+
+#include <langinfo.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+// Last: these define short words as macros.
+#include <curses.h>
+#include <term.h>
+
+namespace {
+
+std::string *padded = nullptr; // where tputs() puts its characters: it knows no other way to hand them on
+
+int putIntoText(int character) {
+    padded->push_back(static_cast<char>(character));
+    return character;
+}
+
+// What makes the terminal do something; empty when it can't.
+std::string command(const char *capability) {
+    // The library's oldest functions take names as changeable texts and leave them alone.
+    const char *text =
+        tigetstr(const_cast<char *>(capability)); // NOLINT(cppcoreguidelines-pro-type-const-cast)
+    if (text == nullptr || text == reinterpret_cast<const char *>(-1))
+        return {};
+    std::string result;
+    padded = &result;
+    static_cast<void>(tputs(text, 1, putIntoText)); // fails for no text only
+    padded = nullptr;
+    return result;
+}
+
+} // namespace
+
+std::unique_ptr<Terminal> Terminal::open(std::FILE *out) {
+    int known = 0;
+    if (isatty(fileno(out)) == 0 || setupterm(nullptr, fileno(out), &known) != OK)
+        return nullptr;
+    std::unique_ptr<Terminal> terminal(new Terminal(out));
+    return terminal->m_clearToEnd.empty() ? nullptr : std::move(terminal);
+}
+
+Terminal::Terminal(std::FILE *out)
+    : m_out(out)
+    , m_clearToEnd(command("ed"))
+    , m_hideCursor(command("civis"))
+    , m_showCursor(command("cnorm")) {
+    // Only the terminal's characters are of interest: numbers stay as they are.
+    const char *locale = std::setlocale(LC_CTYPE, ""); // NOLINT(concurrency-mt-unsafe): no other thread yet
+    m_utf8 = locale != nullptr &&
+             std::strcmp(nl_langinfo(CODESET), "UTF-8") == 0; // NOLINT(concurrency-mt-unsafe): likewise
+    prepare();
+}
+
+void Terminal::prepare() noexcept {
+    if (m_prepared || tcgetattr(fileno(m_out), &m_modes) != 0)
+        return;
+    termios silent = m_modes;
+    silent.c_lflag &= ~static_cast<tcflag_t>(ECHO);
+    static_cast<void>(tcsetattr(fileno(m_out), TCSADRAIN, &silent)); // without it keys show, no more
+    write(m_hideCursor);
+    m_prepared = true;
+}
+
+void Terminal::restore() noexcept {
+    if (!m_prepared)
+        return;
+    write(m_showCursor);
+    static_cast<void>(tcsetattr(fileno(m_out), TCSADRAIN, &m_modes)); // nothing more can be done
+    m_prepared = false;
+}
+
+int Terminal::width() const {
+    winsize size{};
+    if (ioctl(fileno(m_out), TIOCGWINSZ, &size) == 0 && size.ws_col > 0)
+        return size.ws_col;
+    const int usual = tigetnum(const_cast<char *>("cols")); // NOLINT(cppcoreguidelines-pro-type-const-cast)
+    return usual > 0 ? usual : 80;
+}
+
+void Terminal::overwrite(const std::string &text) {
+    write("\r" + m_clearToEnd + text + "\r");
+}
+
+void Terminal::write(const std::string &text) {
+    // A terminal that went away ends the program by its signal.
+    static_cast<void>(std::fputs(text.c_str(), m_out));
+    static_cast<void>(std::fflush(m_out));
+}

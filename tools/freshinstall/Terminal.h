@@ -1,0 +1,38 @@
+// A terminal that can be drawn upon, by what the terminfo library knows of it. While it is prepared its
+// cursor is hidden and typed keys don't show; that ends with restore(), at the latest in the destructor.
+#pragma once
+
+#include <cstdio>
+#include <memory>
+#include <string>
+
+#include <termios.h>
+
+class Terminal {
+public:
+    // Null when the stream is no terminal, or one that can't clear a line.
+    static std::unique_ptr<Terminal> open(std::FILE *out);
+
+    ~Terminal() { restore(); }
+    Terminal(const Terminal &) = delete;
+    Terminal &operator=(const Terminal &) = delete;
+
+    void prepare() noexcept;
+    void restore() noexcept;
+
+    int width() const;
+    bool showsUtf8() const { return m_utf8; }
+    // Clears everything from the line with the cursor on, writes the text there, and leaves the cursor at its
+    // beginning: there a terminal that rearranges its lines for another width keeps it.
+    void overwrite(const std::string &text);
+    void write(const std::string &text);
+
+private:
+    explicit Terminal(std::FILE *out);
+
+    std::FILE *m_out;
+    bool m_utf8 = false;
+    bool m_prepared = false;
+    termios m_modes{}; // as found
+    std::string m_clearToEnd, m_hideCursor, m_showCursor;
+};

@@ -1,0 +1,16 @@
+// What the views for people say, and how they write figures.
+#pragma once
+
+#include <chrono>
+#include <string>
+
+#include "Progress.h"
+
+std::string inWords(const Event &event);
+std::string retryInWords(unsigned attempt, unsigned attempts);
+
+std::string megabytes(double kb);           // "12.3"
+std::string duration(std::chrono::seconds); // "0:07", "1:02:03"
+std::string fileName(const std::string &path);
+// Names come from the network: what could command a terminal is shown as "?".
+std::string printable(std::string text);
