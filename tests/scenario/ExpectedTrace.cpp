@@ -81,10 +81,16 @@ std::string tracedPackage(const std::string &url, const std::string &path) {
 
 std::string tracedConfiguration(const std::vector<std::pair<std::string, std::string>> &values) {
     std::string lines;
-    for (const auto &[element, value] : values)
-        lines += ">INFO: Updating Productconfig.xml with " + element + " element and its value " + value +
-                 " .\n" + ">INFO: Updated Productconfig.xml with " + element + " element and its value " +
-                 value + " .\n";
+    for (const auto &[element, value] : values) {
+        for (const char *doing : {"Updating", "Updated"})
+            lines.append(">INFO: ")
+                .append(doing)
+                .append(" Productconfig.xml with ")
+                .append(element)
+                .append(" element and its value ")
+                .append(value)
+                .append(" .\n");
+    }
     return lines;
 }
 

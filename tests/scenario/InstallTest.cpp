@@ -75,6 +75,13 @@ std::string installed(const std::string &path) {
     return " Installing " + path + "\nInstalled " + path + " successfully\n";
 }
 
+// What bash shows of one package until its status is looked at.
+std::string shown(const std::string &path, const std::string &status) {
+    return "+ echo ' Installing " + path + "'\n" + "+ sudo installer -package " + path + " -target /\n" +
+           "+ checkStatus " + status + " " + path + "\n" + "+ status=" + status + "\n" +
+           "+ PackageName=" + path + "\n" + "+ '[' " + status + " -ne 0 ']'\n";
+}
+
 const std::string scriptRuns = ">INFO : Installing Packages from /usr/local/repost/installer.sh\n"
                                ">Child process: executing /usr/local/repost/installer.sh \n";
 
@@ -96,6 +103,10 @@ TEST(Install, StopsAtTheFirstPackageThatFails) {
     EXPECT_EQ(ended.status, 1);
     // The installer's complaint, whose standard error goes where the script's standard output goes.
     EXPECT_EQ(ended.out, "installer: The install failed. (The installer was told to refuse Second.pkg.)\n");
+    // The script shows what it does.
+    EXPECT_EQ(ended.err, "+ LOG_NAME=/var/log/DownloadManager.log\n" + shown(first, "0") +
+                             "+ echo 'Installed " + first + " successfully'\n" + shown(second, "3") +
+                             "+ echo 'Failed to install " + second + "'\n" + "+ exit -1\n");
     EXPECT_EQ(transcript(), tracedStart("Install") + ">INFO: Installation of Updates starts\n" +
                                 installing(first) + installing(second) + installing(third) + scriptRuns +
                                 installed(first) + " Installing " + second + "\n" + "Failed to install " +

@@ -34,12 +34,13 @@ Packages publishPackages(std::size_t count) {
     for (std::size_t i = 0; i < count; ++i) {
         const std::string name = numbered(i);
         const std::string content = bytes.substr(i, 1000 + i * 3000);
-        const std::string url = downloadHost + "/" + name;
+        const std::string address = "/" + name;
+        const std::string url = downloadHost + address;
         hotFixes.push_back(publishPackage(url, content));
         packages.files[name] = content;
         packages.transfers += tracedPackage(url, packagePath(name));
-        packages.list += packagePath(name) + "\n";
-        packages.answers.push_back("GET /" + name + " HTTP/1.1 | 200 | - | " +
+        packages.list.append(packagePath(name)).append("\n");
+        packages.answers.push_back("GET " + address + " HTTP/1.1 | 200 | - | " +
                                    std::to_string(content.size()));
     }
     offer(hotFixes);

@@ -294,6 +294,7 @@ TEST(Package, IsGivenUpWithoutTheHashTool) {
 TEST(Package, ThatFailsAmongOthersLeavesThemButNoUpdate) {
     const std::vector<std::string> names = {"Four.pkg", "One.pkg", "Three.pkg", "Two.pkg"};
     std::vector<HotFix> hotFixes;
+    hotFixes.reserve(names.size());
     for (const std::string &name : names)
         hotFixes.push_back(publishPackage(address(name), content + name));
     offer(hotFixes);

@@ -1,5 +1,6 @@
 // Everything that the update service and the catalogs can say, and what the check makes of it.
 
+#include <chrono>
 #include <filesystem>
 
 #include <gtest/gtest.h>
@@ -80,6 +81,24 @@ INSTANTIATE_TEST_SUITE_P(
             "while read -r line <&\"${server[0]}\"; do [[ $line != ACCEPT ]] || break; done\n"
             "disown -a"}),
     caseName);
+
+TEST(Service, ThatNeverAnswersIsWaitedForAMinute) {
+    misbehave(servicePath + " * silent\n");
+    const auto begin = std::chrono::steady_clock::now();
+    const Ended check = checkForInstall();
+    const auto waited = std::chrono::steady_clock::now() - begin;
+    EXPECT_GE(waited, std::chrono::seconds(59));
+    EXPECT_LT(waited, std::chrono::seconds(75));
+    EXPECT_EQ(check.status, 0);
+    EXPECT_EQ(transcript(), tracedStart("CheckForInstall") +
+                                ">Tolvane Handler : Error : Velbrin Request Time out\n"
+                                ">INFO :Tolvane Response - \n"
+                                ">INFO : Processing Tolvane Response\n"
+                                ">INFO : TolvaneHandler - Update Available\n"
+                                ">ERROR Tolvane response\n"
+                                ">Product updater is exited\n");
+    expectNoUpdateWaits();
+}
 
 // --- no update
 

@@ -3,6 +3,7 @@
 #include <filesystem>
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include "ExpectedTrace.h"
 #include "Observed.h"
@@ -371,6 +372,8 @@ void furnishProduct() {
     // The suite's service control, which keeps the script that calls it before that removes itself.
     writeText("/usr/local/Brovik/qrn/bin/qrn", "#!/bin/bash\n"
                                                "printf '%s\\n' \"$*\" >>/tmp/qrn-calls\n"
+                                               "umask >/tmp/umask\n"
+                                               "ps -o sid= -p $$ >/tmp/session\n"
                                                "cp -p /usr/local/repost/installer.sh /tmp/installer.sh\n");
 }
 
@@ -440,6 +443,9 @@ TEST(WholeUpdate, ChecksDownloadsAndInstallsARelease) {
     EXPECT_EQ(readText("/tmp/installer.sh"), script);
     EXPECT_EQ(shell("stat -c %a /tmp/installer.sh"), "755\n");
     EXPECT_EQ(readText("/tmp/qrn-calls"), "restart\n");
+    // It runs in a session of its own and leaves files that are nobody else's to read.
+    EXPECT_EQ(readText("/tmp/umask"), "0027\n");
+    EXPECT_NE(std::stoi(readText("/tmp/session")), getsid(0));
     EXPECT_EQ(readText("/srv/rehearsal/log/installer.log"), installerRecord);
     EXPECT_EQ(readText(prodConfigXml), updatedConfiguration);
     EXPECT_TRUE(std::filesystem::exists(waitingMarker));

@@ -30,4 +30,4 @@ Files filesBelow(const std::string &folder);
 testing::AssertionResult sameFiles(const Files &expected, const Files &actual);
 
 // Names the case of a table whose entries have a name.
-const auto caseName = [](const auto &parameter) { return std::string(parameter.param.name); };
+inline constexpr auto caseName = [](const auto &parameter) { return std::string(parameter.param.name); };

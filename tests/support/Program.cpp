@@ -33,6 +33,7 @@ Program::Program(const std::vector<std::string> &command)
     : m_output(newFolder()) {
     std::vector<std::string> texts = command;
     std::vector<char *> arguments;
+    arguments.reserve(texts.size() + 1);
     for (std::string &text : texts)
         arguments.push_back(text.data());
     arguments.push_back(nullptr);
@@ -53,8 +54,9 @@ Program::Program(const std::vector<std::string> &command)
 Program::~Program() {
     if (m_process == -1)
         return;
-    kill();
-    static_cast<void>(waitpid(m_process, nullptr, 0)); // nobody asked how it ended
+    // Both can fail only for a process that is no child of this one.
+    static_cast<void>(::kill(m_process, SIGKILL));
+    static_cast<void>(waitpid(m_process, nullptr, 0));
 }
 
 bool Program::endsWithin(std::chrono::milliseconds time) const {
@@ -65,10 +67,6 @@ bool Program::endsWithin(std::chrono::milliseconds time) const {
     static_cast<void>(close(handle)); // was only waited on
     must(ready != -1, "poll");
     return ready == 1;
-}
-
-void Program::kill() const {
-    must(::kill(m_process, SIGKILL) == 0, "kill");
 }
 
 Ended Program::wait() {

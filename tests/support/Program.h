@@ -21,9 +21,10 @@ public:
     ~Program();
     Program(const Program &) = delete;
     Program &operator=(const Program &) = delete;
+    Program(Program &&) = delete;
+    Program &operator=(Program &&) = delete;
 
     bool endsWithin(std::chrono::milliseconds time) const;
-    void kill() const;
     Ended wait();
 
 private:
