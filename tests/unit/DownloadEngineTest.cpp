@@ -150,7 +150,7 @@ TEST_F(DownloadEngineTest, AFailingMkdirDoesNotStopTheRun) {
 }
 
 TEST_F(DownloadEngineTest, AShellThatCannotBeStartedEndsTheRun) {
-    server.serve("/1.xml", content);
+    const std::string url = server.url("/1.xml");
     rlimit files{};
     ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &files), 0);
     // The lowest free descriptor is the first that the limit refuses.
@@ -160,7 +160,7 @@ TEST_F(DownloadEngineTest, AShellThatCannotBeStartedEndsTheRun) {
     rlimit none = files;
     none.rlim_cur = static_cast<rlim_t>(lowest);
     ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
-    downLoad({server.url("/1.xml"), server.url("/2.xml")}, folder);
+    controller.downLoad({url.c_str(), url.c_str()}, folder);
     ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &files), 0);
     EXPECT_THAT(messages(), ElementsAre(startLine, "Error: Failed to create <folder>\n"));
     EXPECT_THAT(server.requests(), IsEmpty());

@@ -11,3 +11,8 @@ endfunction()
 download_test(DownloadHelperTest)
 download_test(PackageValidationTest SEAL --servers)
 download_test(DownloadEngineTest SEAL --servers)
+download_test(DownloadControllerTest SOURCES ../support/Program.cpp SEAL --servers)
+# Runs of its own that do not end, or end the process.
+target_compile_definitions(DownloadControllerTest PRIVATE PROGRAM_FILE="$<TARGET_FILE:productUpdater>")
+add_dependencies(DownloadControllerTest productUpdater)
+download_test(ConcurrencyTest SEAL --servers)
