@@ -1,6 +1,7 @@
 #include "Terminal.h"
 
 #include <clocale>
+#include <cstdint>
 #include <cstring>
 
 #include <langinfo.h>
@@ -25,7 +26,7 @@ std::string command(const char *capability) {
     // The library's oldest functions take names as changeable texts and leave them alone.
     const char *text =
         tigetstr(const_cast<char *>(capability)); // NOLINT(cppcoreguidelines-pro-type-const-cast)
-    if (text == nullptr || text == reinterpret_cast<const char *>(-1))
+    if (text == nullptr || reinterpret_cast<std::intptr_t>(text) == -1)
         return {};
     std::string result;
     padded = &result;

@@ -43,10 +43,11 @@ std::string barLine(const Figures &figures, int columns, const Glyphs &glyphs) {
     while (!texts.empty()) {
         std::string behind;
         for (const std::string &text : texts)
-            behind += "  " + text;
+            behind.append("  ").append(text);
         const int room = columns - static_cast<int>(phase.size() + 2 + behind.size());
         if (room >= shortestBar)
-            return phase + "  " + drawnBar(figures.percent, std::min(room, longestBar), glyphs) + behind;
+            return phase + "  " +
+                   drawnBar(figures.percent, std::min(room, longestBar), glyphs).append(behind);
         texts.pop_back();
     }
     const std::string words = phase + "  " + percent;
