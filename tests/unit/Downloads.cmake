@@ -16,3 +16,5 @@ download_test(DownloadControllerTest SOURCES ../support/Program.cpp SEAL --serve
 target_compile_definitions(DownloadControllerTest PRIVATE PROGRAM_FILE="$<TARGET_FILE:productUpdater>")
 add_dependencies(DownloadControllerTest productUpdater)
 download_test(ConcurrencyTest SEAL --servers)
+download_test(CancelledJobTest SEAL --servers)
+download_test(SameDestinationTest SEAL --servers)

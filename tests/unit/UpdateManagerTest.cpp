@@ -378,6 +378,11 @@ TEST(PackageSorting, EverySmallOrderIsSorted) {
     }
 }
 
+TEST(PackageSorting, SplitOfOneElementStaysInside) {
+    Texts paths{packageOfVersion(1)};
+    EXPECT_EQ(UpdateManager().split_array(paths, packageOfVersion(1), 0, 0), 0);
+}
+
 TEST(PackageSorting, SplitPutsLowerVersionsBeforeHigherOnes) {
     const UpdateManager updateManager;
     Texts order{packageOfVersion(0), packageOfVersion(1), packageOfVersion(1), packageOfVersion(2),

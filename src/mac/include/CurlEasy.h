@@ -10,5 +10,9 @@ struct CurlEasyDeleter {
 // An easy handle; used by one thread at a time.
 using CurlEasy = std::unique_ptr<void, CurlEasyDeleter>;
 
+// Runs the transfer and gives libcurl's result code. A connection that the other side has closed raises no
+// signal, which would end the host's process.
+int performTransfer(const CurlEasy &handle) noexcept;
+
 // A new handle that raises no signals, since transfers run on threads; null when libcurl gives none.
 CurlEasy makeCurlEasy() noexcept;

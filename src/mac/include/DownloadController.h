@@ -5,6 +5,7 @@
 #include <functional>
 #include <list>
 #include <memory>
+#include <optional>
 #include <set>
 #include <string>
 #include <vector>
@@ -30,6 +31,11 @@ public:
     ~DownloadController();
     DownloadController(const DownloadController &) = delete;
     DownloadController &operator=(const DownloadController &) = delete;
+
+    // The fixed paths under the names that this class gives them.
+    inline static const std::string &keyCoreDownloadCache = ::keyCoreDownloadCache;
+    inline static const std::string &prodConfigXml = ::prodConfigXml;
+    inline static const std::string &updatedProdConfigXml = ::updatedProdConfigXml;
 
     // The one controller, created at the first call, which must not come from two threads at once.
     static DownloadController *getInstance();
@@ -106,6 +112,7 @@ public:
 
 private:
     class WorkerUse;
+    class DestinationUse;
     class RunningThread;
     class OutstandingPackages;
 
@@ -131,6 +138,7 @@ private:
     int runDownload(const char *url, const char *file, unsigned cancelCount);
     DownloadHelper *registerWorker(std::unique_ptr<DownloadHelper> worker, unsigned cancelCount);
     unsigned currentCancelCount() const;
+    unsigned cancelCountOfJob() const;
 
     bool hasEarlyFailure() const;
     bool repeatFreshInstall();
@@ -187,8 +195,9 @@ private:
     boost::condition_variable m_progressMade;
     std::set<const DownloadHelper *> m_workersInUse GUARDED_BY(m_mutex);
     unsigned m_runningThreads GUARDED_BY(m_mutex) = 0;
-    // True from the start of a job until its packages are downloaded.
-    bool m_packagesOutstanding GUARDED_BY(m_mutex) = false;
+    std::set<std::string> m_destinationsInUse GUARDED_BY(m_mutex);
     // Raised by every cancel, so that a download that has not registered yet does not start.
     unsigned m_cancelCount GUARDED_BY(m_mutex) = 0;
+    // The count when the running job began; none without a job, or once its packages are downloaded.
+    std::optional<unsigned> m_jobCancelCount GUARDED_BY(m_mutex);
 };

@@ -4,6 +4,8 @@
 #include <string>
 #include <vector>
 
+#include "Paths.h"
+
 class CBkModuleClnt;
 class ISubInfo;
 

@@ -54,7 +54,7 @@ public:
 
     // Sets one element of a product configuration file, or appends it when it is not there exactly once.
     // 0, or -1 when the element or the value is empty or the rewrite failed.
-    int updateProductConfigXml(std::string path, std::string element, std::string value);
+    static int updateProductConfigXml(std::string path, std::string element, std::string value);
 
 private:
     std::list<std::string> orderWithinVersion(std::list<std::string> group,

@@ -20,23 +20,50 @@
 #include "UpdateManager.h"
 #include "Version.h"
 
-// A worker that a thread uses, from its construction until the use ends.
+// Ends a thread's use of a worker that was marked as in use.
 class DownloadController::WorkerUse {
 public:
-    WorkerUse(DownloadController &controller, const DownloadHelper &worker)
-        : m_controller(controller)
-        , m_worker(worker) {}
+    explicit WorkerUse(DownloadController &controller)
+        : m_controller(controller) {}
     ~WorkerUse() {
+        if (m_worker == nullptr)
+            return;
         const MutexLock lock(m_controller.m_mutex);
-        m_controller.m_workersInUse.erase(&m_worker);
+        m_controller.m_workersInUse.erase(m_worker);
         m_controller.m_progressMade.notify_all();
     }
     WorkerUse(const WorkerUse &) = delete;
     WorkerUse &operator=(const WorkerUse &) = delete;
 
+    void adopt(const DownloadHelper *worker) noexcept { m_worker = worker; }
+
 private:
     DownloadController &m_controller;
-    const DownloadHelper &m_worker;
+    const DownloadHelper *m_worker = nullptr;
+};
+
+// The only use of a destination file. Replies that repeat a catalog bring the same file twice: the second
+// download waits for the first, or the two would write over each other.
+class DownloadController::DestinationUse {
+public:
+    DestinationUse(DownloadController &controller, std::string file)
+        : m_controller(controller)
+        , m_file(std::move(file)) {
+        MutexLock lock(m_controller.m_mutex);
+        while (!m_controller.m_destinationsInUse.insert(m_file).second)
+            lock.wait(m_controller.m_progressMade);
+    }
+    ~DestinationUse() {
+        const MutexLock lock(m_controller.m_mutex);
+        m_controller.m_destinationsInUse.erase(m_file);
+        m_controller.m_progressMade.notify_all();
+    }
+    DestinationUse(const DestinationUse &) = delete;
+    DestinationUse &operator=(const DestinationUse &) = delete;
+
+private:
+    DownloadController &m_controller;
+    const std::string m_file;
 };
 
 // Counts a thread as running, from before it is started until it has nothing left to do.
@@ -59,19 +86,19 @@ private:
     DownloadController &m_controller;
 };
 
-// While a job has not downloaded its packages, no query may call the downloads complete, whatever the last
-// job left.
+// A job that has not downloaded its packages yet. No query may call the downloads complete meanwhile,
+// whatever the last job left, and a cancel holds for all downloads that the job would still start.
 class DownloadController::OutstandingPackages {
 public:
     explicit OutstandingPackages(DownloadController &controller)
         : m_controller(controller) {
         const MutexLock lock(m_controller.m_mutex);
-        m_controller.m_packagesOutstanding = true;
+        m_controller.m_jobCancelCount = m_controller.m_cancelCount;
         m_controller.m_allCompleted = false;
     }
     ~OutstandingPackages() {
         const MutexLock lock(m_controller.m_mutex);
-        m_controller.m_packagesOutstanding = false;
+        m_controller.m_jobCancelCount.reset();
     }
     OutstandingPackages(const OutstandingPackages &) = delete;
     OutstandingPackages &operator=(const OutstandingPackages &) = delete;
@@ -86,8 +113,8 @@ namespace {
 std::vector<std::string> readPackageList() {
     std::vector<std::string> paths;
     std::ifstream list(packageListPath);
-    // Nothing but the end of the file ends the loop (kept: the list is the check's promise, and a run
-    // without it waits for whoever started it).
+    // Nothing but the end of the file ends the loop (kept as shipped): without the list a run never ends. It
+    // should not load the machine meanwhile.
     while (!list.eof()) {
         std::string path;
         std::getline(list, path);
@@ -396,7 +423,7 @@ void DownloadController::createDownloadThreads(std::list<const char *> &urls,
 
 void DownloadController::startThreads(const std::list<const char *> &urls,
                                       const std::list<const char *> &files) {
-    const unsigned cancelCount = currentCancelCount();
+    const unsigned cancelCount = cancelCountOfJob();
     // All count as running before the first one starts: none may look like the last.
     std::list<std::shared_ptr<RunningThread>> running;
     for (std::size_t i = 0; i < urls.size(); ++i)
@@ -420,7 +447,11 @@ void DownloadController::startThread(std::shared_ptr<RunningThread> running, std
         std::make_unique<boost::thread>([running = std::move(running), body = std::move(body)]() mutable {
             const std::shared_ptr<RunningThread> counted = std::move(running);
             const std::function<void()> work = std::move(body);
-            work();
+            try {
+                work();
+            } catch (const std::exception &) {
+                trace.error("ERROR: Download Thread Creation Failed\n");
+            }
         });
     m_pThreadGroup->add_thread(thread.get());
     static_cast<void>(thread.release());
@@ -438,7 +469,7 @@ void DownloadController::joinThreads() {
 }
 
 int DownloadController::downLoadThreadEntry(const char *url, const char *file) {
-    return runDownload(url, file, currentCancelCount());
+    return runDownload(url, file, cancelCountOfJob());
 }
 
 unsigned DownloadController::currentCancelCount() const {
@@ -446,8 +477,15 @@ unsigned DownloadController::currentCancelCount() const {
     return m_cancelCount;
 }
 
+// As it was when the running job began; as it is without one.
+unsigned DownloadController::cancelCountOfJob() const {
+    const MutexLock lock(m_mutex);
+    return m_jobCancelCount.value_or(m_cancelCount);
+}
+
 int DownloadController::runDownload(const char *url, const char *file, unsigned cancelCount) {
     trace.info("INFO : DownloadController::downLoadThreadEntry\n");
+    const DestinationUse destination(*this, file);
     std::unique_ptr<DownloadHelper> created(new (std::nothrow) DownloadHelper);
     if (!created) {
         trace.error("ERROR: Failed to create downloadHelper\n");
@@ -460,10 +498,11 @@ int DownloadController::runDownload(const char *url, const char *file, unsigned 
     }
     if (contains(file, ".pkg"))
         m_pkgDownloadSeen = true;
+    WorkerUse use(*this);
     DownloadHelper *worker = registerWorker(std::move(created), cancelCount);
     if (worker == nullptr)
         return -1;
-    const WorkerUse use(*this, *worker);
+    use.adopt(worker);
     worker->setHashValue(getHashValueFromPackagePath(url));
     worker->startDownload();
     return 0;
@@ -475,9 +514,11 @@ DownloadHelper *DownloadController::registerWorker(std::unique_ptr<DownloadHelpe
     const MutexLock lock(m_mutex);
     if (cancelCount != m_cancelCount)
         return nullptr;
+    // An empty entry first: whatever fails, nothing points to a worker that is not there.
+    DownloadHelper *&entry = m_downloadHelperList.emplace_back(nullptr);
     m_workersInUse.insert(worker.get());
-    m_downloadHelperList.push_back(worker.get());
-    return worker.release();
+    entry = worker.release();
+    return entry;
 }
 
 void DownloadController::retryDownload() {
@@ -517,12 +558,18 @@ bool DownloadController::repeatFreshInstall() {
 void DownloadController::retryWorkers() {
     const unsigned cancelCount = currentCancelCount();
     std::set<const DownloadHelper *> claimed;
-    while (DownloadHelper *worker = claimWorkerToRetry(claimed, cancelCount)) {
+    while (true) {
+        auto use = std::make_shared<WorkerUse>(*this);
+        DownloadHelper *worker = claimWorkerToRetry(claimed, cancelCount);
+        if (worker == nullptr)
+            break;
+        use->adopt(worker);
         claimed.insert(worker);
-        auto use = std::make_shared<WorkerUse>(*this, *worker);
         trace.error("Resume downloading of %s\n", worker->getDownloadURl());
-        startThread(std::make_shared<RunningThread>(*this),
-                    [worker, use = std::move(use)] { worker->resumeDownload(true); });
+        startThread(std::make_shared<RunningThread>(*this), [this, worker, use = std::move(use)] {
+            const DestinationUse destination(*this, worker->getDownloadedFile());
+            worker->resumeDownload(true);
+        });
     }
     joinThreads();
 }
@@ -653,7 +700,7 @@ void DownloadController::calculateAverageDownloadingInfo() {
         m_downloadedSize = sum.downloadedSize;
         m_totalSize = sum.totalSize;
         m_anyFailed = sum.failed;
-        m_allCompleted = sum.completed && !m_packagesOutstanding;
+        m_allCompleted = sum.completed && !m_jobCancelCount;
     } catch (const std::exception &) {
         trace.error("ERROR: Average Downloading Info Calculation Failed\n");
     }
@@ -748,10 +795,10 @@ void DownloadController::createXMLWithUpdateInfo() {
     const MutexLock record(m_recordMutex);
     copyFile(prodConfigXml, updatedProdConfigXml);
     const std::array<std::string, 6> values = releaseValues();
-    UpdateManager updateManager;
     // The results do not matter: what cannot be set keeps its installed value.
     for (std::size_t i = 0; i < elements.size(); ++i)
-        static_cast<void>(updateManager.updateProductConfigXml(updatedProdConfigXml, elements[i], values[i]));
+        static_cast<void>(
+            UpdateManager::updateProductConfigXml(updatedProdConfigXml, elements[i], values[i]));
 }
 
 void DownloadController::setCoreReleaseVer(std::string version) {

@@ -49,16 +49,23 @@ std::size_t writeToStream(char *buffer, std::size_t size, std::size_t count, voi
 } // namespace
 
 bool DownloadHelper::Init(const char *sourceUrl, const char *file, CURLSetUpConfig limits) {
-    if (!url)
-        url = copyText(sourceUrl);
-    if (!downloadedFile)
-        downloadedFile = copyText(file);
-    config = limits;
-    return initCurlHandler();
+    try {
+        if (!url)
+            url = copyText(sourceUrl);
+        if (!downloadedFile)
+            downloadedFile = copyText(file);
+        config = limits;
+        return initCurlHandler();
+    } catch (const std::exception &) {
+        trace.error("Caught an exception in initCurlHandler\n");
+        return false;
+    }
 }
 
 bool DownloadHelper::initCurlHandler() {
     try {
+        // A handle that is still there would write into the file that is closed now.
+        closeTransfer();
         outputFile.reset(std::fopen(downloadedFile.get(), appendMode ? "ab" : "wb"));
         if (!outputFile) {
             trace.error("Error occurred in creating output file : %s \n", downloadedFile.get());
@@ -78,6 +85,7 @@ bool DownloadHelper::initCurlHandler() {
         }
         return true;
     } catch (const std::exception &) {
+        closeTransfer();
         trace.error("Caught an exception in initCurlHandler\n");
         return false;
     }
@@ -115,7 +123,7 @@ int DownloadHelper::setupcurl() {
 void DownloadHelper::startDownload() {
     try {
         trace.info("INFO : Start download: %s\n", url.get());
-        const int result = m_cancelled ? CURLE_ABORTED_BY_CALLBACK : curl_easy_perform(curlHandle.get());
+        const int result = m_cancelled ? CURLE_ABORTED_BY_CALLBACK : performTransfer(curlHandle);
         long httpCode = 0;
         // Without a reply there is no code, and 0 stays.
         static_cast<void>(curl_easy_getinfo(curlHandle.get(), CURLINFO_RESPONSE_CODE, &httpCode));
@@ -175,6 +183,7 @@ void DownloadHelper::resumeDownload(bool resume) {
         trace.error("Resume Download: %s\n", url.get());
         // An outer transfer of this worker may still have the file open, with bytes not written yet.
         closeTransfer();
+        setFailed(false);
         chooseResumePoint(resume);
         if (initCurlHandler()) {
             startDownload();
@@ -189,12 +198,18 @@ void DownloadHelper::resumeDownload(bool resume) {
 }
 
 void DownloadHelper::chooseResumePoint(bool resume) {
-    const MutexLock lock(progressMutex);
-    failed = false;
+    long offset = 0;
+    bool mayResume = resume;
+    {
+        const MutexLock lock(progressMutex);
+        offset = resumeOffset;
+        mayResume = mayResume && resumable;
+    }
     // An offset of 2 GiB or more did not fit and is negative.
-    appendMode = resume && resumable && resumeOffset >= 0 && cutFileAt(resumeOffset);
+    appendMode = mayResume && offset >= 0 && cutFileAt(offset);
     if (appendMode)
         return;
+    const MutexLock lock(progressMutex);
     resumeOffset = 0;
     resumeBase = 0;
 }
@@ -233,7 +248,7 @@ bool DownloadHelper::hasExpectedHash() const {
         trace.error("Error: Failed to get Hashsum of %s\n", file.c_str());
         return false;
     }
-    if (line->back() == '\n')
+    if (!line->empty() && line->back() == '\n')
         line->pop_back();
     // The catalogs give the hash in upper case; one in lower case never matches (kept).
     if (toUpperCase(*line) != hashValue) {
@@ -311,7 +326,7 @@ bool DownloadHelper::isUrlReachable(const char *address) {
     const CurlEasy handle = makeCurlEasy();
     return handle && curl_easy_setopt(handle.get(), CURLOPT_URL, address) == CURLE_OK &&
            curl_easy_setopt(handle.get(), CURLOPT_NOBODY, 1L) == CURLE_OK &&
-           curl_easy_perform(handle.get()) == CURLE_OK;
+           performTransfer(handle) == CURLE_OK;
 }
 
 int DownloadHelper::roundNum(double value) {
@@ -339,7 +354,7 @@ void DownloadHelper::recordProgress(double total, double now) noexcept {
     const auto base = static_cast<double>(resumeBase);
     progressPercent = (base + now) / (base + total) * 100;
     downloadSpeed = bytesPerSecond > 0 ? bytesPerSecond / bytesPerKilobyte : 0;
-    // At speed 0 this is the value of what does not fit (kept: the suite shows it as unknown).
+    // At speed 0 this is the value of what does not fit (kept as shipped).
     remainingTime = truncateToInt32((total - now) / bytesPerSecond);
     totalSize = (total + base) / bytesPerKilobyte;
     downloadedSize = (base + now) / bytesPerKilobyte;

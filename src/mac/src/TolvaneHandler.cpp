@@ -22,7 +22,6 @@
 #include "LibXmlWrapper.h"
 #include "Numbers.h"
 #include "OsVersion.h"
-#include "Paths.h"
 #include "PropertyList.h"
 #include "Trace.h"
 #include "UpdateManager.h"
@@ -179,7 +178,7 @@ int TolvaneHandler::sendTolvaneRequest(std::string body, std::string requestUrl)
     if (result != CURLE_OK)
         return result;
 
-    result = curl_easy_perform(curl.get());
+    result = static_cast<CURLcode>(performTransfer(curl));
     if (result == CURLE_OPERATION_TIMEDOUT)
         trace.error("Tolvane Handler : Error : Velbrin Request Time out\n");
     if (result != CURLE_OK)
@@ -293,7 +292,7 @@ void TolvaneHandler::getRequestParameterFromProductConfigXmlForUpdate() {
             trace.error("ERROR : TolvaneHandler - ERROR Getting Appid\n");
             return;
         }
-        const bool recorded = subscribedId == id || UpdateManager().updateProductConfigXml(
+        const bool recorded = subscribedId == id || UpdateManager::updateProductConfigXml(
                                                         strProductconfigXml, "AppID", subscribedId) == 0;
         if (recorded)
             createAppIdMarker();

@@ -82,7 +82,7 @@ std::list<const char *> UpdateManager::getListOfUpdates(std::vector<HotFixPackag
 std::string UpdateManager::getHFVersion(std::string url) const {
     const std::string directory = url.substr(0, url.rfind('/'));
     const std::string name = afterLastSlash(directory);
-    // Any one of these characters, not the three together (kept: packages in the field are named for it).
+    // Any one of these characters, not the three together (kept as shipped).
     return name.substr(name.find_last_of("HF_") + 1);
 }
 
@@ -188,7 +188,7 @@ int UpdateManager::split_array(std::vector<std::string> &paths, std::string pivo
         while (high > first && isGreater(getHFVersion(paths[static_cast<std::size_t>(high)]), pivotVersion))
             --high;
         if (low >= high)
-            return std::min(high, last - 1);
+            return std::max(first, std::min(high, last - 1));
         swap(paths[static_cast<std::size_t>(low)], paths[static_cast<std::size_t>(high)]);
         ++low;
         --high;
@@ -284,7 +284,7 @@ void UpdateManager::waitForScript(int child) const {
             std::exit(0);
         trace.info("Error %s\n", errorText(errno).c_str());
     }
-    // Whatever the script's own status (kept: the suite starts the updater anew).
+    // Whatever the script's own status (kept as shipped).
     std::exit(1);
 }
 
