@@ -1,6 +1,7 @@
 #include "ProductUpdater.h"
 
 #include <atomic>
+#include <csignal>
 #include <new>
 #include <set>
 #include <string>
@@ -54,6 +55,13 @@ int commandLine(Texts arguments) {
 
 int commandLineWithMode(const std::string &mode) {
     return commandLine({"productUpdater", "1.0.0.5", "105-1", mode});
+}
+
+// A starter that ignores its children hands that on; the installer script could not be waited for then.
+TEST(ProductUpdaterMain, CanWaitForChildrenWhateverItsStarterSet) {
+    ASSERT_NE(std::signal(SIGCHLD, SIG_IGN), SIG_ERR);
+    EXPECT_EQ(commandLineWithMode("NoSuchMode"), 0);
+    EXPECT_EQ(std::signal(SIGCHLD, SIG_DFL), SIG_DFL);
 }
 
 // --- the facade

@@ -100,6 +100,13 @@ TEST(ShellPipe, RunShellCommandWaitsAndIgnoresTheStatus) {
     EXPECT_EQ(readText("/tmp/outcome"), "done\n");
 }
 
+TEST(ShellPipe, ACommandSurvivesOutputThatNobodyReads) {
+    // More than a pipe holds, written by the shell itself.
+    EXPECT_TRUE(runShellCommand("i=0; while [ $i -lt 3000 ]; do echo 'installer: a warning of some length'; "
+                                "i=$((i + 1)); done; echo done >/tmp/outcome"));
+    EXPECT_EQ(readText("/tmp/outcome"), "done\n");
+}
+
 TEST(ShellPipe, RunShellCommandTellsWhenTheShellCannotBeStarted) {
     const NoMoreFiles noMoreFiles;
     EXPECT_FALSE(runShellCommand("true"));

@@ -20,7 +20,8 @@ public:
     // The next line of the command's output with its line end, cut after 99 bytes; none at the end.
     std::optional<std::string> readLine();
 
-    // Waits for the command and gives its wait status, -1 when there is none. The pipe is closed then.
+    // Waits for the command, whose further output is lost, and gives its wait status, -1 when there is none.
+    // The pipe is closed then.
     int close() noexcept;
 
 private:

@@ -1,5 +1,6 @@
 #include "ProductUpdater.h"
 
+#include <csignal>
 #include <cstdlib>
 #include <memory>
 
@@ -59,11 +60,17 @@ void raiseOpenFileLimit() {
     static_cast<void>(setrlimit(RLIMIT_NOFILE, &limit));
 }
 
+// A starter may have children ignored, and that is inherited: none could be waited for then.
+void keepChildrenWaitable() {
+    static_cast<void>(std::signal(SIGCHLD, SIG_DFL));
+}
+
 } // namespace
 
 // The command line: the installed version, the affiliate id and the mode.
 __attribute__((visibility("default"))) int main(int argc, char *argv[]) {
     raiseOpenFileLimit();
+    keepChildrenWaitable();
     // First of all, since creating the controller opens the trace.
     ProductUpdater *updater = ProductUpdater::getInstance();
     trace.info("Product updater is started\n");

@@ -21,6 +21,9 @@ std::optional<std::string> ShellPipe::readLine() {
 int ShellPipe::close() noexcept {
     if (m_stream == nullptr)
         return -1;
+    // What nobody read is read now: a command must not die of its own output.
+    while (std::fgetc(m_stream) != EOF) {
+    }
     const int status = pclose(m_stream);
     m_stream = nullptr;
     return status;
