@@ -380,13 +380,15 @@ TEST(PropertyListWrite, LeavesNothingElseBehind) {
     EXPECT_EQ(filesIn("/private/tmp"), before + 1);
 }
 
-TEST(PropertyListWrite, ReplacesTheFileThatALinkNames) {
+// The folder is open to everybody: a link in it must not lead root to another file.
+TEST(PropertyListWrite, ReplacesALinkAndNotTheFileThatItNames) {
     std::filesystem::create_directory("/private/elsewhere");
     writeText("/private/elsewhere/list.plist", "old");
     std::filesystem::create_symlink("../elsewhere/list.plist", path);
     EXPECT_TRUE(PropertyList().write(path));
-    EXPECT_TRUE(std::filesystem::is_symlink(path));
-    EXPECT_EQ(readText("/private/elsewhere/list.plist"), plist("<dict/>\n"));
+    EXPECT_FALSE(std::filesystem::is_symlink(path));
+    EXPECT_EQ(readText(path), plist("<dict/>\n"));
+    EXPECT_EQ(readText("/private/elsewhere/list.plist"), "old");
     EXPECT_EQ(filesIn("/private/elsewhere"), 1U);
 }
 

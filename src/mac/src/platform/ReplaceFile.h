@@ -1,11 +1,9 @@
 #pragma once
 
 #include <cstdio>
-#include <filesystem>
 #include <random>
 #include <string>
 #include <string_view>
-#include <system_error>
 #include <utility>
 
 #include <fcntl.h>
@@ -20,7 +18,7 @@ public:
     explicit ReplacementFile(std::string target)
         : m_target(std::move(target))
         , m_path(m_target + "." + std::to_string(std::random_device()()))
-        , m_replaces(stat(m_target.c_str(), &m_old) == 0) {
+        , m_replaces(lstat(m_target.c_str(), &m_old) == 0 && S_ISREG(m_old.st_mode)) {
         // Never more open to others than the file that it replaces, from the first moment.
         const mode_t mode = m_replaces ? m_old.st_mode & 0777U : 0666U;
         m_descriptor = open(m_path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode);
@@ -47,6 +45,9 @@ public:
             return false;
         if (std::fwrite(bytes.data(), 1, bytes.size(), file.get()) != bytes.size())
             return false;
+        // On the disk before it takes the place, or a loss of power could leave neither content.
+        if (std::fflush(file.get()) != 0 || fsync(m_descriptor) != 0)
+            return false;
         if (std::fclose(file.release()) != 0)
             return false;
         return std::rename(m_path.c_str(), m_target.c_str()) == 0;
@@ -65,11 +66,10 @@ private:
     int m_descriptor = -1;
 };
 
-// Gives a file new content at once: a reader sees the old or the new content, never a half. A symbolic
-// link stays and the file that it names is replaced. An existing file keeps its mode and owner. False when
-// it failed; the file is unchanged then.
+// Gives a file new content at once: a reader sees the old or the new content, never a half. An existing file
+// keeps its mode and owner. A symbolic link is replaced and not followed: the folder may be open to
+// everybody, and a link in it would lead root to any other file. False when it failed; the file is unchanged
+// then.
 inline bool replaceFile(const std::string &path, std::string_view bytes) {
-    std::error_code error;
-    const std::filesystem::path target = std::filesystem::weakly_canonical(path, error);
-    return !error && ReplacementFile(target.string()).fillAndCommit(bytes);
+    return ReplacementFile(path).fillAndCommit(bytes);
 }
