@@ -1,5 +1,6 @@
 #include "CatalogParser.h"
 
+#include <array>
 #include <atomic>
 #include <filesystem>
 #include <iterator>
@@ -36,6 +37,23 @@ const std::string parsingFailed = "\n ERROR: Catalog Parsing Failed\n";
 const std::string productParsingFailed = "\n Product Catalog Parsing Failed\n";
 
 using Texts = std::vector<std::string>;
+
+// A record made without values, in memory that held something else.
+template <typename Record>
+Record madeInUsedMemory() {
+    alignas(Record) std::array<unsigned char, sizeof(Record)> memory{};
+    memory.fill(0xAB);
+    auto *record = new (memory.data()) Record;
+    Record copy = *record;
+    record->~Record();
+    return copy;
+}
+
+TEST(CatalogRecords, FlagsAreFalseUntilTheyAreSet) {
+    EXPECT_FALSE(madeInUsedMemory<CatalogInfo>().isPartner);
+    EXPECT_FALSE(madeInUsedMemory<ProductInfo>().isPartner);
+    EXPECT_FALSE(madeInUsedMemory<HotFixPackageInfo>().repost);
+}
 
 struct CatalogUrls {
     Texts core;

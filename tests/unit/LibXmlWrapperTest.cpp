@@ -26,13 +26,6 @@
 
 #include "TextFile.h"
 
-// Reaches the editing step that no expression can give a damaged node set to.
-struct LibXmlWrapperInternals {
-    static void update(xmlNodeSet *nodes, const char *value) {
-        LibXmlWrapper::update_xpath_nodes(nodes, value);
-    }
-};
-
 namespace {
 
 using testing::ElementsAre;
@@ -1164,13 +1157,13 @@ protected:
 };
 
 TEST_F(UpdateStep, HasNothingToDoForNoSet) {
-    LibXmlWrapperInternals::update(nullptr, "v");
+    LibXmlWrapper::update_xpath_nodes(nullptr, "v");
 }
 
 TEST_F(UpdateStep, ClearsTheEntriesOfNodes) {
     xmlNode *entries[] = {add("a"), add("b")};
     xmlNodeSet nodes{2, 2, entries};
-    LibXmlWrapperInternals::update(&nodes, "v");
+    LibXmlWrapper::update_xpath_nodes(&nodes, "v");
     EXPECT_EQ(entries[0], nullptr);
     EXPECT_EQ(entries[1], nullptr);
 }
@@ -1190,7 +1183,7 @@ TEST_F(UpdateStep, GoesFromTheLastEntryToTheFirst) {
     EXPECT_DEATH(
         {
             static_cast<void>(std::signal(SIGABRT, tellLastEntry));
-            LibXmlWrapperInternals::update(&nodes, "v");
+            LibXmlWrapper::update_xpath_nodes(&nodes, "v");
         },
         "last entry: already set");
 }
@@ -1198,11 +1191,11 @@ TEST_F(UpdateStep, GoesFromTheLastEntryToTheFirst) {
 TEST_F(UpdateStep, AbortsForAnEntryThatIsNull) {
     xmlNode *entries[] = {nullptr};
     xmlNodeSet nodes{1, 1, entries};
-    EXPECT_DEATH(LibXmlWrapperInternals::update(&nodes, "v"), "nodes->nodeTab\\[i\\]");
+    EXPECT_DEATH(LibXmlWrapper::update_xpath_nodes(&nodes, "v"), "nodes->nodeTab\\[i\\]");
 }
 
 TEST_F(UpdateStep, AbortsForANullValue) {
-    EXPECT_DEATH(LibXmlWrapperInternals::update(nullptr, nullptr), "Assertion `value' failed");
+    EXPECT_DEATH(LibXmlWrapper::update_xpath_nodes(nullptr, nullptr), "Assertion `value' failed");
 }
 
 TEST_F(Update, AbortsForNullArgumentsAndNamesThem) {

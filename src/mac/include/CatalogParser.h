@@ -13,14 +13,14 @@ struct CatalogInfo {
     std::string catUrlRoot;
     std::string version;
     std::string name;
-    bool isPartner;
+    bool isPartner = false;
 };
 
 // The full-install package of one product catalog.
 struct ProductInfo {
     std::string url;
     std::string name;
-    bool isPartner;
+    bool isPartner = false;
     std::string hash; // SHA-1, hex
     std::string version;
     std::string mainBuildNo;
@@ -38,7 +38,7 @@ struct HotFixPackageInfo {
     std::string osxMaxVer;
     std::string productVer; // the product version that the hot-fix brings
     std::string buildNo;    // the build number that the hot-fix brings
-    bool repost;
+    bool repost = false;
 };
 
 // Application ids, told apart by isCoreAppID.

@@ -41,7 +41,7 @@ public:
     bool setXPathElementAttribute(const std::string &xpath, const std::string &attribute,
                                   const std::string &value);
     // Writes the document, indented and in UTF-8. Always true, also when the file could not be written
-    // (kept: callers rely on it).
+    // (kept as shipped).
     bool SaveToFile(const std::string &fileName);
     // Replaces the output by the document, indented and in UTF-8. Always true.
     bool SaveToMemory(std::string &output);
@@ -49,6 +49,9 @@ public:
     // also when nothing was selected. 0, or -1 when the file or the expression cannot be read; a file that
     // cannot be opened for writing is left as it is and gives 0. The arguments must not be null.
     static int UpdateNodeWithValue(const char *filename, const char *xpathExpr, const char *value);
+    // Its inner step: sets the text of every node of the set, the last first, and clears their entries. The
+    // value and the entries must not be null; a null set is an empty one.
+    static void update_xpath_nodes(_xmlNodeSet *nodes, const char *value);
 
     // The text of the one node that the expression selects; "" when there is not just one.
     std::string getXPathElement(const std::string &xpath) const;
@@ -79,11 +82,6 @@ public:
     void PrintChildrenName(_xmlNode *node) const;
 
 private:
-    // Tests hand the step below node sets that no expression gives.
-    friend struct LibXmlWrapperInternals;
-
-    static void update_xpath_nodes(_xmlNodeSet *nodes, const char *value);
-
     std::string m_fileName;
     XmlDoc m_document;
 };

@@ -13,7 +13,6 @@
 
 #define GUARDED_BY(lock) THREAD_SAFETY_ATTRIBUTE(guarded_by(lock))
 #define REQUIRES(lock) THREAD_SAFETY_ATTRIBUTE(requires_capability(lock))
-#define EXCLUDES(...) THREAD_SAFETY_ATTRIBUTE(locks_excluded(__VA_ARGS__))
 
 // Holds a mutex for its own lifetime; may wait for a condition meanwhile.
 class THREAD_SAFETY_ATTRIBUTE(scoped_lockable) MutexLock {

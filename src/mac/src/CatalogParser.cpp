@@ -99,7 +99,7 @@ void CatalogParser::parseCatalogWithResponse(std::string response) {
 void CatalogParser::appendCatalogs(const std::vector<std::string> &products,
                                    const std::vector<std::string> &appIds, bool isPartner) {
     // Not reset between products: one whose id is not listed repeats the catalogs of the last product that
-    // was (kept: replies in the field rely on it).
+    // was (kept as shipped).
     CatalogTexts texts;
     for (const std::string &markup : products) {
         if (isPartner)

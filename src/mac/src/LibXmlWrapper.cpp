@@ -289,7 +289,7 @@ bool LibXmlWrapper::setXPathElementAttribute(const std::string &xpath, const std
 }
 
 bool LibXmlWrapper::SaveToFile(const std::string &fileName) {
-    // The result is not looked at (kept: callers rely on true).
+    // The result is not looked at (kept as shipped).
     static_cast<void>(saveFormatted(m_document.get(), fileName));
     return true;
 }
@@ -323,7 +323,7 @@ int LibXmlWrapper::UpdateNodeWithValue(const char *filename, const char *xpathEx
     result.reset();
     const QuietLibrary quiet;
     const File file(std::fopen(filename, "w+"));
-    // Neither a failed open nor a failed write is reported (kept: the callers cannot do anything about it).
+    // Neither a failed open nor a failed write is reported (kept as shipped).
     if (file)
         static_cast<void>(xmlDocDump(file.get(), document.get()));
     return 0;
