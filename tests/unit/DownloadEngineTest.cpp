@@ -253,17 +253,6 @@ TEST_F(DownloadEngineTest, AStalledDownloadIsGivenUpAfterHalfAMinute) {
     EXPECT_EQ(timesTraced("Download Error: CURLE_OPERATION_TIMEDOUT URL: <server>/1.xml\n"), 1);
 }
 
-TEST_F(DownloadEngineTest, ASlowDownloadAboveTheLimitGoesOn) {
-    // Half of it at once and the rest much later than never: only the gate ends it.
-    const Gate gate;
-    server.serve("/1.xml", content, {answer::hold(10, gate)});
-    background.run([this] { EXPECT_EQ(load("/1.xml"), 0); });
-    EXPECT_TRUE(comesTrue([this] { return server.requests().size() == 1; }));
-    gate.open();
-    background.join();
-    EXPECT_EQ(timesTraced("Successfully downloaded: <server>/1.xml\n"), 1);
-}
-
 // --- averages --------------------------------------------------------------------------------------------
 
 const std::string noProgress = "0% 0 KB/s 0 s 0 of 0 KB resumable";
