@@ -42,11 +42,12 @@ std::unique_ptr<Terminal> Terminal::open(std::FILE *out) {
     if (isatty(fileno(out)) == 0 || setupterm(nullptr, fileno(out), &known) != OK)
         return nullptr;
     std::unique_ptr<Terminal> terminal(new Terminal(out));
-    return terminal->m_clearToEnd.empty() ? nullptr : std::move(terminal);
+    return terminal->m_clearLine.empty() || terminal->m_clearToEnd.empty() ? nullptr : std::move(terminal);
 }
 
 Terminal::Terminal(std::FILE *out)
     : m_out(out)
+    , m_clearLine(command("el"))
     , m_clearToEnd(command("ed"))
     , m_hideCursor(command("civis"))
     , m_showCursor(command("cnorm")) {
@@ -84,7 +85,8 @@ int Terminal::width() const {
 }
 
 void Terminal::overwrite(const std::string &text) {
-    write("\r" + m_clearToEnd + text + "\r");
+    // What is cleared last is never a whole screen, which some terminals would keep for scrolling back.
+    write("\r" + m_clearLine + text + m_clearToEnd + "\r");
 }
 
 void Terminal::write(const std::string &text) {

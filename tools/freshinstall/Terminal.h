@@ -34,5 +34,5 @@ private:
     bool m_utf8 = false;
     bool m_prepared = false;
     termios m_modes{}; // as found
-    std::string m_clearToEnd, m_hideCursor, m_showCursor;
+    std::string m_clearLine, m_clearToEnd, m_hideCursor, m_showCursor;
 };
