@@ -1,0 +1,284 @@
+// The installed host program without a terminal: its lines, its statuses, its retries.
+#include <csignal>
+#include <filesystem>
+#include <sstream>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include "Observed.h"
+#include "Products.h"
+#include "Program.h"
+#include "PseudoTerminal.h"
+#include "Release.h"
+#include "TextFile.h"
+
+namespace {
+
+using Json = nlohmann::json;
+using testing::AllOf;
+using testing::Contains;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::Not;
+
+const std::string program = "/usr/local/Brovik/qrn/bin/freshinstall";
+const std::string serviceTarget = "/velbrin/1.0.0.0/?reqtype=mac_web";
+const std::string configuration = "/private/tmp/configuration.plist";
+
+const Product core = {"core.pkg", someBytes(300000), "2.0.0.0", "210"};
+const Product extra = {"extra.pkg", someBytes(200000), "2.1.0.0", "214"};
+
+std::vector<std::string> linesOf(const std::string &text) {
+    std::vector<std::string> lines;
+    std::istringstream input(text);
+    for (std::string line; std::getline(input, line);)
+        lines.push_back(line);
+    return lines;
+}
+
+std::vector<Json> objectsOf(const std::string &text) {
+    std::vector<Json> objects;
+    for (const std::string &line : linesOf(text))
+        objects.push_back(Json::parse(line));
+    return objects;
+}
+
+std::vector<Json> eventsNamed(const std::vector<Json> &objects, const std::string &name) {
+    std::vector<Json> found;
+    for (const Json &object : objects) {
+        if (object["event"] == name)
+            found.push_back(object);
+    }
+    return found;
+}
+
+// --- exit statuses
+
+struct End {
+    const char *name;
+    std::string script; // of the scripted servers
+    std::vector<std::string> arguments;
+    int status;
+    std::string outcome;
+    unsigned retries = 0; // made
+};
+
+void PrintTo(const End &end, std::ostream *out) {
+    *out << end.name;
+}
+
+class FreshInstallEnd : public testing::TestWithParam<End> {};
+
+TEST_P(FreshInstallEnd, HasItsStatus) {
+    publishRelease({core, extra});
+    misbehave(GetParam().script);
+    std::vector<std::string> command{program, "--json"};
+    command.insert(command.end(), GetParam().arguments.begin(), GetParam().arguments.end());
+    const Ended ended = run(command);
+    EXPECT_EQ(ended.status, GetParam().status);
+    EXPECT_EQ(ended.err, "");
+    const std::vector<Json> objects = objectsOf(ended.out);
+    ASSERT_FALSE(objects.empty());
+    EXPECT_EQ(objects.front(), Json({{"event", "phase"}, {"phase", "preparing"}}));
+    EXPECT_EQ(objects.back()["event"], "end");
+    EXPECT_EQ(objects.back()["outcome"], GetParam().outcome);
+    EXPECT_EQ(objects.back()["status"], GetParam().status);
+    EXPECT_EQ(eventsNamed(objects, "retry").size(), GetParam().retries);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    FreshInstall, FreshInstallEnd,
+    testing::Values(
+        End{"Done", "", {}, 0, "done"}, //
+        End{"NoService", serviceTarget + " * drop\n", {}, 1, "failed-before-downloads"},
+        End{"NoPackage", "HEAD:/extra.pkg * drop\n", {}, 1, "failed-before-downloads"},
+        End{"DownloadFailed", "/core.pkg * status 404 Not here\n", {}, 2, "downloads-failed"},
+        End{"WrongOnEveryTry", "/core.pkg * wrong\n", {}, 2, "downloads-failed"},
+        End{"BrokenOffOnEveryTry", "/core.pkg * cut 1000\n", {}, 2, "downloads-failed"},
+        End{"WrongOnce", "/core.pkg 1 wrong\n", {}, 0, "done"},
+        End{"BrokenOffOnce", "/core.pkg 1 cut 1000\n", {}, 0, "done"},
+        End{"RetrySucceeds", "/core.pkg 1 reset 1000\n", {"--retry", "3"}, 0, "done", 1},
+        End{"SecondRetrySucceeds",
+            "/core.pkg 1 reset 1000\n/core.pkg 2 reset 1000\n",
+            {"--retry", "3"},
+            0,
+            "done",
+            2},
+        End{"RetriesRunOut", "/core.pkg * reset 1000\n", {"--retry", "2"}, 2, "downloads-failed", 2},
+        End{"RetryRepeatsAnEarlyFailure", serviceTarget + " 1 drop\n", {"--retry", "1"}, 0, "done", 1},
+        End{"RetriesOfAnEarlyFailureRunOut",
+            serviceTarget + " * drop\n",
+            {"--retry", "2"},
+            1,
+            "failed-before-downloads",
+            2},
+        End{"NoRetryOfAPackageGivenUp", "/core.pkg * wrong\n", {"--retry", "2"}, 2, "downloads-failed"},
+        End{"NoRetryOfAPackageThatKeepsBreakingOff",
+            "/core.pkg * cut 1000\n",
+            {"--retry", "2"},
+            2,
+            "downloads-failed"}),
+    caseName);
+
+TEST(FreshInstallStatus, IsUsageWhenCalledWrongly) {
+    for (const std::vector<std::string> &arguments : std::vector<std::vector<std::string>>{
+             {"--unknown"}, {"--retry", "many"}, {"--json", "--plain"}, {"word"}}) {
+        std::vector<std::string> command{program};
+        command.insert(command.end(), arguments.begin(), arguments.end());
+        EXPECT_EQ(run(command).status, 64) << arguments.front();
+    }
+}
+
+TEST(FreshInstallStatus, TellsALibraryThatCannotBeUsed) {
+    const Ended ended = run({program, "--library", "/nowhere.so"});
+    EXPECT_EQ(ended.status, 69);
+    EXPECT_THAT(ended.err, HasSubstr("freshinstall: /nowhere.so"));
+}
+
+TEST(FreshInstallStatus, IsDocumentedInHelpAndManual) {
+    const Ended help = run({program, "--help"});
+    EXPECT_EQ(help.status, 0);
+    const std::string manual = readText("/usr/local/Brovik/qrn/share/man/man1/freshinstall.1");
+    for (const std::string status : {"0", "1", "2", "64", "69", "130"}) {
+        EXPECT_THAT(help.out, HasSubstr("\n  " + status + " "));
+        EXPECT_THAT(manual, HasSubstr("\n.It " + status + "\n"));
+    }
+    for (const std::string option : {"retry", "json", "plain", "library", "help", "version"}) {
+        EXPECT_THAT(help.out, HasSubstr("--" + option));
+        EXPECT_THAT(manual, HasSubstr("\n.It Fl -" + option));
+    }
+}
+
+// --- what is left behind
+
+TEST(FreshInstall, LeavesCheckedPackagesAndTheReleaseRecorded) {
+    publishRelease({core, extra});
+    const Ended ended = run({program});
+    EXPECT_EQ(ended.status, 0);
+    EXPECT_EQ(readText(pathOf(core)), core.content);
+    EXPECT_EQ(readText(pathOf(extra)), extra.content);
+    const std::string recorded = readText(configuration);
+    EXPECT_THAT(recorded,
+                AllOf(HasSubstr("<key>BuildInfo</key>"), HasSubstr("<string>2.1.0.0</string>"),
+                      HasSubstr("<string>214</string>"), HasSubstr("<string>basicmac4.0</string>")));
+}
+
+TEST(FreshInstall, RecordsNoReleaseWhenItFailed) {
+    publishRelease({core, extra});
+    misbehave("/core.pkg * status 404\n");
+    EXPECT_EQ(run({program}).status, 2);
+    EXPECT_THAT(readText(configuration), Not(HasSubstr("BuildInfo")));
+}
+
+TEST(FreshInstall, LoadsTheLibraryThatItIsTold) {
+    publishRelease({core});
+    std::filesystem::copy("/usr/local/Brovik/qrn/lib/libdownloadManager.so.1", "/tmp/other.so");
+    std::filesystem::remove("/usr/local/Brovik/qrn/lib/libdownloadManager.so.1");
+    EXPECT_EQ(run({program}).status, 69);
+    EXPECT_EQ(run({program, "--library", "/tmp/other.so"}).status, 0);
+}
+
+// --- plain lines
+
+TEST(PlainLines, TellEveryChangeOnce) {
+    publishRelease({core, extra});
+    misbehave("/core.pkg * slow 300000\n/extra.pkg * slow 300000\n");
+    const Ended ended = run({program});
+    EXPECT_EQ(ended.status, 0);
+    EXPECT_EQ(ended.err, "");
+    const std::vector<std::string> lines = linesOf(ended.out);
+    EXPECT_THAT(ended.out, AllOf(Not(HasSubstr("\033")), Not(HasSubstr("\r"))));
+    EXPECT_EQ(lines.front(), "preparing");
+    for (const std::string expected :
+         {"downloading", "done", "finished: core.pkg, 0.3 MB, its SHA-1 is the catalog's",
+          "finished: extra.pkg, 0.2 MB, its SHA-1 is the catalog's",
+          "2 packages downloaded and checked, below"})
+        EXPECT_EQ(std::count(lines.begin(), lines.end(), expected), 1) << expected;
+    int percent = 0;
+    for (const std::string &line : lines) {
+        if (line.find(" %, ") == std::string::npos)
+            continue;
+        EXPECT_GT(std::stoi(line), percent) << line;
+        percent = std::stoi(line);
+    }
+    EXPECT_EQ(percent, 100);
+}
+
+TEST(PlainLines, SayWhatTheyWaitForAndEndAtOnceWhenTold) {
+    publishRelease({core});
+    misbehave("/core.pkg * stall 150000\n");
+    PseudoTerminal terminal({program, "--plain"}, 80);
+    ASSERT_TRUE(terminal.shows("waiting for data from the packages' server")) << terminal.output();
+    terminal.send(SIGTERM);
+    EXPECT_EQ(terminal.end(), 143);
+    EXPECT_THAT(terminal.output(), HasSubstr("interrupted\r\nLeft on the disk: 0 packages finished"));
+    EXPECT_THAT(terminal.output(), Not(HasSubstr("\033")));
+}
+
+// --- JSON lines
+
+TEST(JsonLines, TellTheWholeInstallation) {
+    publishRelease({core, extra});
+    misbehave("/core.pkg * slow 300000\n/extra.pkg * slow 300000\n");
+    const std::vector<Json> objects = objectsOf(run({program, "--json"}).out);
+    std::vector<std::string> phases;
+    for (const Json &phase : eventsNamed(objects, "phase"))
+        phases.push_back(phase["phase"]);
+    // A check of small packages can be over before it is seen.
+    EXPECT_THAT(phases, testing::AnyOf(ElementsAre("preparing", "downloading", "checking", "done"),
+                                       ElementsAre("preparing", "downloading", "done")));
+    Json before = {{"percent", 0}, {"presentKb", 0}, {"totalKb", 0}};
+    const std::vector<Json> progress = eventsNamed(objects, "progress");
+    ASSERT_FALSE(progress.empty());
+    for (const Json &now : progress) {
+        for (const char *figure : {"percent", "presentKb", "totalKb"})
+            EXPECT_GE(now[figure].get<double>(), before[figure].get<double>());
+        EXPECT_LE(now["percent"], 100);
+        EXPECT_LE(now["presentKb"].get<double>(), now["totalKb"].get<double>());
+        EXPECT_TRUE(now["secondsLeft"].is_null() || now["secondsLeft"] >= 0);
+        before = now;
+    }
+    EXPECT_EQ(before["percent"], 100);
+    EXPECT_DOUBLE_EQ(before["totalKb"].get<double>(), 500000 / 1024.0);
+    EXPECT_EQ(eventsNamed(objects, "finished").size(), 2U);
+    std::vector<Json> packages = objects.back()["packages"];
+    EXPECT_THAT(packages,
+                testing::UnorderedElementsAre(Json{{"path", pathOf(core)}, {"sha1", sha1(core.content)}},
+                                              Json{{"path", pathOf(extra)}, {"sha1", sha1(extra.content)}}));
+}
+
+TEST(JsonLines, TellAFailedDownloadAndItsRetry) {
+    publishRelease({core, extra});
+    misbehave("/core.pkg 1 reset 1000\n/extra.pkg * slow 200000\n");
+    const std::vector<Json> objects = objectsOf(run({program, "--json", "--retry", "5"}).out);
+    EXPECT_EQ(eventsNamed(objects, "failed").size(), 1U);
+    EXPECT_THAT(eventsNamed(objects, "retry"),
+                ElementsAre(Json{{"event", "retry"}, {"attempt", 1}, {"of", 5}}));
+    EXPECT_EQ(objects.back()["packages"].size(), 2U);
+}
+
+TEST(JsonLines, TellAPackageFetchedAgain) {
+    // Both copies come slowly, so that the fall of the figures is seen.
+    publishRelease({core});
+    std::string damaged = core.content;
+    damaged.back() = static_cast<char>(~damaged.back());
+    publish(scriptedHost + "/damaged", damaged);
+    misbehave("/core.pkg 1 redirect " + scriptedHost +
+              "/damaged\n/damaged * slow 600000\n/core.pkg * slow 600000\n");
+    const Ended ended = run({program, "--json"});
+    EXPECT_EQ(ended.status, 0);
+    EXPECT_THAT(objectsOf(ended.out), Contains(Json{{"event", "fetched-again"}}));
+}
+
+TEST(JsonLines, TellAPackageGivenUp) {
+    publishRelease({core, extra});
+    misbehave("/core.pkg * wrong\n/extra.pkg * slow 200000\n");
+    const std::vector<Json> objects = objectsOf(run({program, "--json"}).out);
+    EXPECT_THAT(objects, Contains(Json{{"event", "given-up"}}));
+    EXPECT_THAT(objects.back()["packages"],
+                Json::array({{{"path", pathOf(extra)}, {"sha1", sha1(extra.content)}}}));
+}
+
+} // namespace

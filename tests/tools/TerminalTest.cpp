@@ -1,0 +1,192 @@
+// The installed host program on a terminal: what is drawn, and what its keys and its window do.
+#include <algorithm>
+#include <csignal>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "Background.h"
+#include "Products.h"
+#include "Program.h"
+#include "PseudoTerminal.h"
+#include "Release.h"
+#include "TextFile.h"
+
+namespace {
+
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::Not;
+
+const std::string program = "/usr/local/Brovik/qrn/bin/freshinstall";
+const std::string drawBegin = "\r\033[K"; // of what is drawn over
+const std::string drawEnd = "\033[J\r";
+const std::string hideCursor = "\033[?25l";
+const std::string showCursor = "\033[?25h";
+
+const Product core = {"core.pkg", someBytes(300000)};
+const Product extra = {"extra.pkg", someBytes(200000)};
+
+// All that was ever drawn over, and the lines that stayed, in the order in which they were written.
+struct Drawn {
+    std::vector<std::string> bars;
+    std::vector<std::string> lines;
+};
+
+Drawn drawn(const std::string &output) {
+    Drawn result;
+    for (std::size_t at = output.find(drawBegin); at != std::string::npos;
+         at = output.find(drawBegin, at + 1)) {
+        const std::size_t first = at + drawBegin.size();
+        const std::size_t last = output.find(drawEnd, first);
+        const bool stays = output.compare(last, drawEnd.size() + 2, drawEnd + "\r\n") == 0;
+        (stays ? result.lines : result.bars).push_back(output.substr(first, last - first));
+    }
+    return result;
+}
+
+// Blocks take three bytes.
+std::size_t columnsOf(const std::string &text) {
+    return static_cast<std::size_t>(std::count_if(text.begin(), text.end(), [](char byte) {
+        return (static_cast<unsigned char>(byte) & 0xc0U) != 0x80U;
+    }));
+}
+
+int percentOf(const std::string &bar) {
+    const std::size_t sign = bar.find(" %");
+    const std::size_t begin = bar.rfind(' ', sign - 1);
+    return std::stoi(bar.substr(begin == std::string::npos ? 0 : begin));
+}
+
+TEST(TerminalBar, IsRedrawnInPlaceAndNeverRunsBackwards) {
+    publishRelease({core, extra});
+    misbehave("/core.pkg 1 wrong\n/core.pkg * slow 300000\n/extra.pkg * slow 300000\n");
+    PseudoTerminal terminal({program}, 100);
+    EXPECT_EQ(terminal.end(), 0);
+    const Drawn seen = drawn(terminal.output());
+    EXPECT_GT(seen.bars.size(), 5U);
+    int percent = 0;
+    for (const std::string &bar : seen.bars) {
+        if (bar.empty())
+            continue;
+        EXPECT_GE(percentOf(bar), percent) << bar;
+        percent = percentOf(bar);
+        EXPECT_LE(percent, 100) << bar;
+        EXPECT_LT(columnsOf(bar), 100U) << bar;
+    }
+    EXPECT_THAT(seen.lines.back(), HasSubstr("100 %  0.5 of 0.5 MB"));
+    for (const std::string finished : {"finished: core.pkg, 0.3 MB, its SHA-1 is the catalog's",
+                                       "finished: extra.pkg, 0.2 MB, its SHA-1 is the catalog's"})
+        EXPECT_EQ(std::count(seen.lines.begin(), seen.lines.end(), finished), 1) << finished;
+}
+
+TEST(TerminalBar, IsFittedToAWindowThatIsResized) {
+    publishRelease({core});
+    misbehave("/core.pkg * stall 150000\n");
+    PseudoTerminal terminal({program}, 100);
+    ASSERT_TRUE(terminal.shows("50 %  0.1 of 0.3 MB")) << terminal.output();
+    std::size_t before = terminal.output().size();
+    terminal.resize(30);
+    ASSERT_TRUE(terminal.shows("downloading")) << terminal.output();
+    ASSERT_TRUE(terminal.shows("50 %")) << terminal.output();
+    for (const std::string &bar : drawn(terminal.output().substr(before)).bars)
+        EXPECT_LT(columnsOf(bar), 30U) << bar;
+    before = terminal.output().size();
+    terminal.resize(10);
+    ASSERT_TRUE(terminal.shows(drawBegin + "50 %" + drawEnd)) << terminal.output();
+    terminal.resize(120);
+    EXPECT_TRUE(terminal.shows("50 %  0.1 of 0.3 MB")) << terminal.output();
+}
+
+TEST(TerminalBar, SaysHowLongItWaits) {
+    publishRelease({core});
+    misbehave("/core.pkg * stall 150000\n");
+    PseudoTerminal terminal({program}, 100);
+    EXPECT_TRUE(terminal.shows("waiting for data from the packages' server")) << terminal.output();
+    EXPECT_TRUE(terminal.shows("waiting 0:02")) << terminal.output();
+    EXPECT_TRUE(terminal.shows("waiting 0:03")) << terminal.output();
+}
+
+TEST(TerminalKeys, CtrlCEndsAtOnceAndRestoresTheTerminal) {
+    publishRelease({core, extra});
+    misbehave("/core.pkg * stall 150000\n");
+    PseudoTerminal terminal({program}, 100);
+    ASSERT_TRUE(terminal.shows(hideCursor)) << terminal.output();
+    ASSERT_TRUE(terminal.shows("finished: extra.pkg")) << terminal.output();
+    EXPECT_FALSE(terminal.echoes());
+    terminal.type("\x03");
+    EXPECT_EQ(terminal.end(), 130);
+    EXPECT_THAT(terminal.output(),
+                HasSubstr("interrupted\r\n"
+                          "Left on the disk: 1 package finished, and what came of the others, below\r\n"
+                          "  /usr/local/Brovik/TempDownload/Package\r\n"
+                          "A new run fetches all of them again.\r\n"));
+    EXPECT_GT(terminal.output().rfind(showCursor) + 1, terminal.output().rfind(hideCursor) + 1);
+    EXPECT_EQ(readText(pathOf(extra)), extra.content);
+}
+
+TEST(TerminalKeys, CtrlCEndsAtOnceBeforeTheDownloads) {
+    publishRelease({core});
+    misbehave("/velbrin/1.0.0.0/?reqtype=mac_web * silent\n");
+    PseudoTerminal terminal({program}, 100);
+    ASSERT_TRUE(terminal.shows("preparing")) << terminal.output();
+    terminal.type("\x03");
+    EXPECT_EQ(terminal.end(), 130);
+}
+
+TEST(TerminalKeys, CtrlZGivesTheTerminalBackWhileStopped) {
+    publishRelease({core});
+    misbehave("/core.pkg * stall 150000\n");
+    PseudoTerminal terminal({program}, 100);
+    ASSERT_TRUE(terminal.shows("50 %")) << terminal.output();
+    terminal.type("\x1a");
+    ASSERT_TRUE(terminal.stops());
+    EXPECT_TRUE(terminal.echoes());
+    terminal.send(SIGCONT);
+    ASSERT_TRUE(terminal.shows(showCursor)) << terminal.output();
+    ASSERT_TRUE(terminal.shows(hideCursor)) << terminal.output();
+    ASSERT_TRUE(terminal.shows("50 %")) << terminal.output();
+    EXPECT_FALSE(terminal.echoes());
+}
+
+TEST(TerminalKeys, AreSilentlyIgnoredAndTheTerminalIsRestoredInTheEnd) {
+    publishRelease({core});
+    PseudoTerminal terminal({"/bin/sh", "-c", program + "; stty -a"}, 100);
+    EXPECT_EQ(terminal.end(), 0);
+    EXPECT_THAT(terminal.output(), HasSubstr(" echo "));
+    EXPECT_GT(terminal.output().rfind(showCursor) + 1, terminal.output().rfind(hideCursor) + 1);
+}
+
+TEST(Terminal, WithoutTheNeededCommandsGetsPlainLines) {
+    publishRelease({core});
+    PseudoTerminal terminal({"/usr/bin/env", "TERM=dumb", program}, 100);
+    EXPECT_EQ(terminal.end(), 0);
+    EXPECT_THAT(terminal.output(), HasSubstr("preparing\r\n"));
+    EXPECT_THAT(terminal.output(), Not(HasSubstr("\033")));
+}
+
+// A whole terminal that rearranges its lines when its window gets narrower.
+TEST(Terminal, ThatRearrangesItsLinesKeepsOneBar) {
+    publishRelease({core, extra});
+    misbehave("/core.pkg * stall 150000\n");
+    const auto tmux = [](const std::string &command) { return shell("LC_ALL=C.UTF-8 tmux " + command); };
+    // With the lines that scrolled out of the window.
+    const auto screen = [&tmux] { return tmux("capture-pane -p -S -"); };
+    static_cast<void>(tmux("-f /dev/null new-session -d -x 110 -y 20 " + program));
+    ASSERT_TRUE(comesTrue([&screen] { return screen().find("waiting 0:02") != std::string::npos; }))
+        << screen();
+    for (const std::string columns : {"60", "35", "100"}) {
+        static_cast<void>(tmux("resize-window -x " + columns));
+        const auto hasOneBar = [&screen] {
+            const std::string text = screen();
+            const std::size_t bar = text.find("\ndownloading  ");
+            return bar != std::string::npos && bar == text.rfind("\ndownloading  ") &&
+                   text.find_first_not_of('\n', text.find('\n', bar + 1)) == std::string::npos;
+        };
+        EXPECT_TRUE(comesTrue(hasOneBar)) << screen();
+        EXPECT_THAT(screen(), HasSubstr("finished: extra.pkg"));
+    }
+    static_cast<void>(tmux("kill-server"));
+}
+
+} // namespace
