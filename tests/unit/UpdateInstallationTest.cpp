@@ -145,14 +145,17 @@ protected:
 
     // A package that the installer unpacks.
     static std::string package(const std::string &name) {
-        const std::string path = "/usr/local/Brovik/TempDownload/Package/" + name;
+        std::string path = "/usr/local/Brovik/TempDownload/Package/" + name;
         std::filesystem::create_directories(std::filesystem::path(path).parent_path());
         EXPECT_TRUE(UpdateManager().runCommand(("tar -c -T /dev/null -f " + path).c_str()));
         return path;
     }
 
-    static void install(const Texts &packages) {
-        std::exit(UpdateManager().installUpdatePackages(packages) + 100);
+    static void install(const Texts &packages) { endWith(UpdateManager().installUpdatePackages(packages)); }
+
+    // Tells an installation that returned from one that ended the process.
+    [[noreturn]] static void endWith(int result) {
+        std::exit(result + 100); // NOLINT(concurrency-mt-unsafe): this is the only thread
     }
 
     static std::string installerCalls() { return readText("/srv/rehearsal/log/installer.log"); }
@@ -340,7 +343,7 @@ TEST_F(UpdateInstallation, ExceptionIsAnErrorLineAndEndsTheProcess) {
         UpdateManager updateManager;
         Texts packages;
         const FailingAllocation failingAllocation(0);
-        std::exit(updateManager.installUpdatePackages(std::move(packages)) + 100);
+        endWith(updateManager.installUpdatePackages(std::move(packages)));
     };
     EXPECT_EXIT(installWithoutMemory(), ExitedWithCode(1), "");
     EXPECT_THAT(traceMessages(), ElementsAre("ERROR: Caught Exception - Installation Failed\n"));

@@ -284,7 +284,7 @@ Texts sortedByText(Texts texts) {
 void sortOnSmallStack(Texts &paths) {
     pthread_attr_t attributes;
     ASSERT_EQ(pthread_attr_init(&attributes), 0);
-    ASSERT_EQ(pthread_attr_setstacksize(&attributes, 512 * 1024), 0);
+    ASSERT_EQ(pthread_attr_setstacksize(&attributes, std::size_t{512} * 1024), 0);
     pthread_t thread{};
     const auto sort = [](void *argument) -> void * {
         auto &toSort = *static_cast<Texts *>(argument);
@@ -689,9 +689,10 @@ TEST(InstallPackage, BrandingIsToldByAnyPartOfThePath) {
 TEST(InstallPackage, ShellThatCannotBeStartedIsAnError) {
     DownloadController::getInstance();
     downloadManagerTraceFlagvalue = Trace::errorLevel;
+    UpdateManager updateManager;
     {
         const NoMoreFiles noMoreFiles;
-        EXPECT_EQ(UpdateManager().installPackage("/p/DynamicBranding.pkg"), -1);
+        EXPECT_EQ(updateManager.installPackage("/p/DynamicBranding.pkg"), -1);
     }
     EXPECT_THAT(traceMessages(), ElementsAre("ERROR: Installation /p/DynamicBranding.pkg Failed \n"));
 }
@@ -718,9 +719,10 @@ TEST(FindDynamicBranding, FailedPackageIsToldTwiceAndRemovedToo) {
     DownloadController::getInstance();
     downloadManagerTraceFlagvalue = Trace::errorLevel;
     Texts paths{"/p/A.pkg", "/p/DynamicBranding.pkg"};
+    UpdateManager updateManager;
     {
         const NoMoreFiles noMoreFiles;
-        UpdateManager().findDynamicBrandingPackageAndInstall(paths);
+        updateManager.findDynamicBrandingPackageAndInstall(paths);
     }
     EXPECT_THAT(paths, ElementsAre("/p/A.pkg"));
     EXPECT_THAT(traceMessages(), ElementsAre("ERROR: Installation /p/DynamicBranding.pkg Failed \n",
@@ -753,8 +755,9 @@ TEST(RunCommandOf, CommandHasEndedWhenItReturns) {
 }
 
 TEST(RunCommandOf, ShellThatCannotBeStartedIsAFailure) {
+    const UpdateManager updateManager;
     const NoMoreFiles noMoreFiles;
-    EXPECT_FALSE(UpdateManager().runCommand("true"));
+    EXPECT_FALSE(updateManager.runCommand("true"));
 }
 
 TEST(FileExist, IsTrueForWhatCanBeOpenedForReading) {
