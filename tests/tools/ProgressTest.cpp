@@ -228,6 +228,8 @@ TEST(ProgressModel, LeavesAnEarlyFailureToTheEnding) {
     Watch watch;
     static_cast<void>(watch.take(nothing));
     EXPECT_THAT(watch.take(flags(nothing, true, false, true)), IsEmpty());
+    EXPECT_THAT(watch.take(flags(figures(50, 50, 100), true, false, true)),
+                ElementsAre(Event{Kind::phaseBegan, "downloading"}, Event{Kind::packageFailed, ""}));
 }
 
 struct Standstill {

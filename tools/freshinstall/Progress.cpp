@@ -118,8 +118,11 @@ void Progress::noticeTroubles(const DownloadProgressInfo &info) {
     // Only a file that is cut to nothing makes the sum fall.
     if (info.downloadedSize < m_last.downloadedSize)
         tell(Event::Kind::packageFetchedAgain);
-    if (info.failed && !m_last.failed && sane(info.totalSize) > 0)
+    // Without any figures it was no package: the ending tells of it.
+    const bool packageFailed = info.failed && sane(info.totalSize) > 0;
+    if (packageFailed && !m_toldFailure)
         tell(Event::Kind::packageFailed);
+    m_toldFailure = packageFailed;
     if (!info.resumable && m_last.resumable)
         tell(Event::Kind::packageGivenUp);
 }

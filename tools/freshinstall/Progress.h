@@ -93,6 +93,7 @@ private:
     std::deque<Sample> m_samples; // of the last seconds, for the speed
     std::chrono::milliseconds m_lastChange{};
     bool m_toldStandstill = false;
+    bool m_toldFailure = false;
 };
 
 // How a try ended whose call told that the downloads ran, or told nothing.
