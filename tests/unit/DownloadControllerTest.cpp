@@ -115,18 +115,18 @@ TEST(DownloadControllerWithoutTrace, WorksAndWritesNothing) {
 
 struct Accessor {
     const char *name;
-    void (DownloadController::*set)(std::string);
-    std::string (DownloadController::*get)() const;
+    std::function<void(DownloadController &, std::string)> set;
+    std::function<std::string(const DownloadController &)> get;
 };
 
 class ReleaseValue : public DownloadControllerTest, public testing::WithParamInterface<Accessor> {};
 
 TEST_P(ReleaseValue, IsWhatWasSetLast) {
-    (controller.*GetParam().set)("first");
-    (controller.*GetParam().set)("1.2.3.4 & <more>");
-    EXPECT_EQ((controller.*GetParam().get)(), "1.2.3.4 & <more>");
-    (controller.*GetParam().set)("");
-    EXPECT_EQ((controller.*GetParam().get)(), "");
+    GetParam().set(controller, "first");
+    GetParam().set(controller, "1.2.3.4 & <more>");
+    EXPECT_EQ(GetParam().get(controller), "1.2.3.4 & <more>");
+    GetParam().set(controller, "");
+    EXPECT_EQ(GetParam().get(controller), "");
 }
 
 INSTANTIATE_TEST_SUITE_P(
