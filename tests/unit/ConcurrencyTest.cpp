@@ -120,7 +120,7 @@ TEST_F(ConcurrencyTest, QueriesDuringDownloadsRetriesAndCancels) {
         if (round % 3 == 0)
             gate.open();
         if (round % 2 == 0)
-            job.run([this] { RetryDownloadPackages(); });
+            job.run([] { RetryDownloadPackages(); });
         const auto patience = static_cast<std::size_t>(round % 6); // of at least seven requests
         EXPECT_TRUE(comesTrue([&] { return server.requests().size() >= before + patience; }));
         job.run([this] { controller.cancelDownload(); });
@@ -189,7 +189,7 @@ TEST_F(ConcurrencyTest, ACancelAtAnyMomentOfAFreshInstall) {
                          {answer::wrongBytes()});
         const std::size_t before = server.requests().size();
         Background job;
-        job.run([this] { RetryDownloadPackages(); });
+        job.run([] { RetryDownloadPackages(); });
         // Three catalogs, three questions for reachability, six fetches.
         const auto moment = static_cast<std::size_t>(round);
         EXPECT_TRUE(comesTrue([&] { return server.requests().size() >= before + moment; }));

@@ -8,30 +8,21 @@
 
 #include <arpa/inet.h>
 #include <curl/curl.h>
-#include <dlfcn.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 #include "WorkerFixture.h"
 
-#undef curl_easy_getinfo
-#undef curl_easy_setopt
-
 namespace {
 
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-// libcurl's functions that a test lets fail; the definitions below stand before libcurl's own.
+// What a test lets libcurl fail at.
 std::atomic<bool> noHandles{false};
 std::atomic<bool> responseCodeThrows{false};
 std::atomic<bool> setUrlThrows{false};
-
-template <typename Function>
-Function *libcurls(const char *name) {
-    return reinterpret_cast<Function *>(dlsym(RTLD_NEXT, name));
-}
 
 // Sets a flag for as long as it lives.
 class Fault {
@@ -50,29 +41,43 @@ private:
 
 } // namespace
 
-CURL *curl_easy_init() {
-    return noHandles ? nullptr : libcurls<CURL *()>("curl_easy_init")();
+// The linker leads the engine's calls here.
+extern "C" {
+CURL *__real_curl_easy_init();
+CURL *__wrap_curl_easy_init();
+CURL *__wrap_curl_easy_init() {
+    return noHandles ? nullptr : __real_curl_easy_init();
 }
 
-CURLcode curl_easy_getinfo(CURL *handle, CURLINFO info, ...) {
+// An enumeration may not stand before variable arguments in C++; its number is passed in the same way.
+CURLcode __real_curl_easy_getinfo(CURL *handle, CURLINFO info, ...);
+CURLcode __wrap_curl_easy_getinfo(CURL *handle, unsigned int number, ...);
+CURLcode __wrap_curl_easy_getinfo(CURL *handle, unsigned int number, ...) {
+    const auto info = static_cast<CURLINFO>(number);
     if (responseCodeThrows && info == CURLINFO_RESPONSE_CODE)
         throw std::bad_alloc();
     std::va_list arguments;
-    va_start(arguments, info);
-    void *value = va_arg(arguments, void *); // NOLINT(clang-analyzer-valist.Uninitialized): it is started
+    va_start(arguments, number);
+    void *value = va_arg(arguments, void *);
     va_end(arguments);
-    return libcurls<CURLcode(CURL *, CURLINFO, ...)>("curl_easy_getinfo")(handle, info, value);
+    return __real_curl_easy_getinfo(handle, info, value);
 }
 
-CURLcode curl_easy_setopt(CURL *handle, CURLoption option, ...) {
+CURLcode __real_curl_easy_setopt(CURL *handle, CURLoption option, ...);
+CURLcode __wrap_curl_easy_setopt(CURL *handle, unsigned int number, ...);
+CURLcode __wrap_curl_easy_setopt(CURL *handle, unsigned int number, ...) {
+    const auto option = static_cast<CURLoption>(number);
     if (setUrlThrows && option == CURLOPT_URL)
         throw std::bad_alloc();
     std::va_list arguments;
-    va_start(arguments, option);
-    // As wide as a long. NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized): it is started
-    void *value = va_arg(arguments, void *);
+    va_start(arguments, number);
+    const bool isNumber = option < CURLOPTTYPE_OBJECTPOINT;
+    const long value = isNumber ? va_arg(arguments, long) : 0;
+    void *pointer = isNumber ? nullptr : va_arg(arguments, void *);
     va_end(arguments);
-    return libcurls<CURLcode(CURL *, CURLoption, ...)>("curl_easy_setopt")(handle, option, value);
+    return isNumber ? __real_curl_easy_setopt(handle, option, value)
+                    : __real_curl_easy_setopt(handle, option, pointer);
+}
 }
 
 namespace {
