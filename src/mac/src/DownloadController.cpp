@@ -863,6 +863,13 @@ std::string DownloadController::getCBRMSBuildNO() const {
 
 // What the suite's installer calls.
 
+namespace {
+
+// What GetHashValue gave this thread last: it outlives the call, and no other thread's call changes it.
+thread_local std::string lastHash;
+
+} // namespace
+
 int FreshInstall() {
     return DownloadController::getInstance()->freshInstall();
 }
@@ -885,8 +892,6 @@ void RetryDownloadPackages() {
 }
 
 const char *GetHashValue(const char *url) {
-    // Outlives the call, and no other thread's call changes it.
-    thread_local std::string hash;
-    hash = DownloadController::getInstance()->getHashValueFromPackagePath(url);
-    return hash.c_str();
+    lastHash = DownloadController::getInstance()->getHashValueFromPackagePath(url);
+    return lastHash.c_str();
 }

@@ -164,8 +164,8 @@ std::list<std::string> UpdateManager::takeReposts(std::list<std::string> reposts
 
 void UpdateManager::quicksort(std::vector<std::string> &paths, int first, int last) const {
     while (first < last) {
-        const int split =
-            split_array(paths, paths[static_cast<std::size_t>(first + (last - first) / 2)], first, last);
+        const int middle = first + (last - first) / 2;
+        const int split = split_array(paths, paths[static_cast<std::size_t>(middle)], first, last);
         // Only the smaller part by recursion, so that the stack stays small.
         if (split - first < last - split - 1) {
             quicksort(paths, first, split);
