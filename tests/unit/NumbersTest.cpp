@@ -49,7 +49,8 @@ TEST_P(LeadingNumberOf, HasOneDefinedResult) {
 
 INSTANTIATE_TEST_SUITE_P(
     Numbers, LeadingNumberOf,
-    testing::Values(LeadingNumber{"Digits", "1200", 1200}, LeadingNumber{"StopsAtOtherCharacters", "42abc", 42},
+    testing::Values(LeadingNumber{"Digits", "1200", 1200},
+                    LeadingNumber{"StopsAtOtherCharacters", "42abc", 42},
                     LeadingNumber{"LeadingBlanksAndSign", " \t-7", -7}, LeadingNumber{"PlusSign", "+7", 7},
                     LeadingNumber{"EmptyText", "", 0}, LeadingNumber{"NoNumber", "abc", 0},
                     LeadingNumber{"Highest", "2147483647", highest},

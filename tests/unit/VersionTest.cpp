@@ -16,7 +16,9 @@ struct Parsed {
 
 class ParseVersion : public testing::TestWithParam<Parsed> {};
 
-TEST_P(ParseVersion, ReadsUpToFourNumbers) { EXPECT_EQ(parseVersion(GetParam().text), GetParam().components); }
+TEST_P(ParseVersion, ReadsUpToFourNumbers) {
+    EXPECT_EQ(parseVersion(GetParam().text), GetParam().components);
+}
 
 INSTANTIATE_TEST_SUITE_P(
     Version, ParseVersion,
@@ -48,17 +50,17 @@ TEST_P(IsGreaterThan, ComparesNumberByNumber) {
     EXPECT_EQ(DownloadController::IsGreaterThan(GetParam().first, GetParam().second), GetParam().greater);
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Version, IsGreaterThan,
-    testing::Values(Comparison{"EqualIsNotGreater", "1.2.3.4", "1.2.3.4", false},
-                    Comparison{"NumbersNotTexts", "1.10.0.0", "1.9.9.9", true},
-                    Comparison{"FirstDifferenceDecides", "1.2.9.9", "1.3.0.0", false},
-                    Comparison{"LastNumberCounts", "1.2.3.5", "1.2.3.4", true},
-                    Comparison{"MissingNumbersAreZero", "1.2", "1.2.0.0", false},
-                    Comparison{"MissingNumbersAreZeroOnTheRight", "1.2.0.1", "1.2", true},
-                    Comparison{"NumbersAreSigned", "2147483648.0.0.0", "1.0.0.0", false},
-                    Comparison{"SignedOnTheRight", "1.0.0.0", "2147483648.0.0.0", true},
-                    Comparison{"EmptyTexts", "", "", false}),
-    [](const auto &caseInfo) { return caseInfo.param.name; });
+INSTANTIATE_TEST_SUITE_P(Version, IsGreaterThan,
+                         testing::Values(Comparison{"EqualIsNotGreater", "1.2.3.4", "1.2.3.4", false},
+                                         Comparison{"NumbersNotTexts", "1.10.0.0", "1.9.9.9", true},
+                                         Comparison{"FirstDifferenceDecides", "1.2.9.9", "1.3.0.0", false},
+                                         Comparison{"LastNumberCounts", "1.2.3.5", "1.2.3.4", true},
+                                         Comparison{"MissingNumbersAreZero", "1.2", "1.2.0.0", false},
+                                         Comparison{"MissingNumbersAreZeroOnTheRight", "1.2.0.1", "1.2",
+                                                    true},
+                                         Comparison{"NumbersAreSigned", "2147483648.0.0.0", "1.0.0.0", false},
+                                         Comparison{"SignedOnTheRight", "1.0.0.0", "2147483648.0.0.0", true},
+                                         Comparison{"EmptyTexts", "", "", false}),
+                         [](const auto &caseInfo) { return caseInfo.param.name; });
 
 } // namespace
