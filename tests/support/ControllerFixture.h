@@ -55,8 +55,11 @@ inline std::string hotFixCatalog(const std::vector<Offered> &packages) {
 inline std::string catalogList(const std::string &root, const std::vector<std::string> &names) {
     std::string text = "<catlist>";
     for (const std::string &name : names)
-        text += "<catalog><caturlroot>" + root + "</caturlroot><name>" + name +
-                "</name><version>1</version></catalog>";
+        text.append("<catalog><caturlroot>")
+            .append(root)
+            .append("</caturlroot><name>")
+            .append(name)
+            .append("</name><version>1</version></catalog>");
     return text + "</catlist>";
 }
 
@@ -83,7 +86,7 @@ protected:
         // The parser's own lines are another suite's matter.
         catalogparserflagvalue = 0;
     }
-    ~ControllerFixture() override {
+    void TearDown() override {
         DownloadController::releaseInstance();
         catalogparserflagvalue = 5;
         std::filesystem::remove_all(folder);

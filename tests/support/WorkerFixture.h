@@ -46,7 +46,7 @@ protected:
         m_traced = traceText().size();
         std::filesystem::create_directories(folder);
     }
-    ~WorkerFixture() override { std::filesystem::remove_all(folder); }
+    void TearDown() override { std::filesystem::remove_all(folder); }
 
     // Prepares the worker for the path of the server.
     bool init(const std::string &serverPath, CURLSetUpConfig limits = {}) {

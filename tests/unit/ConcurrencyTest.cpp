@@ -13,7 +13,10 @@ constexpr std::size_t size = 20480;
 
 class ConcurrencyTest : public ControllerFixture {
 protected:
-    ~ConcurrencyTest() override { stopPolling(); }
+    void TearDown() override {
+        stopPolling();
+        ControllerFixture::TearDown();
+    }
 
     // Every path and hash that a query may give.
     void startPolling(std::set<std::string> paths, std::set<std::string> hashes, std::string hashedUrl) {

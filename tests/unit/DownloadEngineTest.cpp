@@ -395,12 +395,27 @@ TEST_F(DownloadEngineTest, NothingIsCompleteWhileOnePackageRuns) {
     offerProducts({package("1.pkg", "1.0.0.0", content),
                    package("2.pkg", "1.0.0.0", content, {answer::hold(0, gate)})});
     freshInstallInBackground();
-    EXPECT_TRUE(comesTrue([] { return downloadedPackages() != ""; }));
+    EXPECT_TRUE(comesTrue([] { return !downloadedPackages().empty(); }));
     EXPECT_FALSE(progress().completed);
     EXPECT_EQ(timesTraced(recordedLine), 0);
     gate.open();
     background.join();
     EXPECT_TRUE(progress().completed);
+}
+
+TEST_F(DownloadEngineTest, NothingIsCompleteBeforeEveryDownloadHasRegistered) {
+    offerProducts({package("1.pkg", "1.0.0.0", content)});
+    EXPECT_EQ(controller.freshInstall(), 0);
+    EXPECT_TRUE(progress().completed);
+    forget();
+    // Opening a pipe waits for its reader, so that the download's worker is not listed yet.
+    ASSERT_EQ(mkfifo((folder + "/2.xml").c_str(), 0600), 0);
+    server.serve("/2.xml", content);
+    background.run([this] { downLoad({server.url("/2.xml")}, folder); });
+    EXPECT_TRUE(comesTrue([this] { return timesTraced(entryLine) == 1; }));
+    EXPECT_FALSE(progress().completed);
+    EXPECT_EQ(readText(folder + "/2.xml"), content);
+    background.join();
 }
 
 TEST_F(DownloadEngineTest, ANewFreshInstallIsNotCompleteByTheLastOne) {
