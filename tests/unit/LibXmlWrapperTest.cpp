@@ -5,6 +5,7 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <ctime>
 #include <exception>
 #include <filesystem>
 #include <memory>
@@ -32,10 +33,14 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Not;
-using Clock = std::chrono::steady_clock;
+
+// The processor time of the test alone: a loaded machine does not make linear work slow.
+struct Clock {
+    static std::chrono::seconds now() { return std::chrono::seconds(std::clock() / CLOCKS_PER_SEC); }
+};
 
 // Far above what linear work takes, also under a sanitizer, and far below what quadratic work takes.
-constexpr auto linearTime = std::chrono::seconds(30);
+constexpr auto linearTime = std::chrono::seconds(60);
 
 // The parser's limit for one text, which is also what one query takes from entities.
 constexpr std::size_t textLimit = 10'000'000;
