@@ -9,6 +9,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "NoMoreFiles.h"
 #include "TextFile.h"
 
 namespace {
@@ -23,23 +24,6 @@ std::vector<std::string> linesOf(const std::string &command) {
         lines.push_back(*line);
     return lines;
 }
-
-// No further file can be opened while it lives, so no pipe either.
-class NoMoreFiles {
-public:
-    NoMoreFiles() {
-        EXPECT_EQ(getrlimit(RLIMIT_NOFILE, &m_limit), 0);
-        set({0, m_limit.rlim_max});
-    }
-    ~NoMoreFiles() { set(m_limit); }
-    NoMoreFiles(const NoMoreFiles &) = delete;
-    NoMoreFiles &operator=(const NoMoreFiles &) = delete;
-
-private:
-    static void set(const rlimit &limit) { EXPECT_EQ(setrlimit(RLIMIT_NOFILE, &limit), 0); }
-
-    rlimit m_limit{};
-};
 
 TEST(ShellPipe, ReadsLineByLineWithLineEnds) {
     EXPECT_THAT(linesOf("printf 'one\\ntwo\\n\\nlast'"), ElementsAre("one\n", "two\n", "\n", "last"));

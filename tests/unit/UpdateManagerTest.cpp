@@ -18,6 +18,7 @@
 
 #include "DownloadController.h"
 #include "FailingAllocation.h"
+#include "NoMoreFiles.h"
 #include "TextFile.h"
 #include "TextList.h"
 #include "TolvaneHandler.h"
@@ -641,23 +642,6 @@ TEST(PackageOrder, FailureWhileReadingTheNamesIsAnErrorLine) {
 
 // --- single steps of an installation
 // ------------------------------------------------------------------------
-
-// No further file can be opened while it lives, so no pipe to a shell either.
-class NoMoreFiles {
-public:
-    NoMoreFiles() {
-        EXPECT_EQ(getrlimit(RLIMIT_NOFILE, &m_limit), 0);
-        set({0, m_limit.rlim_max});
-    }
-    ~NoMoreFiles() { set(m_limit); }
-    NoMoreFiles(const NoMoreFiles &) = delete;
-    NoMoreFiles &operator=(const NoMoreFiles &) = delete;
-
-private:
-    static void set(const rlimit &limit) { EXPECT_EQ(setrlimit(RLIMIT_NOFILE, &limit), 0); }
-
-    rlimit m_limit{};
-};
 
 TEST(InstallPackage, BrandingPackageIsInstalledByTheExactCommand) {
     // Shows how the shell cut the command into words, and where the two outputs go.
