@@ -1,15 +1,20 @@
 #include "CurlEasy.h"
 
 #include <csignal>
+#include <string>
 
 #include <curl/curl.h>
 #include <gtest/gtest.h>
 #include <pthread.h>
 
-// Stands in for a transfer whose TLS library writes to a connection that the other side has closed.
+// Both stand in for a transfer whose TLS library writes to a connection that the other side has closed.
 extern "C" CURLcode __wrap_curl_easy_perform(CURL *) {
     EXPECT_EQ(std::raise(SIGPIPE), 0);
-    return CURLE_SEND_ERROR;
+    return CURLE_OUT_OF_MEMORY;
+}
+extern "C" CURLMcode __wrap_curl_multi_perform(CURLM *, int *) {
+    EXPECT_EQ(std::raise(SIGPIPE), 0);
+    return CURLM_OUT_OF_MEMORY;
 }
 
 namespace {
@@ -34,19 +39,34 @@ bool isBlocked() {
     return sigismember(&blocked, SIGPIPE) == 1;
 }
 
-TEST(PerformTransfer, SurvivesAConnectionClosedByTheOtherSide) {
-    EXPECT_EQ(performTransfer(makeCurlEasy()), CURLE_SEND_ERROR);
+struct Way {
+    const char *name;
+    int (*perform)(const CurlEasy &);
+};
+
+class PerformTransfer : public testing::TestWithParam<Way> {
+protected:
+    void expectFailure() { EXPECT_EQ(GetParam().perform(makeCurlEasy()), CURLE_OUT_OF_MEMORY); }
+};
+
+TEST_P(PerformTransfer, SurvivesAConnectionClosedByTheOtherSide) {
+    expectFailure();
     EXPECT_FALSE(isPending());
     EXPECT_FALSE(isBlocked());
 }
 
-TEST(PerformTransfer, LeavesTheHostsOwnPendingSignal) {
+TEST_P(PerformTransfer, LeavesTheHostsOwnPendingSignal) {
     const sigset_t set = pipeSignal();
     ASSERT_EQ(pthread_sigmask(SIG_BLOCK, &set, nullptr), 0);
     ASSERT_EQ(std::raise(SIGPIPE), 0);
-    EXPECT_EQ(performTransfer(makeCurlEasy()), CURLE_SEND_ERROR);
+    expectFailure();
     EXPECT_TRUE(isPending());
     EXPECT_TRUE(isBlocked());
 }
+
+INSTANTIATE_TEST_SUITE_P(Ways, PerformTransfer,
+                         testing::Values(Way{"AtOnce", performTransfer},
+                                         Way{"Abortable", performAbortableTransfer}),
+                         [](const auto &way) { return std::string(way.param.name); });
 
 } // namespace

@@ -797,13 +797,30 @@ TEST_F(DownloadHelperTest, CancelEndsARunningTransfer) {
     ASSERT_TRUE(init("/file.xml"));
     background.run([this] { worker.startDownload(); });
     EXPECT_TRUE(comesTrue([this] { return worker.getProgressInfo().downloadedSize == kilobytes(1000); }));
-    const auto cancelled = std::chrono::steady_clock::now();
     worker.cancel();
     background.join();
-    // A second is promised; the rest is for a machine that is busy.
-    EXPECT_LT(std::chrono::steady_clock::now() - cancelled, std::chrono::seconds(5));
     EXPECT_EQ(outcome(), failedOutcome);
     EXPECT_THAT(messages(), ElementsAre(startLine, abortedLine));
+}
+
+TEST_F(DownloadHelperTest, CancelEndsATransferThatStandsStillWithinASecond) {
+    using std::chrono::steady_clock;
+    auto shortest = steady_clock::duration::max();
+    // A busy machine may delay one, but not all of them.
+    for (int round = 0; round < 3; ++round) {
+        DownloadHelper stalled;
+        const std::string path = "/file" + std::to_string(round) + ".xml";
+        server.serve(path, content, {answer::hold(1000, Gate())});
+        ASSERT_TRUE(stalled.Init(server.url(path).c_str(), file.c_str(), {10000, 30, 45}));
+        background.run([&stalled] { stalled.startDownload(); });
+        EXPECT_TRUE(comesTrue([&] { return stalled.getProgressInfo().downloadedSize == kilobytes(1000); }));
+        const auto cancelled = steady_clock::now();
+        stalled.cancel();
+        background.join();
+        shortest = std::min(shortest, steady_clock::now() - cancelled);
+    }
+    // The promise is a second; a transfer that libcurl itself asks about takes nearly that from here.
+    EXPECT_LT(shortest, std::chrono::milliseconds(500));
 }
 
 TEST_F(DownloadHelperTest, CancelEndsANestedResume) {

@@ -14,5 +14,9 @@ using CurlEasy = std::unique_ptr<void, CurlEasyDeleter>;
 // signal, which would end the host's process.
 int performTransfer(const CurlEasy &handle) noexcept;
 
+// The same, but the transfer's progress callback is asked ten times a second, also while nothing arrives, so
+// that it can end the transfer soon. Within performTransfer libcurl may leave it unasked for a second.
+int performAbortableTransfer(const CurlEasy &handle) noexcept;
+
 // A new handle that raises no signals, since transfers run on threads; null when libcurl gives none.
 CurlEasy makeCurlEasy() noexcept;

@@ -46,8 +46,7 @@ public:
     int validatePackage();
     void setHashValue(std::string hash);
     void setDownloadStatus(bool downloaded);
-    // Ends a running transfer after a second at most, the interval in which libcurl asks, and every later one
-    // at its start.
+    // Ends a running transfer within a second, usually within a tenth, and every later one at its start.
     void cancel() noexcept;
 
     DownloadProgressInfo getProgressInfo() const;

@@ -1,4 +1,4 @@
-// The transfers use libcurl's oldest progress interface, in doubles: the systems we ship on have no other.
+// The progress callback has libcurl's first form, in doubles, which every version calls.
 #define CURL_DISABLE_DEPRECATION
 
 #include "DownloadHelper.h"
@@ -123,7 +123,7 @@ int DownloadHelper::setupcurl() {
 void DownloadHelper::startDownload() {
     try {
         trace.info("INFO : Start download: %s\n", url.get());
-        const int result = m_cancelled ? CURLE_ABORTED_BY_CALLBACK : performTransfer(curlHandle);
+        const int result = m_cancelled ? CURLE_ABORTED_BY_CALLBACK : performAbortableTransfer(curlHandle);
         long httpCode = 0;
         // Without a reply there is no code, and 0 stays.
         static_cast<void>(curl_easy_getinfo(curlHandle.get(), CURLINFO_RESPONSE_CODE, &httpCode));
