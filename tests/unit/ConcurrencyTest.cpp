@@ -1,8 +1,11 @@
 // Every query from many threads at once while downloads, retries and cancels go on. What these cases prove
 // they prove best under a sanitizer.
 #include <atomic>
+#include <chrono>
 #include <cmath>
 #include <set>
+#include <string>
+#include <thread>
 
 #include "ControllerFixture.h"
 
@@ -29,6 +32,8 @@ protected:
                     checkProgress();
                     checkPackages();
                     checkHash();
+                    // Leaves the processors to the downloads: more rounds show more than more questions.
+                    std::this_thread::sleep_for(std::chrono::microseconds(500));
                 }
             });
     }
@@ -90,8 +95,11 @@ private:
     Background m_polling;
 };
 
-TEST_F(ConcurrencyTest, QueriesDuringDownloadsRetriesAndCancels) {
-    constexpr int rounds = 150;
+// In parts, each in a process of its own, so that they share the processors.
+class ManyRounds : public ConcurrencyTest, public testing::WithParamInterface<int> {};
+
+TEST_P(ManyRounds, OfQueriesDuringDownloadsRetriesAndCancels) {
+    constexpr int rounds = 500;
     const std::string content = fileContent(size);
     const std::vector<std::string> paths{"/1.pkg", "/2.pkg", "/3.pkg", "/4.pkg"};
     std::vector<std::string> urls;
@@ -140,6 +148,9 @@ TEST_F(ConcurrencyTest, QueriesDuringDownloadsRetriesAndCancels) {
     EXPECT_GT(polls, 0U);
     EXPECT_EQ(completions, 0U) << "without a hash nothing is ever complete";
 }
+
+INSTANTIATE_TEST_SUITE_P(Concurrency, ManyRounds, testing::Range(1, 5),
+                         [](const auto &part) { return "Part" + std::to_string(part.param); });
 
 TEST_F(ConcurrencyTest, QueriesDuringAFreshInstallSeeItCompleteOnlyWhenItIs) {
     constexpr int packageCount = 4;
