@@ -17,9 +17,9 @@
  *
  * Lifetime
  *   The engine lives as long as the process: nothing releases it, and what one call leaves the next one
- * finds. So the library is never unloaded (no dlclose), and there is no function to cancel an installation: a
- * host that must stop ends its process. Downloads cut short stay on the disk; a new process fetches them
- * anew.
+ *   finds. So the library is never unloaded (no dlclose), and there is no function to cancel an
+ *   installation: a host that must stop ends its process. Downloads cut short stay on the disk; a new
+ *   process fetches them anew.
  *
  * Memory
  *   The record of GetDownloadProgressInfo comes from C++'s new, the text of GetDownloadedPackages from its
@@ -34,10 +34,9 @@
  *
  * Rights and surroundings
  *   The engine runs as root, or as a user whose sudo asks for no password. It reads the edition to install
- * from
- *   "/private/tmp/configuration.plist" and downloads below "/usr/local/Brovik/TempDownload". It and its tools
- *   write remarks to the process's standard output and error: a host that prints there itself keeps a copy of
- *   the streams and points the originals elsewhere.
+ *   from "/private/tmp/configuration.plist" and downloads below "/usr/local/Brovik/TempDownload". It and its
+ *   tools write remarks to the process's standard output and error: a host that prints there itself keeps a
+ *   copy of the streams and points the originals elsewhere.
  */
 #ifndef DOWNLOADMANAGER_H
 #define DOWNLOADMANAGER_H
