@@ -304,6 +304,11 @@ std::vector<HttpRequest> LocalServer::requests() const {
     return m_requests;
 }
 
+std::size_t LocalServer::requestCount() const {
+    const MutexLock lock(m_mutex);
+    return m_requests.size();
+}
+
 std::vector<std::string> LocalServer::ranges(const std::string &path) const {
     std::vector<std::string> found;
     for (const HttpRequest &request : requests()) {

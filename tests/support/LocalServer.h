@@ -122,6 +122,7 @@ public:
     std::string host() const;
     // Every request so far, in the order of arrival.
     std::vector<HttpRequest> requests() const;
+    std::size_t requestCount() const;
     // The Range headers of the GETs of one path, "" for one without.
     std::vector<std::string> ranges(const std::string &path) const;
 

@@ -116,7 +116,7 @@ TEST_P(ManyRounds, OfQueriesDuringDownloadsRetriesAndCancels) {
         server.serve(paths[1], content, {answer::reset(size / 2)});
         server.serve(paths[2], content, {answer::cut(size / 4), answer::cut(size / 4)});
         server.serve(paths[3], content, {answer::hold(size / 2, gate)});
-        const std::size_t before = server.requests().size();
+        const std::size_t before = server.requestCount();
         Background job;
         job.run([&] {
             std::list<const char *> urlTexts;
@@ -133,7 +133,7 @@ TEST_P(ManyRounds, OfQueriesDuringDownloadsRetriesAndCancels) {
         if (round % 2 == 0)
             job.run([] { RetryDownloadPackages(); });
         const auto patience = static_cast<std::size_t>(round % 6); // of at least seven requests
-        EXPECT_TRUE(comesTrue([&] { return server.requests().size() >= before + patience; }));
+        EXPECT_TRUE(comesTrue([&] { return server.requestCount() >= before + patience; }));
         job.run([this] { controller.cancelDownload(); });
         job.run([this] { controller.cancelDownload(); });
         gate.open();
@@ -201,12 +201,12 @@ TEST_F(ConcurrencyTest, ACancelAtAnyMomentOfAFreshInstall) {
             server.serve("/" + package.name,
                          fileContent(size, static_cast<std::uint32_t>(package.name[0] - '0')),
                          {answer::wrongBytes()});
-        const std::size_t before = server.requests().size();
+        const std::size_t before = server.requestCount();
         Background job;
         job.run([] { RetryDownloadPackages(); });
         // Three catalogs, three questions for reachability, six fetches.
         const auto moment = static_cast<std::size_t>(round);
-        EXPECT_TRUE(comesTrue([&] { return server.requests().size() >= before + moment; }));
+        EXPECT_TRUE(comesTrue([&] { return server.requestCount() >= before + moment; }));
         controller.cancelDownload();
         job.join();
         rearmCancel();

@@ -100,7 +100,7 @@ TEST_F(DownloadControllerTest, DestructionEndsWhatIsBeingDownloaded) {
     std::list<const char *> files{file.c_str(), nullptr};
     other->createDownloadThreads(urls, files);
     EXPECT_EQ(timesTraced("ERROR: Download Thread Creation Failed\n"), 1);
-    EXPECT_TRUE(comesTrue([this] { return server.requests().size() == 1; }));
+    EXPECT_TRUE(comesTrue([this] { return server.requestCount() == 1; }));
     other.reset();
     EXPECT_EQ(timesTraced("Download Error: CURLE_ABORTED_BY_CALLBACK URL: <server>/1.pkg\n"), 1);
 }

@@ -512,11 +512,11 @@ TEST_F(DownloadEngineTest, TheExportedRecordIsTheProgress) {
 TEST_F(DownloadEngineTest, ARetryWithNothingToDoStartsNothing) {
     offerProducts({package("1.pkg", "1.0.0.0", content)});
     EXPECT_EQ(controller.freshInstall(), 0);
-    const std::size_t requests = server.requests().size();
+    const std::size_t requests = server.requestCount();
     forget();
     RetryDownloadPackages();
     EXPECT_THAT(messages(), ElementsAre(retryLine));
-    EXPECT_EQ(server.requests().size(), requests);
+    EXPECT_EQ(server.requestCount(), requests);
     EXPECT_TRUE(progress().completed);
 }
 
@@ -560,7 +560,7 @@ TEST_F(DownloadEngineTest, ARetryClearsTheFailure) {
     EXPECT_EQ(load("/1.pkg"), 0);
     EXPECT_TRUE(progress().failed);
     background.run([this] { controller.retryDownload(); });
-    EXPECT_TRUE(comesTrue([this] { return server.requests().size() == 2; }));
+    EXPECT_TRUE(comesTrue([this] { return server.requestCount() == 2; }));
     EXPECT_FALSE(progress().failed);
     gate.open();
     background.join();
@@ -639,7 +639,7 @@ TEST_F(DownloadEngineTest, ACancelEndsAllTransfersAndForgetsTheirWorkers) {
     EXPECT_EQ(timesTraced(cancelLine), 1);
     EXPECT_THAT(controller.getDownloadedPackages(), IsEmpty());
     controller.retryDownload();
-    EXPECT_EQ(server.requests().size(), 3U) << "no worker is left to retry";
+    EXPECT_EQ(server.requestCount(), 3U) << "no worker is left to retry";
 }
 
 TEST_F(DownloadEngineTest, ASecondCancelDoesNothing) {
@@ -680,7 +680,7 @@ TEST_F(DownloadEngineTest, ACancelDuringTheCatalogsEndsTheFreshInstall) {
     offerProducts({package("1.pkg", "1.0.0.0", content)});
     server.serve("/core0.xml", "<product_catalog/>", {answer::hold(1, Gate())});
     freshInstallInBackground();
-    EXPECT_TRUE(comesTrue([this] { return server.requests().size() == 1; }));
+    EXPECT_TRUE(comesTrue([this] { return server.requestCount() == 1; }));
     controller.cancelDownload();
     background.join();
     EXPECT_EQ(timesTraced("ERROR: No products found For Fresh Install\n"), 1);
@@ -726,7 +726,7 @@ TEST_F(DownloadEngineTest, ACancelEndsARetry) {
                  {answer::status("500 Internal Server Error"), answer::hold(1000, Gate())});
     EXPECT_EQ(load("/1.pkg"), 0);
     background.run([this] { controller.retryDownload(); });
-    EXPECT_TRUE(comesTrue([this] { return server.requests().size() == 2; }));
+    EXPECT_TRUE(comesTrue([this] { return server.requestCount() == 2; }));
     controller.cancelDownload();
     background.join();
     EXPECT_EQ(timesTraced("Download Error: CURLE_ABORTED_BY_CALLBACK URL: <server>/1.pkg\n"), 1);

@@ -315,7 +315,7 @@ INSTANTIATE_TEST_SUITE_P(
 TEST_F(DownloadHelperTest, TheRequestCarriesNothingOfOurOwn) {
     server.serve("/dir/file.xml", content);
     load("/dir/file.xml");
-    ASSERT_EQ(server.requests().size(), 1U);
+    ASSERT_EQ(server.requestCount(), 1U);
     EXPECT_EQ(server.requests()[0].head,
               "GET /dir/file.xml HTTP/1.1\r\nHost: " + server.host() + "\r\nAccept: */*\r\n\r\n");
 }
@@ -323,7 +323,7 @@ TEST_F(DownloadHelperTest, TheRequestCarriesNothingOfOurOwn) {
 TEST_F(DownloadHelperTest, AResumedRequestCarriesTheRangeOnTop) {
     server.serve("/file.xml", content, {answer::cut(1234)});
     load("/file.xml");
-    ASSERT_EQ(server.requests().size(), 2U);
+    ASSERT_EQ(server.requestCount(), 2U);
     EXPECT_EQ(server.requests()[1].head, "GET /file.xml HTTP/1.1\r\nHost: " + server.host() +
                                              "\r\nRange: bytes=1234-\r\nAccept: */*\r\n\r\n");
 }
@@ -416,7 +416,7 @@ TEST_P(TransferEnd, ShowsInFlagsAndTrace) {
     load("/file.xml", {10000, 1, 45});
     EXPECT_EQ(outcome(), GetParam().outcome);
     EXPECT_EQ(messages(), GetParam().messages);
-    EXPECT_EQ(server.requests().size(), 1U);
+    EXPECT_EQ(server.requestCount(), 1U);
 }
 
 Ending success(const char *name, Answer answer) {
@@ -738,7 +738,7 @@ TEST_F(DownloadHelperTest, AResumeClearsTheFailure) {
     load("/file.xml");
     EXPECT_EQ(outcome(), failedOutcome);
     background.run([this] { worker.resumeDownload(true); });
-    EXPECT_TRUE(comesTrue([this] { return server.requests().size() == 2; }));
+    EXPECT_TRUE(comesTrue([this] { return server.requestCount() == 2; }));
     EXPECT_EQ(outcome(), untouched);
     gate.open();
     background.join();
@@ -856,7 +856,7 @@ struct Reach {
 TEST_F(DownloadHelperTest, ReachabilityIsAskedForWithoutTheBody) {
     server.serve("/file.pkg", content);
     EXPECT_TRUE(DownloadHelper::isUrlReachable(server.url("/file.pkg").c_str()));
-    ASSERT_EQ(server.requests().size(), 1U);
+    ASSERT_EQ(server.requestCount(), 1U);
     EXPECT_EQ(server.requests()[0].head,
               "HEAD /file.pkg HTTP/1.1\r\nHost: " + server.host() + "\r\nAccept: */*\r\n\r\n");
 }
