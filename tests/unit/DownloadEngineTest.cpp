@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include "ControllerFixture.h"
+#include "RefusedLock.h"
 #include "TextList.h"
 
 namespace {
@@ -324,6 +325,29 @@ TEST_F(DownloadEngineTest, OverNoWorkerTheFiguresStay) {
     EXPECT_NE(before, noProgress);
     controller.cancelDownload();
     EXPECT_EQ(shownProgress(), before);
+}
+
+TEST_F(DownloadEngineTest, AfterAnExceptionTheFiguresStay) {
+    server.serve("/1.pkg", content);
+    EXPECT_EQ(load("/1.pkg"), 0);
+    const std::string before = shownProgress();
+    server.serve("/2.pkg", content);
+    EXPECT_EQ(load("/2.pkg"), 0);
+    forget();
+    {
+        const RefusedLock refused(0);
+        controller.calculateAverageDownloadingInfo();
+        EXPECT_TRUE(refused.happened());
+    }
+    EXPECT_THAT(messages(), ElementsAre("ERROR: Average Downloading Info Calculation Failed\n"));
+    std::string after;
+    {
+        const RefusedLock refused(0);
+        after = shownProgress();
+        EXPECT_TRUE(refused.happened());
+    }
+    EXPECT_EQ(after, before);
+    EXPECT_NE(shownProgress(), before);
 }
 
 TEST_F(DownloadEngineTest, AWorkerThatCannotOpenItsFileIsNotCounted) {

@@ -1,3 +1,6 @@
+// The worker's progress callback has libcurl's first form.
+#define CURL_DISABLE_DEPRECATION
+
 #include "DownloadHelper.h"
 
 #include <array>
@@ -12,6 +15,8 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include "FailingAllocation.h"
+#include "RefusedLock.h"
 #include "WorkerFixture.h"
 
 namespace {
@@ -23,6 +28,10 @@ using testing::IsEmpty;
 std::atomic<bool> noHandles{false};
 std::atomic<bool> responseCodeThrows{false};
 std::atomic<bool> setUrlThrows{false};
+
+// Every option that was set so far, with its value where that is a number.
+using OptionSet = std::pair<CURLoption, long>;
+std::vector<OptionSet> optionsSet;
 
 // Sets a flag for as long as it lives.
 class Fault {
@@ -75,6 +84,7 @@ CURLcode __wrap_curl_easy_setopt(CURL *handle, unsigned int number, ...) {
     const long value = isNumber ? va_arg(arguments, long) : 0;
     void *pointer = isNumber ? nullptr : va_arg(arguments, void *);
     va_end(arguments);
+    optionsSet.emplace_back(option, value);
     return isNumber ? __real_curl_easy_setopt(handle, option, value)
                     : __real_curl_easy_setopt(handle, option, pointer);
 }
@@ -158,6 +168,51 @@ TEST_F(DownloadHelperTest, InitFailsWhenTheFileCannotBeOpened) {
     EXPECT_THAT(messages(), ElementsAre("Error occurred in creating output file : <file> \n"));
     EXPECT_EQ(outcome(), untouched);
 }
+
+TEST_F(DownloadHelperTest, ASecondInitThatCannotOpenTheFileLeavesNothingOpen) {
+    server.serve("/a", content);
+    ASSERT_TRUE(init("/a"));
+    std::filesystem::remove_all(folder);
+    EXPECT_FALSE(init("/a"));
+    worker.startDownload();
+    EXPECT_EQ(server.requestCount(), 0U);
+    EXPECT_EQ(outcome(), failedOutcome);
+    EXPECT_THAT(messages(), ElementsAre("Error occurred in creating output file : <file> \n", startLine,
+                                        errorLine(0, CURLE_BAD_FUNCTION_ARGUMENT)));
+}
+
+TEST_F(DownloadHelperTest, InitSetsTheseOptionsAndNoOther) {
+    optionsSet.clear();
+    ASSERT_TRUE(init("/a"));
+    EXPECT_THAT(optionsSet,
+                ElementsAre(OptionSet{CURLOPT_NOSIGNAL, 1}, OptionSet{CURLOPT_URL, 0},
+                            OptionSet{CURLOPT_CONNECTTIMEOUT, 45}, OptionSet{CURLOPT_LOW_SPEED_LIMIT, 10000},
+                            OptionSet{CURLOPT_LOW_SPEED_TIME, 30}, OptionSet{CURLOPT_RESUME_FROM, 0},
+                            OptionSet{CURLOPT_WRITEFUNCTION, 0}, OptionSet{CURLOPT_WRITEDATA, 0},
+                            OptionSet{CURLOPT_NOPROGRESS, 0}, OptionSet{CURLOPT_PROGRESSDATA, 0},
+                            OptionSet{CURLOPT_PROGRESSFUNCTION, 0}, OptionSet{CURLOPT_FOLLOWLOCATION, 1}));
+}
+
+class WithoutMemory : public WorkerFixture, public testing::WithParamInterface<std::size_t> {};
+
+TEST_P(WithoutMemory, InitFailsAndCanBeRepeated) {
+    server.serve("/file.xml", content);
+    url = server.url("/file.xml");
+    bool prepared = true;
+    {
+        const FailingAllocation failing(GetParam());
+        prepared = worker.Init(url.c_str(), file.c_str(), {});
+        EXPECT_TRUE(failing.happened());
+    }
+    EXPECT_FALSE(prepared);
+    EXPECT_THAT(messages(), ElementsAre("Caught an exception in initCurlHandler\n"));
+    load("/file.xml");
+    EXPECT_TRUE(hasLoaded(content));
+}
+
+INSTANTIATE_TEST_SUITE_P(DownloadHelper, WithoutMemory, testing::Values(0U, 1U), [](const auto &allocation) {
+    return std::string(allocation.param == 0 ? "ForTheUrl" : "ForThePath");
+});
 
 TEST_F(DownloadHelperTest, InitFailsWithoutAnEasyHandle) {
     const Fault fault(noHandles);
@@ -787,6 +842,19 @@ INSTANTIATE_TEST_SUITE_P(
                     Level{"Three", 3, {resumeLine, resumeLine, errorLine(500, 0)}},
                     Level{"Two", 2, {resumeLine, resumeLine, errorLine(500, 0)}}, Level{"One", 1, {}}),
     [](const auto &caseInfo) { return caseInfo.param.name; });
+
+TEST_F(DownloadHelperTest, AnExceptionInAResumeIsAFailure) {
+    server.serve("/file.xml", content);
+    ASSERT_TRUE(init("/file.xml"));
+    {
+        const RefusedLock refused(0);
+        worker.resumeDownload(true);
+        EXPECT_TRUE(refused.happened());
+    }
+    EXPECT_EQ(outcome(), failedOutcome);
+    EXPECT_EQ(server.requestCount(), 0U);
+    EXPECT_THAT(messages(), ElementsAre(resumeLine, "Caught an exception in resumeDownload\n"));
+}
 
 // --- cancel ----------------------------------------------------------------------------------------------
 

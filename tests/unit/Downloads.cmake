@@ -8,12 +8,13 @@ function(download_test name)
   engine_test(${name} THREADS ${ARGN})
   target_link_libraries(${name} PRIVATE localServer)
 endfunction()
-download_test(DownloadHelperTest)
+download_test(DownloadHelperTest SOURCES FailingAllocation.cpp RefusedLock.cpp)
 # Leads these calls through the test, which may refuse them.
 target_link_options(DownloadHelperTest PRIVATE
-  LINKER:--wrap=curl_easy_init,--wrap=curl_easy_getinfo,--wrap=curl_easy_setopt)
+  LINKER:--wrap=curl_easy_init,--wrap=curl_easy_getinfo,--wrap=curl_easy_setopt,--wrap=pthread_mutex_lock)
 download_test(PackageValidationTest SEAL --servers)
-download_test(DownloadEngineTest SEAL --servers)
+download_test(DownloadEngineTest SOURCES RefusedLock.cpp SEAL --servers)
+target_link_options(DownloadEngineTest PRIVATE LINKER:--wrap=pthread_mutex_lock)
 download_test(DownloadControllerTest SOURCES ../support/Program.cpp SEAL --servers)
 # Runs of its own that do not end, or end the process.
 target_compile_definitions(DownloadControllerTest PRIVATE PROGRAM_FILE="$<TARGET_FILE:productUpdater>")

@@ -4,6 +4,8 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <string>
+#include <vector>
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
@@ -12,6 +14,30 @@
 #include <unistd.h>
 
 #include "TextFile.h"
+
+namespace {
+
+// What was done to files, in its order, since a test emptied it.
+std::vector<std::string> steps;
+
+} // namespace
+
+// The linker leads the engine's calls here.
+extern "C" {
+int __real_fsync(int file);
+int __wrap_fsync(int file);
+int __wrap_fsync(int file) {
+    steps.emplace_back("fsync");
+    return __real_fsync(file);
+}
+
+int __real_rename(const char *from, const char *to);
+int __wrap_rename(const char *from, const char *to);
+int __wrap_rename(const char *from, const char *to) {
+    steps.emplace_back("rename");
+    return __real_rename(from, to);
+}
+}
 
 namespace {
 
@@ -372,6 +398,12 @@ TEST(PropertyListWrite, LeavesWhoeverReadsTheOldContentUndisturbed) {
     EXPECT_TRUE(PropertyList().write(path));
     EXPECT_EQ(std::string(std::istreambuf_iterator<char>(reader), {}), "old content");
     EXPECT_EQ(readText(path), plist("<dict/>\n"));
+}
+
+TEST(PropertyListWrite, IsOnTheDiskBeforeItTakesTheOldOnesPlace) {
+    steps.clear();
+    ASSERT_TRUE(PropertyList().write(path));
+    EXPECT_THAT(steps, ElementsAre("fsync", "rename"));
 }
 
 TEST(PropertyListWrite, LeavesNothingElseBehind) {

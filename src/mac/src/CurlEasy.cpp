@@ -89,6 +89,8 @@ int performTransfer(const CurlEasy &handle) noexcept {
 }
 
 int performAbortableTransfer(const CurlEasy &handle) noexcept {
+    if (!handle)
+        return CURLE_BAD_FUNCTION_ARGUMENT;
     const PipeSignalBlock block;
     const CurlMulti multi(curl_multi_init());
     if (!multi || curl_multi_add_handle(multi.get(), handle.get()) != CURLM_OK)

@@ -1,0 +1,36 @@
+#include "RefusedLock.h"
+
+#include <cerrno>
+
+#include <pthread.h>
+
+namespace {
+
+constexpr int never = -1;
+
+thread_local int locksLeft = never; // until the one that is refused
+
+} // namespace
+
+RefusedLock::RefusedLock(int index) noexcept {
+    locksLeft = index;
+}
+
+RefusedLock::~RefusedLock() {
+    locksLeft = never;
+}
+
+bool RefusedLock::happened() const noexcept {
+    return locksLeft == never;
+}
+
+// The linker leads this program's calls here.
+extern "C" {
+int __real_pthread_mutex_lock(pthread_mutex_t *mutex);
+int __wrap_pthread_mutex_lock(pthread_mutex_t *mutex);
+int __wrap_pthread_mutex_lock(pthread_mutex_t *mutex) {
+    if (locksLeft != never && locksLeft-- == 0)
+        return EINVAL;
+    return __real_pthread_mutex_lock(mutex);
+}
+}

@@ -1,0 +1,16 @@
+#pragma once
+
+// A mutex that cannot be locked for once: while it lives, one lock that this thread asks for is refused,
+// which boost::mutex tells by an exception. One may live at a time in a thread. Needs the link option
+// --wrap=pthread_mutex_lock.
+class RefusedLock {
+public:
+    // Lock 0 is the next one.
+    explicit RefusedLock(int index) noexcept;
+    ~RefusedLock();
+    RefusedLock(const RefusedLock &) = delete;
+    RefusedLock &operator=(const RefusedLock &) = delete;
+
+    // Whether the lock was reached.
+    bool happened() const noexcept;
+};
