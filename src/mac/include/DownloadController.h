@@ -171,7 +171,8 @@ private:
     std::unique_ptr<TolvaneHandler> m_pTolvaneHandler GUARDED_BY(m_jobMutex);
     // Shared, because a query may still read the products of a parser that a retry replaces.
     std::shared_ptr<CatalogParser> m_pCatalogParser GUARDED_BY(m_mutex);
-    std::unique_ptr<boost::thread_group> m_pThreadGroup;
+    // Never null; replaced by an empty one when its threads are joined.
+    std::unique_ptr<boost::thread_group> m_pThreadGroup GUARDED_BY(m_mutex);
     // Taken for moments only; never held while anything waits for a transfer or a file.
     mutable boost::mutex m_mutex;
     std::vector<ProductInfo> m_productInfoList GUARDED_BY(m_mutex);
@@ -189,8 +190,6 @@ private:
     boost::mutex m_jobMutex;
     // Held while the release values are written to a file, so that two readers of the progress do not mix.
     boost::mutex m_recordMutex;
-    // Held while threads are joined: a thread may be joined by one thread only.
-    boost::mutex m_joinMutex;
     // Signalled when a worker or a thread of m_pThreadGroup is done.
     boost::condition_variable m_progressMade;
     std::set<const DownloadHelper *> m_workersInUse GUARDED_BY(m_mutex);

@@ -453,19 +453,21 @@ void DownloadController::startThread(std::shared_ptr<RunningThread> running, std
                 trace.error("ERROR: Download Thread Creation Failed\n");
             }
         });
+    const MutexLock lock(m_mutex);
     m_pThreadGroup->add_thread(thread.get());
     static_cast<void>(thread.release());
 }
 
 void DownloadController::joinThreads() {
-    // Waiting comes first, so that the group is locked for a moment only and a retry can add threads.
+    auto group = std::make_unique<boost::thread_group>();
     {
         MutexLock lock(m_mutex);
         while (m_runningThreads != 0)
             lock.wait(m_progressMade);
+        // Whoever comes first joins and frees the threads, which have nothing left to do.
+        m_pThreadGroup.swap(group);
     }
-    const MutexLock join(m_joinMutex);
-    m_pThreadGroup->join_all();
+    group->join_all();
 }
 
 int DownloadController::downLoadThreadEntry(const char *url, const char *file) {
