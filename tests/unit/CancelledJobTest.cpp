@@ -1,5 +1,42 @@
 // A cancel ends the job that it falls into, whatever that job is doing.
+#include <atomic>
+#include <functional>
+
+#include <libxml/parser.h>
+#include <pthread.h>
+
 #include "ControllerFixture.h"
+
+namespace {
+
+thread_local bool waitsAreNoted = false;
+std::atomic<bool> notedThreadWaits{false};
+// Done once by this thread before it reads a document from a file.
+thread_local std::function<void()> beforeReading;
+
+} // namespace
+
+// The linker leads the engine's calls here.
+extern "C" {
+int __real_pthread_cond_wait(pthread_cond_t *condition, pthread_mutex_t *mutex);
+int __wrap_pthread_cond_wait(pthread_cond_t *condition, pthread_mutex_t *mutex);
+int __wrap_pthread_cond_wait(pthread_cond_t *condition, pthread_mutex_t *mutex) {
+    if (!waitsAreNoted)
+        return __real_pthread_cond_wait(condition, mutex);
+    notedThreadWaits = true;
+    const int result = __real_pthread_cond_wait(condition, mutex);
+    notedThreadWaits = false;
+    return result;
+}
+
+xmlDocPtr __real_xmlReadFd(int file, const char *url, const char *encoding, int options);
+xmlDocPtr __wrap_xmlReadFd(int file, const char *url, const char *encoding, int options);
+xmlDocPtr __wrap_xmlReadFd(int file, const char *url, const char *encoding, int options) {
+    if (const auto now = std::exchange(beforeReading, nullptr))
+        now();
+    return __real_xmlReadFd(file, url, encoding, options);
+}
+}
 
 namespace {
 
@@ -15,6 +52,7 @@ protected:
             return request.method == method && request.target == target;
         });
     }
+    std::size_t timesAsked(const std::string &target) const { return server.ranges(target).size(); }
     void installInBackground() {
         background.run([this] { result = controller.freshInstall(); });
     }
@@ -54,6 +92,53 @@ TEST_F(CancelledJobTest, NoPackageIsFetchedAfterACancelBeforeTheDownloads) {
     EXPECT_EQ(result, 0);
     EXPECT_FALSE(wasAsked("GET", "/late.pkg"));
     expectNothingComplete();
+}
+
+TEST_F(CancelledJobTest, ADownloadThatTheJobWaitsForIsEnded) {
+    // A retry resumes a download just before the job forgets all of them.
+    server.serve("/held.pkg", "never whole", {answer::reset(1), answer::hold(1, Gate())});
+    EXPECT_EQ(load("/held.pkg"), 0);
+    offerProducts({package("late.pkg", "1.0.1.0", "content")});
+    const Gate reads;
+    const Gate goesOn;
+    background.run([&] {
+        beforeReading = [&] {
+            reads.open();
+            goesOn.wait();
+            waitsAreNoted = true;
+        };
+        result = controller.freshInstall();
+    });
+    reads.wait();
+    background.run([this] { controller.retryDownload(); });
+    EXPECT_TRUE(comesTrue([this] { return timesAsked("/held.pkg") == 2; }));
+    goesOn.open();
+    ASSERT_TRUE(comesTrue([] { return notedThreadWaits.load(); }));
+    controller.cancelDownload();
+    EXPECT_EQ(timesTraced("Download Error: CURLE_ABORTED_BY_CALLBACK URL: <server>/held.pkg\n"), 1);
+    background.join();
+    expectNothingComplete();
+}
+
+TEST_F(CancelledJobTest, ADownloadThatWaitedForItsFileLeavesTheFile) {
+    const Gate gate;
+    server.serve("/first.pkg", "the first content", {answer::hold(5, gate)});
+    server.serve("/second.pkg", "the second content");
+    const std::string file = folder + "/one.pkg";
+    const auto loadTo = [&](const std::string &path) {
+        return [this, path, file] {
+            waitsAreNoted = true;
+            static_cast<void>(controller.downLoadThreadEntry(server.url(path).c_str(), file.c_str()));
+        };
+    };
+    background.run(loadTo("/first.pkg"));
+    ASSERT_TRUE(comesTrue([this] { return wasAsked("GET", "/first.pkg"); }));
+    background.run(loadTo("/second.pkg"));
+    ASSERT_TRUE(comesTrue([] { return notedThreadWaits.load(); }));
+    controller.cancelDownload();
+    background.join();
+    EXPECT_FALSE(wasAsked("GET", "/second.pkg"));
+    EXPECT_EQ(readText(file), "the f");
 }
 
 TEST_F(CancelledJobTest, TheNextJobDownloads) {

@@ -21,4 +21,5 @@ target_compile_definitions(DownloadControllerTest PRIVATE PROGRAM_FILE="$<TARGET
 add_dependencies(DownloadControllerTest productUpdater)
 download_test(ConcurrencyTest SEAL --servers)
 download_test(CancelledJobTest SEAL --servers)
+target_link_options(CancelledJobTest PRIVATE LINKER:--wrap=pthread_cond_wait,--wrap=xmlReadFd)
 download_test(SameDestinationTest SEAL --servers)

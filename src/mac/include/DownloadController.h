@@ -2,8 +2,10 @@
 
 #include <array>
 #include <atomic>
+#include <cstdint>
 #include <functional>
 #include <list>
+#include <map>
 #include <memory>
 #include <optional>
 #include <set>
@@ -146,7 +148,7 @@ private:
     DownloadHelper *claimWorkerToRetry(const std::set<const DownloadHelper *> &claimed, unsigned cancelCount);
     void stopWorkers();
     void destroyWorkers();
-    void destroyWhenUnused(std::list<DownloadHelper *> &workers);
+    bool usesGoOnUpTo(std::uint64_t lastUse) const REQUIRES(m_mutex);
 
     DownloadProgressInfo averagedProgress() const;
     std::list<const char *> downloadedPaths() const REQUIRES(m_mutex);
@@ -192,7 +194,9 @@ private:
     boost::mutex m_recordMutex;
     // Signalled when a worker or a thread of m_pThreadGroup is done.
     boost::condition_variable m_progressMade;
-    std::set<const DownloadHelper *> m_workersInUse GUARDED_BY(m_mutex);
+    // Workers that a thread runs, each with the number of that use.
+    std::map<DownloadHelper *, std::uint64_t> m_workersInUse GUARDED_BY(m_mutex);
+    std::uint64_t m_lastUse GUARDED_BY(m_mutex) = 0;
     unsigned m_runningThreads GUARDED_BY(m_mutex) = 0;
     std::set<std::string> m_destinationsInUse GUARDED_BY(m_mutex);
     // Raised by every cancel, so that a download that has not registered yet does not start.

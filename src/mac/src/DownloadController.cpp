@@ -35,11 +35,11 @@ public:
     WorkerUse(const WorkerUse &) = delete;
     WorkerUse &operator=(const WorkerUse &) = delete;
 
-    void adopt(const DownloadHelper *worker) noexcept { m_worker = worker; }
+    void adopt(DownloadHelper *worker) noexcept { m_worker = worker; }
 
 private:
     DownloadController &m_controller;
-    const DownloadHelper *m_worker = nullptr;
+    DownloadHelper *m_worker = nullptr;
 };
 
 // The only use of a destination file. Replies that repeat a catalog bring the same file twice: the second
@@ -488,6 +488,9 @@ unsigned DownloadController::cancelCountOfJob() const {
 int DownloadController::runDownload(const char *url, const char *file, unsigned cancelCount) {
     trace.info("INFO : DownloadController::downLoadThreadEntry\n");
     const DestinationUse destination(*this, file);
+    // The file may be another download's, finished while this one waited for it.
+    if (cancelCount != currentCancelCount())
+        return -1;
     std::unique_ptr<DownloadHelper> created(new (std::nothrow) DownloadHelper);
     if (!created) {
         trace.error("ERROR: Failed to create downloadHelper\n");
@@ -518,7 +521,7 @@ DownloadHelper *DownloadController::registerWorker(std::unique_ptr<DownloadHelpe
         return nullptr;
     // An empty entry first: whatever fails, nothing points to a worker that is not there.
     DownloadHelper *&entry = m_downloadHelperList.emplace_back(nullptr);
-    m_workersInUse.insert(worker.get());
+    m_workersInUse.emplace(worker.get(), ++m_lastUse);
     entry = worker.release();
     return entry;
 }
@@ -589,8 +592,10 @@ DownloadHelper *DownloadController::claimWorkerToRetry(const std::set<const Down
             const DownloadProgressInfo info = worker->getProgressInfo();
             if (!info.failed && info.resumable)
                 continue;
-            if (m_workersInUse.insert(worker).second)
+            if (m_workersInUse.emplace(worker, m_lastUse + 1).second) {
+                ++m_lastUse;
                 return worker;
+            }
             waits = true;
         }
         if (!waits)
@@ -610,31 +615,32 @@ void DownloadController::cancelDownload() {
 void DownloadController::stopWorkers() {
     std::list<DownloadHelper *> stopped;
     {
-        const MutexLock lock(m_mutex);
+        MutexLock lock(m_mutex);
         ++m_cancelCount;
         stopped.swap(m_downloadHelperList);
-        for (DownloadHelper *worker : stopped) {
-            if (worker != nullptr)
-                worker->cancel();
-        }
+        // Those that a job has taken out of the list and waits for are among them.
+        for (const auto &use : m_workersInUse)
+            use.first->cancel();
         m_progressMade.notify_all();
+        const std::uint64_t lastUse = m_lastUse;
+        while (usesGoOnUpTo(lastUse))
+            lock.wait(m_progressMade);
     }
-    destroyWhenUnused(stopped);
+    clearDownloadHelperList(stopped);
+}
+
+// Whether a use that began no later than that one goes on.
+bool DownloadController::usesGoOnUpTo(std::uint64_t lastUse) const {
+    return std::any_of(m_workersInUse.begin(), m_workersInUse.end(),
+                       [lastUse](const auto &use) { return use.second <= lastUse; });
 }
 
 void DownloadController::destroyWorkers() {
     std::list<DownloadHelper *> workers;
     {
-        const MutexLock lock(m_mutex);
-        workers.swap(m_downloadHelperList);
-    }
-    destroyWhenUnused(workers);
-}
-
-void DownloadController::destroyWhenUnused(std::list<DownloadHelper *> &workers) {
-    {
         MutexLock lock(m_mutex);
-        for (const DownloadHelper *worker : workers) {
+        workers.swap(m_downloadHelperList);
+        for (DownloadHelper *worker : workers) {
             while (m_workersInUse.count(worker) != 0)
                 lock.wait(m_progressMade);
         }
