@@ -7,7 +7,9 @@
 #include <unistd.h>
 
 #include "ControllerFixture.h"
+#include "FailingAllocation.h"
 #include "Program.h"
+#include "RefusedLock.h"
 
 namespace {
 
@@ -378,8 +380,115 @@ TEST_F(DownloadControllerTest, AnEmptyUrlVoidsAll) {
     EXPECT_THAT(messages(), ElementsAre(urlsLine, "ERROR:  Package Missing\n"));
 }
 
-// --- fresh installation
-// --------------------------------------------------------------------------------------
+// --- exceptions ------------------------------------------------------------------------------------------
+
+const Messages catalogsFailed{"ERROR: Not able to get Catalaog URLS\n", "ERROR: No Cata log Found\n"};
+
+TEST_F(DownloadControllerTest, AnExceptionWhileCatalogsAreFetchedIsAFailure) {
+    int result = 0;
+    {
+        const RefusedLock refused(0);
+        result = controller.getCatalogs(replyNaming(server.url(""), {"core"}));
+        EXPECT_TRUE(refused.happened());
+    }
+    EXPECT_EQ(result, -1);
+    EXPECT_THAT(messages(), ElementsAre(catalogsLine, catalogsFailed[0]));
+}
+
+TEST_F(DownloadControllerTest, AFreshInstallWithoutItsCatalogsFailsAndCanBeRepeated) {
+    offerProducts({package("1.pkg", "1.0.0.0", "content")});
+    int result = 0;
+    {
+        const RefusedLock refused(2); // those of the job and of its beginning come first
+        result = controller.freshInstall();
+        EXPECT_TRUE(refused.happened());
+    }
+    EXPECT_EQ(result, -1);
+    const Messages found = messages();
+    EXPECT_EQ(Messages(found.end() - 2, found.end()), catalogsFailed);
+    EXPECT_TRUE(controller.getDownloadProgressInfo().failed);
+    controller.retryDownload();
+    EXPECT_TRUE(controller.getDownloadProgressInfo().completed);
+}
+
+TEST_F(DownloadControllerTest, ACheckWithoutItsCatalogsFails) {
+    serviceAnswers(replyNaming(server.url(""), {"core"}));
+    int result = 0;
+    {
+        const RefusedLock refused(3); // those of the job and of its beginning come first
+        result = controller.productUpdate("1.0.0.0", "105", "CheckForInstall");
+        EXPECT_TRUE(refused.happened());
+    }
+    EXPECT_EQ(result, -1);
+    const Messages found = messages();
+    EXPECT_EQ(Messages(found.end() - 2, found.end()), catalogsFailed);
+}
+
+TEST_F(DownloadControllerTest, ADownloadWithoutMemoryForItsWorkerIsReported) {
+    const std::string url = server.url("/1.pkg");
+    const std::string file = folder + "/1.pkg";
+    const std::string line = "ERROR: Failed to create downloadHelper\n";
+    int result = 0;
+    // What is noted of the file is allocated first.
+    for (std::size_t allocation = 0; timesTraced(line) == 0; ++allocation) {
+        ASSERT_LT(allocation, 10U);
+        const FailingAllocation failing(allocation);
+        try {
+            result = controller.downLoadThreadEntry(url.c_str(), file.c_str());
+        } catch (const std::bad_alloc &) {
+        }
+    }
+    EXPECT_EQ(result, -1);
+    EXPECT_EQ(server.requestCount(), 0U);
+}
+
+struct ExportedCall {
+    const char *name;
+    std::function<bool()> fails; // without memory for its first allocation
+};
+
+class ExportWithoutMemory : public DownloadControllerTest,
+                            public testing::WithParamInterface<ExportedCall> {};
+
+TEST_P(ExportWithoutMemory, TellsItByItsResultAndTheTrace) {
+    bool failed = false;
+    {
+        const FailingAllocation failing(0);
+        failed = GetParam().fails();
+        EXPECT_TRUE(failing.happened());
+    }
+    EXPECT_TRUE(failed);
+    EXPECT_EQ(messages().back(), "ERROR: std::bad_alloc\n");
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    DownloadController, ExportWithoutMemory,
+    testing::Values(
+        ExportedCall{"GetDownloadProgressInfo", [] { return GetDownloadProgressInfo() == nullptr; }},
+        ExportedCall{"GetDownloadedPackages", [] { return GetDownloadedPackages() == nullptr; }},
+        ExportedCall{
+            "GetHashValue",
+            [] { return std::string(GetHashValue("https://a.text/that/is/too/long.to/be/kept")).empty(); }}),
+    [](const auto &caseInfo) { return caseInfo.param.name; });
+
+TEST_F(DownloadControllerTest, AnExportedJobTellsAnExceptionInTheTrace) {
+    const Messages expected{"ERROR: boost: mutex lock failed in pthread_mutex_lock: Invalid argument\n"};
+    int result = 0;
+    {
+        const RefusedLock refused(0);
+        result = FreshInstall();
+    }
+    EXPECT_EQ(result, -1);
+    EXPECT_EQ(messages(), expected);
+    forget();
+    {
+        const RefusedLock refused(0);
+        RetryDownloadPackages();
+    }
+    EXPECT_EQ(messages().back(), expected.back());
+}
+
+// --- fresh installation ----------------------------------------------------------------------------------
 
 struct FreshFailure {
     const char *name;

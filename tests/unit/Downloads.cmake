@@ -15,7 +15,9 @@ target_link_options(DownloadHelperTest PRIVATE
 download_test(PackageValidationTest SEAL --servers)
 download_test(DownloadEngineTest SOURCES RefusedLock.cpp SEAL --servers)
 target_link_options(DownloadEngineTest PRIVATE LINKER:--wrap=pthread_mutex_lock)
-download_test(DownloadControllerTest SOURCES ../support/Program.cpp SEAL --servers)
+download_test(DownloadControllerTest
+  SOURCES ../support/Program.cpp FailingAllocation.cpp RefusedLock.cpp SEAL --servers)
+target_link_options(DownloadControllerTest PRIVATE LINKER:--wrap=pthread_mutex_lock)
 # Runs of its own that do not end, or end the process.
 target_compile_definitions(DownloadControllerTest PRIVATE PROGRAM_FILE="$<TARGET_FILE:productUpdater>")
 add_dependencies(DownloadControllerTest productUpdater)

@@ -13,13 +13,20 @@
  *   must be alone: no other function may be called before it returns. After that any of the functions may be
  *   called from any number of threads at once. FreshInstall and RetryDownloadPackages take as long as the
  *   downloads take, and a second installation waits for the first; the three others never wait for one. Only
- *   completed progress makes GetDownloadProgressInfo write a small file.
+ *   completed progress makes GetDownloadProgressInfo write a small file. Nothing bounds how long a server may
+ *   take to say whether it has a package; a transfer is given up after 30 seconds below 10000 bytes a second.
+ *   Every package has a thread and several open files of its own: a host of many packages raises its limit of
+ *   open files.
  *
  * Lifetime
  *   The engine lives as long as the process: nothing releases it, and what one call leaves the next one
  *   finds. So the library is never unloaded (no dlclose), and there is no function to cancel an
  *   installation: a host that must stop ends its process. Downloads cut short stay on the disk; a new
  *   process fetches them anew.
+ *
+ * Failures
+ *   No exception leaves a function. Where memory runs out, the log says so, and FreshInstall returns -1,
+ *   GetDownloadProgressInfo and GetDownloadedPackages null, and GetHashValue an empty text.
  *
  * Memory
  *   The record of GetDownloadProgressInfo comes from C++'s new, the text of GetDownloadedPackages from its
@@ -51,8 +58,9 @@ extern "C" {
 /*
  * How far all packages of the installation are. A kilobyte is 1024 bytes.
  *
- * All figures are 0 and stay so until the first package's transfer has begun: while the service is asked, the
- * catalogs are fetched and the packages are looked for. A server that tells no length leaves a package's
+ * In a process's first installation all figures are 0 and stay so until the first package's transfer has
+ * begun: while the service is asked, the catalogs are fetched and the packages are looked for. A later one
+ * begins with the figures of the one before. A server that tells no length leaves a package's
  * figures at 0 until the package is complete, and then too. The averages are over the packages begun so far,
  * each counting the same, whatever its size: they fall when a further package begins. The sizes fall when a
  * package whose bytes were wrong is fetched again.
@@ -76,15 +84,17 @@ typedef struct DownloadProgressInfo {
     double downloadedSize;  /* sum, kilobytes on the disk */
     double totalSize;       /* sum, kilobytes of the whole packages begun so far */
     bool failed;            /* a download ended in error, or the installation failed before its downloads */
-    bool completed; /* every package is complete and its SHA-1 is the catalog's, and no download runs */
+    bool completed; /* every package is complete and its SHA-1 is the catalog's, and no download runs; a
+                       package whose file could not be opened does not count, and only the log names it */
     bool resumable; /* false once a package was given up: its SHA-1 was wrong on every try */
 } DownloadProgressInfo;
 
 /*
  * Runs a whole fresh installation's downloads: asks the update service, fetches the catalogs that it names,
  * looks whether every package is there, and downloads all of them at once, each into a folder named after its
- * version below "/usr/local/Brovik/TempDownload/Package". A transfer that breaks off is resumed by itself, up
- * to three times; a package with a wrong SHA-1 is fetched again by itself, up to twice.
+ * version below "/usr/local/Brovik/TempDownload/Package". A transfer whose connection ends too early is
+ * resumed by itself, up to three times, and any other error fails the download; a package with a wrong SHA-1
+ * is fetched again by itself, up to twice.
  *
  * Returns when all has ended: 0 when the downloads ran, however they ended (ask GetDownloadProgressInfo), -1
  * when anything failed before them (RetryDownloadPackages repeats it; a second FreshInstall in one process
@@ -115,9 +125,10 @@ void RetryDownloadPackages(void);
 
 /*
  * The SHA-1 that the catalog gives for the package with this download URL, in hex; an empty text when no
- * package is known by it, as before the catalogs are read. In a fresh installation any text that contains the
- * package's name will do, its path on the disk for one. The text belongs to the engine, is never freed, and
- * stays until the same thread's next call of this function.
+ * package is known by it, as before the catalogs are read. In a fresh installation the first package whose
+ * name occurs anywhere in the text counts, so the name of its file will do; a whole path may contain another
+ * package's name. The text belongs to the engine, is never freed, and stays until the same thread's next call
+ * of this function, or its end.
  */
 const char *GetHashValue(const char *url);
 

@@ -876,30 +876,53 @@ namespace {
 // What GetHashValue gave this thread last: it outlives the call, and no other thread's call changes it.
 thread_local std::string lastHash;
 
-} // namespace
-
-int FreshInstall() {
-    return DownloadController::getInstance()->freshInstall();
+// Runs a call for a host, which may be written in C and know no exceptions.
+template <typename Result, typename Call>
+Result callForHost(Result onFailure, Call call) noexcept {
+    try {
+        return call();
+    } catch (const std::exception &error) {
+        trace.error("ERROR: %s\n", error.what());
+        return onFailure;
+    }
 }
 
-void *GetDownloadProgressInfo() {
-    return new DownloadProgressInfo(DownloadController::getInstance()->getDownloadProgressInfo());
-}
-
-char *GetDownloadedPackages() {
+char *copyJoined(const std::list<std::string> &paths) {
     std::string joined;
-    for (const std::string &path : DownloadController::getInstance()->copyDownloadedPackages())
+    for (const std::string &path : paths)
         joined += path + "!:";
     auto *text = new char[joined.size() + 1];
     std::memcpy(text, joined.c_str(), joined.size() + 1);
     return text;
 }
 
+} // namespace
+
+int FreshInstall() {
+    return callForHost(-1, [] { return DownloadController::getInstance()->freshInstall(); });
+}
+
+void *GetDownloadProgressInfo() {
+    return callForHost<void *>(nullptr, [] {
+        return new DownloadProgressInfo(DownloadController::getInstance()->getDownloadProgressInfo());
+    });
+}
+
+char *GetDownloadedPackages() {
+    return callForHost<char *>(
+        nullptr, [] { return copyJoined(DownloadController::getInstance()->copyDownloadedPackages()); });
+}
+
 void RetryDownloadPackages() {
-    DownloadController::getInstance()->retryDownload();
+    static_cast<void>(callForHost(false, [] {
+        DownloadController::getInstance()->retryDownload();
+        return true;
+    }));
 }
 
 const char *GetHashValue(const char *url) {
-    lastHash = DownloadController::getInstance()->getHashValueFromPackagePath(url);
-    return lastHash.c_str();
+    return callForHost("", [url] {
+        lastHash = DownloadController::getInstance()->getHashValueFromPackagePath(url);
+        return lastHash.c_str();
+    });
 }
