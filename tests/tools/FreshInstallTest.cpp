@@ -1,12 +1,18 @@
 // The installed host program without a terminal: its lines, its statuses, its retries.
+#include <cerrno>
 #include <csignal>
 #include <filesystem>
 #include <sstream>
+#include <system_error>
+
+#include <fcntl.h>
+#include <unistd.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
+#include "Background.h"
 #include "Observed.h"
 #include "Products.h"
 #include "Program.h"
@@ -216,6 +222,57 @@ TEST(PlainLines, SayWhatTheyWaitForAndEndAtOnceWhenTold) {
     EXPECT_THAT(terminal.output(), HasSubstr("interrupted\r\nLeft on the disk: 0 packages finished"));
     EXPECT_THAT(terminal.output(), Not(HasSubstr("\033")));
 }
+
+// --- a reader that does not read
+
+// A pipe that is full.
+class UnreadPipe {
+public:
+    UnreadPipe() {
+        if (pipe2(m_ends, O_CLOEXEC) != 0 || fcntl(m_ends[1], F_SETPIPE_SZ, 4096) != 4096 ||
+            write(m_ends[1], std::string(4096, ' ').data(), 4096) != 4096)
+            throw std::system_error(errno, std::generic_category(), "pipe");
+    }
+    ~UnreadPipe() {
+        static_cast<void>(close(m_ends[0])); // holds nothing that is wanted
+        static_cast<void>(close(m_ends[1]));
+    }
+    UnreadPipe(const UnreadPipe &) = delete;
+    UnreadPipe &operator=(const UnreadPipe &) = delete;
+
+    // For a shell that this process starts.
+    std::string name() const {
+        return "/proc/" + std::to_string(getpid()) + "/fd/" + std::to_string(m_ends[1]);
+    }
+
+private:
+    int m_ends[2]{-1, -1};
+};
+
+class UnreadOutput : public testing::TestWithParam<int> {};
+
+TEST_P(UnreadOutput, DoesNotKeepASignalFromEndingIt) {
+    publishRelease({core, extra});
+    misbehave("/core.pkg * stall 150000\n");
+    const UnreadPipe pipe;
+    PseudoTerminal host({"/bin/bash", "-c", "exec " + program + " --json >" + pipe.name()}, 80);
+    ASSERT_TRUE(comesTrue([] { return std::filesystem::exists(pathOf(extra)); }));
+    host.send(GetParam());
+    EXPECT_EQ(host.end(), 128 + GetParam());
+}
+
+TEST_P(UnreadOutput, DoesNotKeepASignalFromEndingItWhenAllIsDone) {
+    publishRelease({core});
+    const UnreadPipe pipe;
+    PseudoTerminal host({"/bin/bash", "-c", "exec " + program + " --json >" + pipe.name()}, 80);
+    const auto isDone = [] { return readText(configuration).find("BuildInfo") != std::string::npos; };
+    ASSERT_TRUE(comesTrue(isDone));
+    host.send(GetParam());
+    EXPECT_EQ(host.end(), 128 + GetParam());
+}
+
+INSTANTIATE_TEST_SUITE_P(Signals, UnreadOutput, testing::Values(SIGINT, SIGTERM),
+                         [](const auto &parameter) { return "Signal" + std::to_string(parameter.param); });
 
 // --- JSON lines
 

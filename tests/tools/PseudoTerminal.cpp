@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <system_error>
 
+#include <fcntl.h>
 #include <poll.h>
 #include <pty.h>
 #include <sys/ioctl.h>
@@ -99,9 +100,21 @@ bool PseudoTerminal::echoes() const {
     return (modes.c_lflag & ECHO) != 0;
 }
 
+void PseudoTerminal::fill() const {
+    const int slave = open(ptsname(m_master), O_WRONLY | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
+    must(slave != -1, "open");
+    while (write(slave, "x", 1) == 1) {
+    }
+    static_cast<void>(close(slave)); // is full
+}
+
 int PseudoTerminal::end() {
     while (readMore()) {
     }
+    return endsUnread();
+}
+
+int PseudoTerminal::endsUnread() {
     int status = 0;
     must(waitpid(m_process, &status, 0) == m_process, "waitpid");
     m_process = -1;

@@ -26,6 +26,9 @@ public:
     bool stops();        // whether the program is stopped, as by Ctrl-Z, before it ends
     bool echoes() const; // whether typed keys show
 
+    void fill() const; // nothing more can be written before something is read
+    int endsUnread();  // like end(), but reads nothing
+
     // Reads to the end; the exit status, or 128 and the signal's number.
     int end();
 

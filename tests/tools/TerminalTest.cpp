@@ -125,6 +125,18 @@ TEST(TerminalKeys, CtrlCEndsAtOnceAndRestoresTheTerminal) {
     EXPECT_TRUE(readText(pathOf(extra)) == extra.content);
 }
 
+TEST(TerminalKeys, EndItThoughTheTerminalTakesNoMoreOutput) {
+    publishRelease({core, extra});
+    misbehave("/core.pkg * slow 20000\n/extra.pkg * slow 20000\n");
+    PseudoTerminal terminal({program}, 100);
+    ASSERT_TRUE(terminal.shows(hideCursor)) << terminal.output();
+    terminal.fill();
+    EXPECT_FALSE(terminal.echoes());
+    terminal.send(SIGTERM);
+    EXPECT_EQ(terminal.endsUnread(), 143);
+    EXPECT_TRUE(terminal.echoes());
+}
+
 TEST(TerminalKeys, CtrlCEndsAtOnceBeforeTheDownloads) {
     publishRelease({core});
     misbehave("/velbrin/1.0.0.0/?reqtype=mac_web * silent\n");

@@ -11,6 +11,7 @@
 namespace {
 
 constexpr auto interval = std::chrono::milliseconds(50);
+constexpr auto lastWords = std::chrono::seconds(1); // which a slow reader has to take them
 const std::string packageFolder = "/usr/local/Brovik/TempDownload/Package";
 const std::string readTheLog = "The engine's log tells more: /var/log/DownloadManager.log";
 
@@ -37,6 +38,7 @@ int Installation::run() {
     m_view.figures(m_progress.figures());
     const Ending ending = endingOf(outcome);
     m_view.end(ending);
+    waitForOutput();
     return ending.status;
 }
 
@@ -57,8 +59,11 @@ Outcome Installation::watch(const std::function<void()> &call, const std::functi
 }
 
 void Installation::look() {
+    // Figures that nobody reads would only pile up: a reader that is late gets the newest.
+    const bool isRead = m_output.isWritten();
     tell(m_progress.take(ask()));
-    m_view.figures(m_progress.figures());
+    if (isRead)
+        m_view.figures(m_progress.figures());
 }
 
 void Installation::obey(int signal) {
@@ -67,7 +72,8 @@ void Installation::obey(int signal) {
         return m_view.resized();
     case SIGTSTP:
         m_view.suspend();
-        static_cast<void>(raise(SIGSTOP)); // can't fail; returns when the process goes on
+        static_cast<void>(m_output.isWritten(lastWords)); // a terminal that takes nothing can't be helped
+        static_cast<void>(raise(SIGSTOP));                // can't fail; returns when the process goes on
         return m_view.resume();
     default:
         endBySignal(signal);
@@ -84,8 +90,18 @@ void Installation::endBySignal(int signal) {
                         " finished, and what came of the others, below",
                     "  " + packageFolder, "A new run fetches all of them again."};
     m_view.end(ending);
-    std::_Exit(
-        ending.status); // the engine's threads are in the middle of their work: nothing may be destroyed
+    static_cast<void>(m_output.isWritten(lastWords)); // whoever does not read them must not hold up the end
+    // The engine's threads are in the middle of their work: nothing may be destroyed.
+    std::_Exit(ending.status);
+}
+
+// All is told, but its reader may be slow; signals end the wait.
+void Installation::waitForOutput() const {
+    while (!m_output.isWritten(interval)) {
+        const int news = m_wake.next(std::chrono::milliseconds(0));
+        if (Wake::ends(news))
+            std::_Exit(Statuses::interrupted + news);
+    }
 }
 
 void Installation::tell(const std::vector<Event> &events) {

@@ -48,8 +48,5 @@ void JsonView::end(const Ending &ending) {
 
 void JsonView::line(const Json &object) {
     // Paths may hold any bytes; those that are no UTF-8 are replaced.
-    const std::string text = object.dump(-1, ' ', false, Json::error_handler_t::replace);
-    // A reader that went away ends the program by its signal; a full disk can't be told anywhere.
-    static_cast<void>(std::fprintf(m_out, "%s\n", text.c_str()));
-    static_cast<void>(std::fflush(m_out));
+    m_out.write(object.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n");
 }

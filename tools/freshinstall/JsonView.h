@@ -3,11 +3,12 @@
 
 #include <nlohmann/json_fwd.hpp>
 
+#include "Output.h"
 #include "View.h"
 
 class JsonView : public View {
 public:
-    explicit JsonView(std::FILE *out)
+    explicit JsonView(Output &out)
         : m_out(out) {}
 
     void event(const Event &event) override;
@@ -18,6 +19,6 @@ public:
 private:
     void line(const nlohmann::ordered_json &object);
 
-    std::FILE *m_out;
+    Output &m_out;
     Figures m_shown;
 };

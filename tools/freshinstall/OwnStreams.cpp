@@ -1,6 +1,7 @@
 #include "OwnStreams.h"
 
 #include <cerrno>
+#include <cstdio>
 #include <system_error>
 
 #include <fcntl.h>
@@ -22,9 +23,8 @@ int privateCopy(int stream) {
 } // namespace
 
 OwnStreams::OwnStreams()
-    : m_error(privateCopy(STDERR_FILENO))
-    , m_out(fdopen(privateCopy(STDOUT_FILENO), "w")) {
-    must(m_out ? 0 : -1, "standard output");
+    : m_out(privateCopy(STDOUT_FILENO))
+    , m_error(privateCopy(STDERR_FILENO)) {
     const int nowhere = must(open("/dev/null", O_WRONLY | O_CLOEXEC), "/dev/null");
     must(dup2(nowhere, STDOUT_FILENO), "standard output");
     must(dup2(nowhere, STDERR_FILENO), "standard error");
@@ -34,7 +34,8 @@ OwnStreams::OwnStreams()
 OwnStreams::~OwnStreams() {
     // The originals come back for whatever is said last; the copies are as good as they were.
     static_cast<void>(std::fflush(stdout));
-    static_cast<void>(dup2(fileno(m_out.get()), STDOUT_FILENO));
+    static_cast<void>(dup2(m_out, STDOUT_FILENO));
     static_cast<void>(dup2(m_error, STDERR_FILENO));
+    static_cast<void>(close(m_out));
     static_cast<void>(close(m_error));
 }

@@ -26,7 +26,5 @@ void PlainView::end(const Ending &ending) {
 }
 
 void PlainView::line(const std::string &text) {
-    // A reader that went away ends the program by its signal; a full disk can't be told anywhere.
-    static_cast<void>(std::fprintf(m_out, "%s\n", text.c_str()));
-    static_cast<void>(std::fflush(m_out));
+    m_out.write(text + "\n");
 }

@@ -1,11 +1,12 @@
 // One line for each change, for files and pipes.
 #pragma once
 
+#include "Output.h"
 #include "View.h"
 
 class PlainView : public View {
 public:
-    explicit PlainView(std::FILE *out)
+    explicit PlainView(Output &out)
         : m_out(out) {}
 
     void event(const Event &event) override;
@@ -16,6 +17,6 @@ public:
 private:
     void line(const std::string &text);
 
-    std::FILE *m_out;
+    Output &m_out;
     int m_percent = 0; // shown last
 };

@@ -37,15 +37,15 @@ std::string command(const char *capability) {
 
 } // namespace
 
-std::unique_ptr<Terminal> Terminal::open(std::FILE *out) {
+std::unique_ptr<Terminal> Terminal::open(Output &out) {
     int known = 0;
-    if (isatty(fileno(out)) == 0 || setupterm(nullptr, fileno(out), &known) != OK)
+    if (isatty(out.descriptor()) == 0 || setupterm(nullptr, out.descriptor(), &known) != OK)
         return nullptr;
     std::unique_ptr<Terminal> terminal(new Terminal(out));
     return terminal->m_clearLine.empty() || terminal->m_clearToEnd.empty() ? nullptr : std::move(terminal);
 }
 
-Terminal::Terminal(std::FILE *out)
+Terminal::Terminal(Output &out)
     : m_out(out)
     , m_clearLine(command("el"))
     , m_clearToEnd(command("ed"))
@@ -59,11 +59,11 @@ Terminal::Terminal(std::FILE *out)
 }
 
 void Terminal::prepare() noexcept {
-    if (m_prepared || tcgetattr(fileno(m_out), &m_modes) != 0)
+    if (m_prepared || tcgetattr(m_out.descriptor(), &m_modes) != 0)
         return;
     termios silent = m_modes;
     silent.c_lflag &= ~static_cast<tcflag_t>(ECHO);
-    static_cast<void>(tcsetattr(fileno(m_out), TCSADRAIN, &silent)); // without it keys show, no more
+    static_cast<void>(tcsetattr(m_out.descriptor(), TCSANOW, &silent)); // without it keys show, no more
     write(m_hideCursor);
     m_prepared = true;
 }
@@ -72,13 +72,14 @@ void Terminal::restore() noexcept {
     if (!m_prepared)
         return;
     write(m_showCursor);
-    static_cast<void>(tcsetattr(fileno(m_out), TCSADRAIN, &m_modes)); // nothing more can be done
+    // At once: the output may be held up for ever. Nothing more can be done when it fails.
+    static_cast<void>(tcsetattr(m_out.descriptor(), TCSANOW, &m_modes));
     m_prepared = false;
 }
 
 int Terminal::width() const {
     winsize size{};
-    if (ioctl(fileno(m_out), TIOCGWINSZ, &size) == 0 && size.ws_col > 0)
+    if (ioctl(m_out.descriptor(), TIOCGWINSZ, &size) == 0 && size.ws_col > 0)
         return size.ws_col;
     const int usual = tigetnum(const_cast<char *>("cols")); // NOLINT(cppcoreguidelines-pro-type-const-cast)
     return usual > 0 ? usual : 80;
@@ -87,10 +88,4 @@ int Terminal::width() const {
 void Terminal::overwrite(const std::string &text) {
     // What is cleared last is never a whole screen, which some terminals would keep for scrolling back.
     write("\r" + m_clearLine + text + m_clearToEnd + "\r");
-}
-
-void Terminal::write(const std::string &text) {
-    // A terminal that went away ends the program by its signal.
-    static_cast<void>(std::fputs(text.c_str(), m_out));
-    static_cast<void>(std::fflush(m_out));
 }

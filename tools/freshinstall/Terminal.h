@@ -2,16 +2,17 @@
 // cursor is hidden and typed keys don't show; that ends with restore(), at the latest in the destructor.
 #pragma once
 
-#include <cstdio>
 #include <memory>
 #include <string>
 
 #include <termios.h>
 
+#include "Output.h"
+
 class Terminal {
 public:
     // Null when the stream is no terminal, or one that can't clear a line.
-    static std::unique_ptr<Terminal> open(std::FILE *out);
+    static std::unique_ptr<Terminal> open(Output &out);
 
     ~Terminal() { restore(); }
     Terminal(const Terminal &) = delete;
@@ -25,12 +26,12 @@ public:
     // Clears everything from the line with the cursor on, writes the text there, and leaves the cursor at its
     // beginning: there a terminal that rearranges its lines for another width keeps it.
     void overwrite(const std::string &text);
-    void write(const std::string &text);
+    void write(const std::string &text) { m_out.write(text); }
 
 private:
-    explicit Terminal(std::FILE *out);
+    explicit Terminal(Output &out);
 
-    std::FILE *m_out;
+    Output &m_out;
     bool m_utf8 = false;
     bool m_prepared = false;
     termios m_modes{}; // as found

@@ -5,7 +5,7 @@
 #include "PlainView.h"
 #include "TerminalView.h"
 
-std::unique_ptr<View> makeView(const Options &options, std::FILE *out) {
+std::unique_ptr<View> makeView(const Options &options, Output &out) {
     if (options.json)
         return std::make_unique<JsonView>(out);
     std::unique_ptr<Terminal> terminal = options.plain ? nullptr : Terminal::open(out);

@@ -1,7 +1,6 @@
 // Where an installation is shown: in a terminal, as plain lines, or as JSON lines.
 #pragma once
 
-#include <cstdio>
 #include <memory>
 #include <string>
 #include <vector>
@@ -39,6 +38,7 @@ public:
     virtual void resume() {}
 };
 
+class Output;
 struct Options;
 // What fits the options and the stream: a terminal is drawn upon when it can be.
-std::unique_ptr<View> makeView(const Options &options, std::FILE *out);
+std::unique_ptr<View> makeView(const Options &options, Output &out);

@@ -1,8 +1,10 @@
 #include "Wake.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <csignal>
+#include <iterator>
 #include <system_error>
 
 #include <fcntl.h>
@@ -11,7 +13,8 @@
 
 namespace {
 
-constexpr int watchedSignals[] = {SIGINT, SIGTERM, SIGHUP, SIGWINCH, SIGTSTP};
+constexpr int endingSignals[] = {SIGINT, SIGTERM, SIGHUP};
+constexpr int otherSignals[] = {SIGWINCH, SIGTSTP};
 
 std::atomic<int> writeEnd{-1}; // all that a signal handler can reach
 static_assert(std::atomic<int>::is_always_lock_free);
@@ -39,6 +42,13 @@ void handle(int number, void (*handler)(int)) {
     static_cast<void>(sigaction(number, &action, nullptr)); // fails for unknown signals only
 }
 
+void handleAll(void (*handler)(int)) {
+    for (const int number : endingSignals)
+        handle(number, handler);
+    for (const int number : otherSignals)
+        handle(number, handler);
+}
+
 } // namespace
 
 Wake::Wake() {
@@ -53,13 +63,11 @@ Wake::Wake() {
     }
     m_readEnd = ends[0];
     writeEnd = ends[1];
-    for (const int number : watchedSignals)
-        handle(number, noteSignal);
+    handleAll(noteSignal);
 }
 
 Wake::~Wake() {
-    for (const int number : watchedSignals)
-        handle(number, SIG_DFL);
+    handleAll(SIG_DFL);
     static_cast<void>(close(writeEnd.exchange(-1))); // nothing was written to a file
     static_cast<void>(close(m_readEnd));
 }
@@ -71,6 +79,10 @@ int Wake::next(std::chrono::milliseconds patience) const {
     if (poll(&news, 1, static_cast<int>(patience.count())) != 1 || read(m_readEnd, &number, 1) != 1)
         return timePassed;
     return number;
+}
+
+bool Wake::ends(int news) {
+    return std::find(std::begin(endingSignals), std::end(endingSignals), news) != std::end(endingSignals);
 }
 
 void Wake::tellCallReturned() const noexcept {

@@ -16,6 +16,8 @@ public:
     static constexpr int callReturned = 0;
     // One of these, or a signal's number.
     int next(std::chrono::milliseconds patience) const;
+    // Whether that is a signal that is to end the process.
+    static bool ends(int news);
 
     // From any thread.
     void tellCallReturned() const noexcept;

@@ -4,6 +4,7 @@
 #include "Engine.h"
 #include "Installation.h"
 #include "Options.h"
+#include "Output.h"
 #include "OwnStreams.h"
 #include "Statuses.h"
 #include "View.h"
@@ -14,9 +15,10 @@ int main(int argc, char **argv) {
         return *status;
     try {
         const OwnStreams streams;
+        Output output(streams.out());
         Engine engine(options.library);
-        const std::unique_ptr<View> view = makeView(options, streams.out());
-        return Installation(engine, *view, options.retries).run();
+        const std::unique_ptr<View> view = makeView(options, output);
+        return Installation(engine, *view, output, options.retries).run();
     } catch (const std::exception &error) {
         std::cerr << "freshinstall: " << error.what() << '\n';
         return Statuses::engineUnusable;
