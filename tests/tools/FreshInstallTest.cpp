@@ -147,7 +147,7 @@ TEST(FreshInstallStatus, IsDocumentedInHelpAndManual) {
     const Ended help = run({program, "--help"});
     EXPECT_EQ(help.status, 0);
     const std::string manual = readText("/usr/local/Brovik/qrn/share/man/man1/freshinstall.1");
-    for (const std::string status : {"0", "1", "2", "64", "69", "130"}) {
+    for (const std::string status : {"0", "1", "2", "64", "69", "70", "130"}) {
         EXPECT_THAT(help.out, HasSubstr("\n  " + status + " "));
         EXPECT_THAT(manual, HasSubstr("\n.It " + status + "\n"));
     }

@@ -387,8 +387,8 @@ INSTANTIATE_TEST_SUITE_P(Engine, PackageText,
                          [](const auto &parameter) { return std::string(parameter.param.name); });
 
 TEST(EngineLibrary, IsRefusedWhenItLacksTheFunctions) {
-    EXPECT_THROW(Engine("libc.so.6"), std::runtime_error);
-    EXPECT_THROW(Engine("/nowhere/libdownloadManager.so.1"), std::runtime_error);
+    EXPECT_THROW(Engine("libc.so.6"), EngineUnusable);
+    EXPECT_THROW(Engine("/nowhere/libdownloadManager.so.1"), EngineUnusable);
 }
 
 } // namespace

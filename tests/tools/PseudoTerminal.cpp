@@ -86,14 +86,6 @@ void PseudoTerminal::send(int signal) const {
     must(kill(m_process, signal) == 0, "kill");
 }
 
-bool PseudoTerminal::stops() {
-    int status = 0;
-    must(waitpid(m_process, &status, WUNTRACED) == m_process, "waitpid");
-    if (!WIFSTOPPED(status))
-        m_process = -1;
-    return WIFSTOPPED(status);
-}
-
 bool PseudoTerminal::echoes() const {
     termios modes{};
     must(tcgetattr(m_master, &modes) == 0, "tcgetattr");

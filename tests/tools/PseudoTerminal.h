@@ -23,7 +23,6 @@ public:
     void type(const std::string &keys);
     void resize(unsigned short columns);
     void send(int signal) const;
-    bool stops();        // whether the program is stopped, as by Ctrl-Z, before it ends
     bool echoes() const; // whether typed keys show
 
     void fill() const; // nothing more can be written before something is read

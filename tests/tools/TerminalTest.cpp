@@ -146,20 +146,79 @@ TEST(TerminalKeys, CtrlCEndsAtOnceBeforeTheDownloads) {
     EXPECT_EQ(terminal.end(), 130);
 }
 
+// With job control and no settings of its own for the terminal, unlike an interactive shell.
+std::vector<std::string> shellWithJobs(const std::string &script) {
+    return {"/bin/bash", "-c", "set -m; " + script};
+}
+
 TEST(TerminalKeys, CtrlZGivesTheTerminalBackWhileStopped) {
+    publishRelease({core});
+    misbehave("/core.pkg * stall 150000\n");
+    PseudoTerminal terminal(shellWithJobs(program + "; stty -a; echo 'and on'; fg"), 100);
+    ASSERT_TRUE(terminal.shows("50 %")) << terminal.output();
+    terminal.type("\x1a");
+    ASSERT_TRUE(terminal.shows(showCursor)) << terminal.output();
+    ASSERT_TRUE(terminal.shows(" echo ")) << terminal.output();
+    ASSERT_TRUE(terminal.shows("and on")) << terminal.output();
+    ASSERT_TRUE(terminal.shows(hideCursor)) << terminal.output();
+    ASSERT_TRUE(terminal.shows("50 %")) << terminal.output();
+    EXPECT_FALSE(terminal.echoes());
+    terminal.type("\x03");
+    EXPECT_EQ(terminal.end(), 130);
+}
+
+// As the leader of its session, like a terminal window's only program.
+TEST(TerminalKeys, CtrlZDoesNotStopItWhereNoShellCouldContinueIt) {
     publishRelease({core});
     misbehave("/core.pkg * stall 150000\n");
     PseudoTerminal terminal({program}, 100);
     ASSERT_TRUE(terminal.shows("50 %")) << terminal.output();
     terminal.type("\x1a");
-    ASSERT_TRUE(terminal.stops());
-    EXPECT_TRUE(terminal.echoes());
-    terminal.send(SIGCONT);
     ASSERT_TRUE(terminal.shows(showCursor)) << terminal.output();
     ASSERT_TRUE(terminal.shows(hideCursor)) << terminal.output();
     ASSERT_TRUE(terminal.shows("50 %")) << terminal.output();
     EXPECT_FALSE(terminal.echoes());
+    terminal.type("\x03");
+    EXPECT_EQ(terminal.end(), 130);
 }
+
+TEST(TerminalKeys, CtrlBackslashRestoresTheTerminalAsCtrlCDoes) {
+    publishRelease({core});
+    misbehave("/core.pkg * stall 150000\n");
+    PseudoTerminal terminal({program}, 100);
+    ASSERT_TRUE(terminal.shows("50 %")) << terminal.output();
+    terminal.type("\x1c");
+    EXPECT_EQ(terminal.end(), 131);
+    EXPECT_TRUE(terminal.echoes());
+    EXPECT_THAT(terminal.output(), HasSubstr("interrupted\r\n"));
+}
+
+// The earlier a signal comes, the less of the program is there to restore the terminal.
+TEST(TerminalKeys, EndItWithoutHarmFromItsFirstTouchOfTheTerminalOn) {
+    publishRelease({core});
+    for (int i = 0; i < 20; ++i) {
+        PseudoTerminal terminal({program}, 100);
+        ASSERT_TRUE(comesTrue([&terminal] { return !terminal.echoes(); }));
+        terminal.send(SIGINT);
+        EXPECT_EQ(terminal.end(), 130);
+        EXPECT_TRUE(terminal.echoes());
+    }
+}
+
+class TerminalAfterAnError : public testing::TestWithParam<std::string> {};
+
+TEST_P(TerminalAfterAnError, IsRestored) {
+    writeText("/tmp/failing-call", GetParam());
+    PseudoTerminal terminal({program, "--library", FAILING_ENGINE}, 100);
+    EXPECT_EQ(terminal.end(), 70);
+    EXPECT_TRUE(terminal.echoes());
+    EXPECT_THAT(terminal.output(), HasSubstr("Cannot go on: std::bad_alloc\r\n"));
+    EXPECT_THAT(terminal.output(), HasSubstr(showCursor));
+}
+
+INSTANTIATE_TEST_SUITE_P(Errors, TerminalAfterAnError,
+                         testing::Values("FreshInstall", "GetDownloadProgressInfo"),
+                         [](const auto &parameter) { return parameter.param; });
 
 TEST(TerminalKeys, AreSilentlyIgnoredAndTheTerminalIsRestoredInTheEnd) {
     publishRelease({core});

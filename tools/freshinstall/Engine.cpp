@@ -1,7 +1,6 @@
 #include "Engine.h"
 
 #include <memory>
-#include <stdexcept>
 
 #include <dlfcn.h>
 
@@ -9,7 +8,7 @@ namespace {
 
 [[noreturn]] void fail() {
     const char *reason = dlerror(); // NOLINT(concurrency-mt-unsafe): no other thread runs yet
-    throw std::runtime_error(reason != nullptr ? reason : "the engine's library is not usable");
+    throw EngineUnusable(reason != nullptr ? reason : "the engine's library is not usable");
 }
 
 template <typename Function>

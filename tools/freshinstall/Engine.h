@@ -6,15 +6,21 @@
 // called from any thread.
 #pragma once
 
+#include <stdexcept>
 #include <string>
 #include <vector>
 
 #include "downloadManager.h"
 
+class EngineUnusable : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
 class Engine {
 public:
     // A file's path, or a bare name to be looked for where the system and this program's run path say. Throws
-    // std::runtime_error when it can't be loaded or lacks a function.
+    // EngineUnusable when it can't be loaded or lacks a function.
     explicit Engine(const std::string &library);
 
     // Both block until the downloads have ended.

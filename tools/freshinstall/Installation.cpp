@@ -3,7 +3,6 @@
 #include <csignal>
 #include <cstdlib>
 #include <string>
-#include <thread>
 
 #include "Statuses.h"
 #include "Words.h"
@@ -22,18 +21,30 @@ std::string count(std::size_t packages) {
 } // namespace
 
 int Installation::run() {
-    bool began = false;
-    Outcome outcome = watch(
-        [this, &began] { began = m_engine.freshInstall(); },
-        [this, &began] { return began ? outcomeOf(m_engine.progress()) : Outcome::failedBeforeDownloads; });
+    try {
+        return finish(install());
+    } catch (const std::exception &error) {
+        endAtOnce(endingOf(error));
+    }
+}
+
+Outcome Installation::install() {
+    watch([this] { m_began = m_engine.freshInstall(); });
+    Outcome outcome = m_began ? outcomeOf(m_engine.progress()) : Outcome::failedBeforeDownloads;
     // The engine can repeat an installation that failed early and go on with failed downloads; for the rest a
     // retry does nothing.
     for (unsigned attempt = 1; attempt <= m_retries; ++attempt) {
         if (outcome != Outcome::failedBeforeDownloads && outcome != Outcome::downloadsFailed)
             break;
         m_view.retry(attempt, m_retries);
-        outcome = watch([this] { m_engine.retry(); }, [this] { return outcomeOf(m_engine.progress()); });
+        watch([this] { m_engine.retry(); });
+        outcome = outcomeOf(m_engine.progress());
     }
+    return outcome;
+}
+
+int Installation::finish(Outcome outcome) {
+    // Asked at least once after the end, the engine records the installed release.
     tell(m_progress.end(ask(), outcome));
     m_view.figures(m_progress.figures());
     const Ending ending = endingOf(outcome);
@@ -42,20 +53,24 @@ int Installation::run() {
     return ending.status;
 }
 
-Outcome Installation::watch(const std::function<void()> &call, const std::function<Outcome()> &judge) {
-    std::thread job([this, &call] {
-        call();
-        m_wake.tellCallReturned();
+void Installation::watch(const std::function<void()> &call) {
+    m_returned = false;
+    m_job = std::thread([this, call] {
+        try {
+            call();
+        } catch (const std::exception &) {
+            m_failure = std::current_exception();
+        }
+        m_returned = true;
+        m_wake.wake();
     });
-    look();
-    for (int news = m_wake.next(interval); news != Wake::callReturned; news = m_wake.next(interval)) {
-        if (news != Wake::timePassed)
-            obey(news);
+    while (!m_returned) {
         look();
+        obey(m_wake.next(interval));
     }
-    job.join();
-    // Asked at least once after the end, the engine records the installed release.
-    return judge();
+    m_job.join();
+    if (m_failure)
+        std::rethrow_exception(m_failure);
 }
 
 void Installation::look() {
@@ -68,19 +83,28 @@ void Installation::look() {
 
 void Installation::obey(int signal) {
     switch (signal) {
+    case Wake::noSignal:
+        return;
     case SIGWINCH:
         return m_view.resized();
     case SIGTSTP:
         m_view.suspend();
         static_cast<void>(m_output.isWritten(lastWords)); // a terminal that takes nothing can't be helped
-        static_cast<void>(raise(SIGSTOP));                // can't fail; returns when the process goes on
+        m_wake.stop();
         return m_view.resume();
     default:
-        endBySignal(signal);
+        endAtOnce(endingOf(signal));
     }
 }
 
-void Installation::endBySignal(int signal) {
+void Installation::endAtOnce(const Ending &ending) {
+    m_view.end(ending);
+    static_cast<void>(m_output.isWritten(lastWords)); // whoever does not read them must not hold up the end
+    // The engine's threads are in the middle of their work: nothing may be destroyed.
+    std::_Exit(ending.status);
+}
+
+Ending Installation::endingOf(int signal) const {
     Ending ending;
     ending.name = "interrupted";
     ending.status = Statuses::interrupted + signal;
@@ -89,18 +113,23 @@ void Installation::endBySignal(int signal) {
                     "Left on the disk: " + count(ending.packages.size()) +
                         " finished, and what came of the others, below",
                     "  " + packageFolder, "A new run fetches all of them again."};
-    m_view.end(ending);
-    static_cast<void>(m_output.isWritten(lastWords)); // whoever does not read them must not hold up the end
-    // The engine's threads are in the middle of their work: nothing may be destroyed.
-    std::_Exit(ending.status);
+    return ending;
+}
+
+Ending Installation::endingOf(const std::exception &error) {
+    Ending ending;
+    ending.name = "error";
+    ending.status = Statuses::outOfResources;
+    ending.lines = {std::string("Cannot go on: ") + error.what(), readTheLog};
+    return ending;
 }
 
 // All is told, but its reader may be slow; signals end the wait.
 void Installation::waitForOutput() const {
     while (!m_output.isWritten(interval)) {
-        const int news = m_wake.next(std::chrono::milliseconds(0));
-        if (Wake::ends(news))
-            std::_Exit(Statuses::interrupted + news);
+        const int signal = m_wake.next(std::chrono::milliseconds(0));
+        if (Wake::ends(signal))
+            std::_Exit(Statuses::interrupted + signal);
     }
 }
 

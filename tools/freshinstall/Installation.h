@@ -2,8 +2,12 @@
 // asks how far they are, shows it, and listens for signals.
 #pragma once
 
-#include <chrono>
+#include <atomic>
+#include <exception>
 #include <functional>
+#include <string>
+#include <thread>
+#include <vector>
 
 #include "Engine.h"
 #include "Output.h"
@@ -14,10 +18,11 @@
 class Installation {
 public:
     // The view shows on the output.
-    Installation(Engine &engine, View &view, const Output &output, unsigned retries)
+    Installation(Engine &engine, View &view, const Output &output, const Wake &wake, unsigned retries)
         : m_engine(engine)
         , m_view(view)
         , m_output(output)
+        , m_wake(wake)
         , m_retries(retries) {}
 
     // The process's status. Does not return when it is interrupted: the engine has no way to cancel, so the
@@ -25,20 +30,29 @@ public:
     int run();
 
 private:
-    Outcome watch(const std::function<void()> &call, const std::function<Outcome()> &judge);
+    Outcome install();
+    int finish(Outcome outcome);
+    void watch(const std::function<void()> &call);
     void look();
     void obey(int signal);
-    [[noreturn]] void endBySignal(int signal);
+    [[noreturn]] void endAtOnce(const Ending &ending);
     void tell(const std::vector<Event> &events);
     Snapshot ask() const;
     void waitForOutput() const;
     Ending endingOf(Outcome outcome) const;
+    Ending endingOf(int signal) const;
+    static Ending endingOf(const std::exception &error);
     void addPackages(Ending &ending) const;
 
     Engine &m_engine;
     View &m_view;
     const Output &m_output;
+    const Wake &m_wake;
     const unsigned m_retries;
-    const Wake m_wake;
     Progress m_progress;
+    bool m_began = false; // the downloads did
+
+    std::thread m_job;
+    std::atomic<bool> m_returned{false};
+    std::exception_ptr m_failure; // of the job, once it returned
 };

@@ -20,6 +20,7 @@ std::optional<int> readOptions(int argc, const char *const *argv, Options &optio
                "  2    the downloads failed, or some of them\n"
                "  64   called wrongly\n"
                "  69   the engine's library cannot be used\n"
+               "  70   out of memory, threads or files\n"
                "  130  interrupted by Ctrl-C (128 and the signal's number)\n"
                "\n"
                "The engine's log is /var/log/DownloadManager.log.");

@@ -8,6 +8,7 @@ constexpr int failedBeforeDownloads = 1;
 constexpr int downloadsFailed = 2;
 constexpr int calledWrongly = 64;
 constexpr int engineUnusable = 69;
+constexpr int outOfResources = 70;
 constexpr int interrupted = 128; // and the signal's number
 
 } // namespace Statuses

@@ -14,7 +14,7 @@ struct Package {
 
 // How all ended, in a form that people and programs can use.
 struct Ending {
-    std::string name; // "done", "failed-before-downloads", "downloads-failed", "interrupted"
+    std::string name; // "done", "failed-before-downloads", "downloads-failed", "error", "interrupted"
     int status = 0;   // the process's
     std::vector<std::string> lines;
     std::vector<Package> packages; // finished ones

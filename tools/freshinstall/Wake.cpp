@@ -13,7 +13,7 @@
 
 namespace {
 
-constexpr int endingSignals[] = {SIGINT, SIGTERM, SIGHUP};
+constexpr int endingSignals[] = {SIGINT, SIGTERM, SIGHUP, SIGQUIT};
 constexpr int otherSignals[] = {SIGWINCH, SIGTSTP};
 
 std::atomic<int> writeEnd{-1}; // all that a signal handler can reach
@@ -77,14 +77,20 @@ int Wake::next(std::chrono::milliseconds patience) const {
     unsigned char number = 0;
     // An interrupted wait has its signal's number in the pipe, which the next call finds.
     if (poll(&news, 1, static_cast<int>(patience.count())) != 1 || read(m_readEnd, &number, 1) != 1)
-        return timePassed;
+        return noSignal;
     return number;
 }
 
-bool Wake::ends(int news) {
-    return std::find(std::begin(endingSignals), std::end(endingSignals), news) != std::end(endingSignals);
+bool Wake::ends(int signal) {
+    return std::find(std::begin(endingSignals), std::end(endingSignals), signal) != std::end(endingSignals);
 }
 
-void Wake::tellCallReturned() const noexcept {
-    put(callReturned);
+void Wake::stop() const {
+    handle(SIGTSTP, SIG_DFL);
+    static_cast<void>(raise(SIGTSTP)); // can't fail
+    handle(SIGTSTP, noteSignal);
+}
+
+void Wake::wake() const noexcept {
+    put(noSignal);
 }

@@ -8,6 +8,16 @@
 #include "OwnStreams.h"
 #include "Statuses.h"
 #include "View.h"
+#include "Wake.h"
+
+namespace {
+
+int complain(const std::exception &error, int status) {
+    std::cerr << "freshinstall: " << error.what() << '\n';
+    return status;
+}
+
+} // namespace
 
 int main(int argc, char **argv) {
     Options options;
@@ -17,10 +27,12 @@ int main(int argc, char **argv) {
         const OwnStreams streams;
         Output output(streams.out());
         Engine engine(options.library);
+        const Wake wake; // before a terminal is taken: from then on no signal may end the process by itself
         const std::unique_ptr<View> view = makeView(options, output);
-        return Installation(engine, *view, output, options.retries).run();
+        return Installation(engine, *view, output, wake, options.retries).run();
+    } catch (const EngineUnusable &error) {
+        return complain(error, Statuses::engineUnusable);
     } catch (const std::exception &error) {
-        std::cerr << "freshinstall: " << error.what() << '\n';
-        return Statuses::engineUnusable;
+        return complain(error, Statuses::outOfResources);
     }
 }
