@@ -49,6 +49,10 @@ public:
         m_time += milliseconds(500);
         return m_progress.end({info, {}, m_time}, outcome);
     }
+    void goOn(milliseconds later) {
+        m_time += later;
+        m_progress.goOn(m_time);
+    }
     const Figures &shown() const { return m_progress.figures(); }
 
 private:
@@ -267,6 +271,17 @@ INSTANTIATE_TEST_SUITE_P(
                     Standstill{"GivenUp", flags(figures(50, 50, 100), false, false, false),
                                "the packages that were not given up"}),
     [](const auto &parameter) { return std::string(parameter.param.name); });
+
+TEST(ProgressModel, CountsNoTimeInWhichTheProcessWasStopped) {
+    Watch watch;
+    static_cast<void>(watch.take(figures(0, 0, 1000)));
+    static_cast<void>(watch.take(figures(10, 100, 1000)));
+    watch.goOn(seconds(60));
+    EXPECT_THAT(watch.take(figures(10, 100, 1000)), IsEmpty());
+    EXPECT_EQ(watch.shown().waitsFor, "");
+    static_cast<void>(watch.take(figures(20, 200, 1000)));
+    EXPECT_EQ(watch.shown().kbPerSecond, 200);
+}
 
 // --- outcomes
 

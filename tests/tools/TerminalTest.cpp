@@ -205,6 +205,44 @@ TEST(TerminalKeys, EndItWithoutHarmFromItsFirstTouchOfTheTerminalOn) {
     }
 }
 
+TEST(TerminalJobs, InTheBackgroundItWritesLinesAndTouchesNothing) {
+    publishRelease({core, extra});
+    PseudoTerminal terminal(shellWithJobs(program + " & wait $!; echo status $?; stty -a"), 100);
+    EXPECT_EQ(terminal.end(), 0);
+    for (const std::string line : {"finished: core.pkg, 0.3 MB, its SHA-1 is the catalog's\r\n",
+                                   "2 packages downloaded and checked, below\r\n", "status 0\r\n", " echo "})
+        EXPECT_THAT(terminal.output(), HasSubstr(line));
+    EXPECT_THAT(terminal.output(), Not(HasSubstr("\033")));
+}
+
+TEST(TerminalJobs, BackInTheForegroundItDraws) {
+    publishRelease({core});
+    misbehave("/core.pkg * stall 150000\n");
+    PseudoTerminal terminal(shellWithJobs(program + " & read; fg"), 100);
+    ASSERT_TRUE(terminal.shows("waiting for data from the packages' server")) << terminal.output();
+    EXPECT_THAT(terminal.output(), Not(HasSubstr("\033")));
+    terminal.type("\n");
+    ASSERT_TRUE(terminal.shows(hideCursor)) << terminal.output();
+    ASSERT_TRUE(terminal.shows("50 %")) << terminal.output();
+    EXPECT_FALSE(terminal.echoes());
+    terminal.type("\x03");
+    EXPECT_EQ(terminal.end(), 130);
+    EXPECT_TRUE(terminal.echoes());
+}
+
+TEST(TerminalJobs, StoppedItGoesOnInTheBackground) {
+    publishRelease({core});
+    misbehave("/core.pkg * slow 200000\n");
+    PseudoTerminal terminal(shellWithJobs(program + "; echo stopped; bg; wait %1; echo status $?"), 100);
+    ASSERT_TRUE(terminal.shows("downloading")) << terminal.output();
+    terminal.type("\x1a");
+    ASSERT_TRUE(terminal.shows("stopped\r\n")) << terminal.output();
+    const std::size_t before = terminal.output().size();
+    EXPECT_EQ(terminal.end(), 0);
+    EXPECT_THAT(terminal.output(), HasSubstr("status 0\r\n"));
+    EXPECT_THAT(terminal.output().substr(before), Not(HasSubstr("\033")));
+}
+
 class TerminalAfterAnError : public testing::TestWithParam<std::string> {};
 
 TEST_P(TerminalAfterAnError, IsRestored) {

@@ -18,6 +18,11 @@ std::string count(std::size_t packages) {
     return std::to_string(packages) + (packages == 1 ? " package" : " packages");
 }
 
+std::chrono::milliseconds now() {
+    return std::chrono::duration_cast<std::chrono::milliseconds>(
+        std::chrono::steady_clock::now().time_since_epoch());
+}
+
 } // namespace
 
 int Installation::run() {
@@ -91,6 +96,7 @@ void Installation::obey(int signal) {
         m_view.suspend();
         static_cast<void>(m_output.isWritten(lastWords)); // a terminal that takes nothing can't be helped
         m_wake.stop();
+        m_progress.goOn(now());
         return m_view.resume();
     default:
         endAtOnce(endingOf(signal));
@@ -139,12 +145,10 @@ void Installation::tell(const std::vector<Event> &events) {
 }
 
 Snapshot Installation::ask() const {
-    const auto now = std::chrono::steady_clock::now().time_since_epoch();
     // The paths first: a package that is finished in the figures is then in the next answer's paths at the
     // latest.
     std::vector<std::string> packages = m_engine.packages();
-    return {m_engine.progress(), std::move(packages),
-            std::chrono::duration_cast<std::chrono::milliseconds>(now)};
+    return {m_engine.progress(), std::move(packages), now()};
 }
 
 Ending Installation::endingOf(Outcome outcome) const {

@@ -76,6 +76,11 @@ std::vector<Event> Progress::take(const Snapshot &snapshot) {
     return std::exchange(m_news, {});
 }
 
+void Progress::goOn(milliseconds time) {
+    m_lastChange = time;
+    m_samples.clear();
+}
+
 std::vector<Event> Progress::end(const Snapshot &last, Outcome outcome) {
     m_news = take(last);
     m_figures.kbPerSecond = 0;

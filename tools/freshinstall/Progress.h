@@ -67,6 +67,9 @@ public:
     std::vector<Event> take(const Snapshot &snapshot);
     const Figures &figures() const { return m_figures; }
 
+    // The process was stopped until then: how long says nothing of the engine.
+    void goOn(std::chrono::milliseconds time);
+
     // The job's call has returned and this is the engine's answer since: in which phase all ended.
     std::vector<Event> end(const Snapshot &last, Outcome outcome);
 

@@ -55,26 +55,36 @@ Terminal::Terminal(Output &out)
     const char *locale = std::setlocale(LC_CTYPE, ""); // NOLINT(concurrency-mt-unsafe): no other thread yet
     m_utf8 = locale != nullptr &&
              std::strcmp(nl_langinfo(CODESET), "UTF-8") == 0; // NOLINT(concurrency-mt-unsafe): likewise
-    prepare();
 }
 
-void Terminal::prepare() noexcept {
-    if (m_prepared || tcgetattr(m_out.descriptor(), &m_modes) != 0)
-        return;
+bool Terminal::take() noexcept {
+    if (!isInForeground()) {
+        m_taken = false;
+        return false;
+    }
+    if (m_taken || tcgetattr(m_out.descriptor(), &m_modes) != 0)
+        return true;
     termios silent = m_modes;
     silent.c_lflag &= ~static_cast<tcflag_t>(ECHO);
     static_cast<void>(tcsetattr(m_out.descriptor(), TCSANOW, &silent)); // without it keys show, no more
     write(m_hideCursor);
-    m_prepared = true;
+    m_taken = true;
+    return true;
 }
 
 void Terminal::restore() noexcept {
-    if (!m_prepared)
+    if (!m_taken || !isInForeground())
         return;
-    write(m_showCursor);
     // At once: the output may be held up for ever. Nothing more can be done when it fails.
     static_cast<void>(tcsetattr(m_out.descriptor(), TCSANOW, &m_modes));
-    m_prepared = false;
+    m_taken = false;
+    write(m_showCursor);
+}
+
+// Where there is no control of jobs nothing is in the background.
+bool Terminal::isInForeground() const noexcept {
+    const pid_t foreground = tcgetpgrp(m_out.descriptor());
+    return foreground == -1 || foreground == getpgrp();
 }
 
 int Terminal::width() const {

@@ -1,5 +1,5 @@
-// A terminal that can be drawn upon, by what the terminfo library knows of it. While it is prepared its
-// cursor is hidden and typed keys don't show; that ends with restore(), at the latest in the destructor.
+// A terminal that can be drawn upon, by what the terminfo library knows of it. While it is taken its cursor
+// is hidden and typed keys don't show; that ends with restore(), at the latest in the destructor.
 #pragma once
 
 #include <memory>
@@ -18,7 +18,9 @@ public:
     Terminal(const Terminal &) = delete;
     Terminal &operator=(const Terminal &) = delete;
 
-    void prepare() noexcept;
+    // Before anything is drawn. False while the shell has the process in the background: the terminal is
+    // somebody else's then, and touching its modes would stop the process.
+    bool take() noexcept;
     void restore() noexcept;
 
     int width() const;
@@ -30,10 +32,11 @@ public:
 
 private:
     explicit Terminal(Output &out);
+    bool isInForeground() const noexcept;
 
     Output &m_out;
     bool m_utf8 = false;
-    bool m_prepared = false;
+    bool m_taken = false;
     termios m_modes{}; // as found
     std::string m_clearLine, m_clearToEnd, m_hideCursor, m_showCursor;
 };

@@ -72,21 +72,19 @@ void TerminalView::retry(unsigned attempt, unsigned attempts) {
 }
 
 void TerminalView::end(const Ending &ending) {
-    m_terminal->overwrite(bar());
-    m_terminal->write("\n");
+    if (m_terminal->take()) {
+        m_terminal->overwrite(bar());
+        m_terminal->write("\n");
+    }
     for (const std::string &text : ending.lines)
         m_terminal->write(text + "\n");
     m_terminal->restore();
 }
 
 void TerminalView::suspend() {
-    m_terminal->overwrite("");
+    if (m_terminal->take())
+        m_terminal->overwrite("");
     m_terminal->restore();
-}
-
-void TerminalView::resume() {
-    m_terminal->prepare();
-    draw();
 }
 
 // The last column stays free: a full line makes some terminals go on to the next.
@@ -95,12 +93,18 @@ std::string TerminalView::bar() const {
 }
 
 void TerminalView::draw() {
+    m_drawn.clear();
+    if (!m_terminal->take())
+        return;
     m_drawn = bar();
     m_terminal->overwrite(m_drawn);
 }
 
 void TerminalView::line(const std::string &text) {
-    m_terminal->overwrite(text);
+    if (m_terminal->take())
+        m_terminal->overwrite(text);
+    else
+        m_terminal->write(text);
     m_terminal->write("\n");
     draw();
 }

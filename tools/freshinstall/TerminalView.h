@@ -1,4 +1,5 @@
-// Lines about what happened, and below them one bar that is redrawn in place.
+// Lines about what happened, and below them one bar that is redrawn in place; in the background the lines
+// alone.
 #pragma once
 
 #include <memory>
@@ -18,7 +19,7 @@ public:
     void end(const Ending &ending) override; // restores the terminal
     void resized() override { draw(); }
     void suspend() override;
-    void resume() override;
+    void resume() override { draw(); }
 
 private:
     std::string bar() const;
