@@ -101,6 +101,12 @@ INSTANTIATE_TEST_SUITE_P(
         End{"NoService", serviceTarget + " * drop\n", {}, 1, "failed-before-downloads"},
         End{"NoPackage", "HEAD:/extra.pkg * drop\n", {}, 1, "failed-before-downloads"},
         End{"DownloadFailed", "/core.pkg * status 404 Not here\n", {}, 2, "downloads-failed"},
+        End{"AllFailWithoutAByte",
+            "/core.pkg * status 503\n/extra.pkg * drop\n",
+            {"--retry", "1"},
+            2,
+            "downloads-failed",
+            1},
         End{"WrongOnEveryTry", "/core.pkg * wrong\n", {}, 2, "downloads-failed"},
         End{"BrokenOffOnEveryTry", "/core.pkg * cut 1000\n", {}, 2, "downloads-failed"},
         End{"WrongOnce", "/core.pkg 1 wrong\n", {}, 0, "done"},
@@ -316,12 +322,60 @@ TEST(JsonLines, TellAFailedDownloadAndItsRetry) {
     EXPECT_EQ(objects.back()["packages"].size(), 2U);
 }
 
+TEST(JsonLines, TellTheNewsOfATryBeforeItsRetry) {
+    publishRelease({core});
+    misbehave("/core.pkg 1 status 503\n");
+    const Ended ended = run({program, "--json", "--retry", "1"});
+    EXPECT_EQ(ended.status, 0);
+    std::vector<std::string> names;
+    for (const Json &object : objectsOf(ended.out)) {
+        if (object["event"] == "failed" || object["event"] == "retry")
+            names.push_back(object["event"]);
+    }
+    EXPECT_THAT(names, ElementsAre("failed", "retry"));
+}
+
+TEST(JsonLines, ShowNeverAllOfAPackageThatFailed) {
+    publishRelease({core});
+    misbehave("/core.pkg 1 status 404 Not here\n/core.pkg * slow 600000\n");
+    const std::vector<Json> objects = objectsOf(run({program, "--json", "--retry", "1"}).out);
+    const auto retry = std::find_if(objects.begin(), objects.end(),
+                                    [](const Json &object) { return object["event"] == "retry"; });
+    const std::vector<Json> before(objects.begin(), retry);
+    const std::vector<Json> after(retry, objects.end());
+    for (const Json &progress : eventsNamed(before, "progress"))
+        EXPECT_LT(progress["percent"], 100);
+    EXPECT_THAT(before, Not(Contains(Json{{"event", "phase"}, {"phase", "checking"}})));
+    ASSERT_FALSE(eventsNamed(after, "progress").empty());
+    EXPECT_LT(eventsNamed(after, "progress").front()["percent"], 99);
+}
+
+// Fetches of a wrong package that each take a while.
+void publishDamaged(const Product &product) {
+    std::string damaged = product.content;
+    damaged.back() = static_cast<char>(~damaged.back());
+    publish(scriptedHost + "/damaged", damaged);
+}
+
+// A retry may mend the one that failed, though the other was given up.
+TEST(JsonLines, TellARetryBesideAPackageGivenUp) {
+    publishRelease({core, extra});
+    publishDamaged(core);
+    misbehave("/core.pkg * redirect " + scriptedHost +
+              "/damaged\n/damaged * slow 600000\n/extra.pkg 1 reset 1000\n");
+    const Ended ended = run({program, "--json", "--retry", "3"});
+    EXPECT_EQ(ended.status, 2);
+    const std::vector<Json> objects = objectsOf(ended.out);
+    EXPECT_EQ(eventsNamed(objects, "given-up").size(), 1U);
+    EXPECT_EQ(eventsNamed(objects, "retry").size(), 1U);
+    EXPECT_THAT(objects.back()["packages"],
+                Json::array({{{"path", pathOf(extra)}, {"sha1", sha1(extra.content)}}}));
+}
+
 TEST(JsonLines, TellAPackageFetchedAgain) {
     // Both copies come slowly, so that the fall of the figures is seen.
     publishRelease({core});
-    std::string damaged = core.content;
-    damaged.back() = static_cast<char>(~damaged.back());
-    publish(scriptedHost + "/damaged", damaged);
+    publishDamaged(core);
     misbehave("/core.pkg 1 redirect " + scriptedHost +
               "/damaged\n/damaged * slow 600000\n/core.pkg * slow 600000\n");
     const Ended ended = run({program, "--json"});

@@ -53,6 +53,7 @@ public:
         m_time += later;
         m_progress.goOn(m_time);
     }
+    void beginAnew() { m_progress.beginAnew(m_time); }
     const Figures &shown() const { return m_progress.figures(); }
 
 private:
@@ -101,6 +102,17 @@ TEST(ProgressModel, ShowsEverythingWhenDoneThoughAServerToldNoLength) {
     EXPECT_EQ(watch.shown().presentKb, 100);
 }
 
+// The page that a server sends with its error counts as bytes.
+TEST(ProgressModel, NeverChecksNorIsWholeWhenAPackageFailed) {
+    Watch watch;
+    static_cast<void>(watch.take(flags(figures(100, 100, 100), true, false, true)));
+    EXPECT_EQ(watch.shown().phase, Phase::downloading);
+    EXPECT_LT(watch.shown().percent, 100);
+    static_cast<void>(watch.end(flags(figures(100, 100, 100), true, false, true), Outcome::downloadsFailed));
+    EXPECT_EQ(watch.shown().phase, Phase::downloading);
+    EXPECT_LT(watch.shown().percent, 100);
+}
+
 // --- per cent and sizes
 
 struct Percent {
@@ -124,11 +136,11 @@ INSTANTIATE_TEST_SUITE_P(Progress, ProgressPercent,
                          testing::Values(Percent{"Nothing", nothing, 0}, //
                                          Percent{"OfBytes", figures(50, 50, 100), 50},
                                          Percent{"RoundedDown", figures(99.99, 9999, 10000), 99},
-                                         Percent{"Whole", figures(100, 100, 100), 100},
+                                         Percent{"EveryByteButUnchecked", figures(100, 100, 100), 99},
                                          Percent{"SmallPackagesFirst", figures(80, 20, 100), 20},
                                          // The others' lengths are not known yet.
                                          Percent{"OnePackageOfMany", figures(25, 100, 100), 25},
-                                         Percent{"MoreThanWhole", figures(140, 140, 100), 100},
+                                         Percent{"MoreThanWhole", figures(140, 140, 100), 99},
                                          Percent{"Negative", figures(-5, -5, 100), 0},
                                          Percent{"NoNumber", figures(notANumber, notANumber, notANumber), 0},
                                          Percent{"Infinite", figures(infinite, infinite, infinite), 0}),
@@ -149,6 +161,20 @@ TEST(ProgressModel, NeverRunsBackwards) {
     static_cast<void>(watch.take(figures(65, 130, 200)));
     EXPECT_EQ(watch.shown().percent, 65);
     EXPECT_EQ(watch.shown().presentKb, 130);
+}
+
+// The engine's figures are those of the try before until the first transfer goes on.
+TEST(ProgressModel, BeginsAnewAtARetry) {
+    Watch watch;
+    static_cast<void>(watch.take(flags(figures(90, 90, 100), true, false, true)));
+    static_cast<void>(watch.end(flags(figures(90, 90, 100), true, false, true), Outcome::downloadsFailed));
+    watch.beginAnew();
+    EXPECT_THAT(watch.take(flags(figures(90, 90, 100), true, false, true)), IsEmpty());
+    EXPECT_EQ(watch.shown().percent, 0);
+    EXPECT_THAT(watch.take(figures(10, 100, 1000)), IsEmpty());
+    EXPECT_EQ(watch.shown().phase, Phase::downloading);
+    EXPECT_EQ(watch.shown().percent, 10);
+    EXPECT_EQ(watch.shown().presentKb, 100);
 }
 
 TEST(ProgressModel, NeverShowsMoreThanThereIs) {
@@ -213,6 +239,44 @@ TEST(ProgressModel, TellsEveryFinishedPackageOnce) {
     EXPECT_THAT(watch.take(figures(70, 70, 100), {"/a", "/b"}),
                 ElementsAre(Event{Kind::packageFinished, "/a"}));
     EXPECT_THAT(watch.take(figures(80, 80, 100), {"/a", "/b"}), IsEmpty());
+}
+
+// The sum of the bytes rises, since the other package comes quickly.
+TEST(ProgressModel, TellsAPackageFetchedAgainBesideAQuickOne) {
+    Watch watch;
+    static_cast<void>(watch.take(figures(60, 5 + 20, 105)));
+    EXPECT_THAT(watch.take(figures(30, 0 + 60, 105)), ElementsAre(Event{Kind::packageFetchedAgain, ""}));
+    EXPECT_THAT(watch.take(figures(40, 0 + 80, 105)), IsEmpty());
+}
+
+TEST(ProgressModel, TellsNothingOfAPackageThatBegins) {
+    Watch watch;
+    static_cast<void>(watch.take(figures(60, 60, 100)));
+    EXPECT_THAT(watch.take(figures(30, 60, 200)), IsEmpty());
+}
+
+TEST(ProgressModel, TellsAFailureWithoutFiguresAtTheEndOfTheTry) {
+    const DownloadProgressInfo failed = flags(nothing, true, false, true);
+    Watch watch;
+    EXPECT_THAT(watch.take(failed), ElementsAre(Event{Kind::phaseBegan, "preparing"}));
+    EXPECT_THAT(watch.end(failed, Outcome::downloadsFailed), ElementsAre(Event{Kind::packageFailed, ""}));
+}
+
+TEST(ProgressModel, TellsAFailureInEveryTryOnce) {
+    const milliseconds soon(100);
+    const DownloadProgressInfo half = figures(50, 50, 100);
+    const DownloadProgressInfo failed = flags(half, true, false, true);
+    Watch watch;
+    static_cast<void>(watch.take(half));
+    EXPECT_THAT(watch.take(failed, {}, soon), ElementsAre(Event{Kind::packageFailed, ""}));
+    EXPECT_THAT(watch.end(failed, Outcome::downloadsFailed), IsEmpty());
+    watch.beginAnew();
+    EXPECT_THAT(watch.take(failed, {}, soon), IsEmpty()); // still that of the try before
+    EXPECT_THAT(watch.take(half, {}, soon), IsEmpty());
+    EXPECT_THAT(watch.take(failed, {}, soon), ElementsAre(Event{Kind::packageFailed, ""}));
+    EXPECT_THAT(watch.end(failed, Outcome::downloadsFailed), IsEmpty());
+    watch.beginAnew();
+    EXPECT_THAT(watch.end(failed, Outcome::downloadsFailed), ElementsAre(Event{Kind::packageFailed, ""}));
 }
 
 TEST(ProgressModel, TellsFailuresAndGivingUpOnce) {
@@ -289,23 +353,26 @@ struct Judged {
     const char *name;
     DownloadProgressInfo info;
     Outcome outcome;
+    bool downloadsBegan = true;
 };
 
 class ProgressOutcome : public testing::TestWithParam<Judged> {};
 
 TEST_P(ProgressOutcome, IsReadFromTheFlags) {
-    EXPECT_EQ(outcomeOf(GetParam().info), GetParam().outcome);
+    EXPECT_EQ(outcomeOf(GetParam().info, GetParam().downloadsBegan), GetParam().outcome);
 }
 
 INSTANTIATE_TEST_SUITE_P(
     Progress, ProgressOutcome,
-    testing::Values(
-        Judged{"Done", flags(figures(100, 9, 9), false, true, true), Outcome::done},
-        Judged{"Failed", flags(figures(50, 5, 9), true, false, true), Outcome::downloadsFailed},
-        Judged{"FailedBeforeDownloads", flags(nothing, true, false, true), Outcome::failedBeforeDownloads},
-        Judged{"GivenUp", flags(figures(50, 5, 9), false, false, false), Outcome::givenUp},
-        Judged{"FailedAndGivenUp", flags(figures(50, 5, 9), true, false, false), Outcome::givenUp},
-        Judged{"BrokenOff", flags(figures(50, 5, 9), false, false, true), Outcome::brokenOff}),
+    testing::Values(Judged{"Done", flags(figures(100, 9, 9), false, true, true), Outcome::done},
+                    Judged{"Failed", flags(figures(50, 5, 9), true, false, true), Outcome::downloadsFailed},
+                    Judged{"FailedBeforeDownloads", flags(nothing, true, false, true),
+                           Outcome::failedBeforeDownloads, false},
+                    Judged{"FailedWithoutAByte", flags(nothing, true, false, true), Outcome::downloadsFailed},
+                    Judged{"GivenUp", flags(figures(50, 5, 9), false, false, false), Outcome::givenUp},
+                    Judged{"FailedAndGivenUp", flags(figures(50, 5, 9), true, false, false),
+                           Outcome::downloadsFailed},
+                    Judged{"BrokenOff", flags(figures(50, 5, 9), false, false, true), Outcome::brokenOff}),
     [](const auto &parameter) { return std::string(parameter.param.name); });
 
 // --- the bar

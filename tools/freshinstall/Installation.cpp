@@ -34,24 +34,32 @@ int Installation::run() {
 }
 
 Outcome Installation::install() {
-    watch([this] { m_began = m_engine.freshInstall(); });
-    Outcome outcome = m_began ? outcomeOf(m_engine.progress()) : Outcome::failedBeforeDownloads;
+    Outcome outcome = attempt([this] { m_began = m_engine.freshInstall(); });
     // The engine can repeat an installation that failed early and go on with failed downloads; for the rest a
     // retry does nothing.
-    for (unsigned attempt = 1; attempt <= m_retries; ++attempt) {
+    for (unsigned retry = 1; retry <= m_retries; ++retry) {
         if (outcome != Outcome::failedBeforeDownloads && outcome != Outcome::downloadsFailed)
             break;
-        m_view.retry(attempt, m_retries);
-        watch([this] { m_engine.retry(); });
-        outcome = outcomeOf(m_engine.progress());
+        m_view.retry(retry, m_retries);
+        m_progress.beginAnew(now());
+        outcome = attempt([this] { m_engine.retry(); });
     }
     return outcome;
 }
 
-int Installation::finish(Outcome outcome) {
+Outcome Installation::attempt(const std::function<void()> &call) {
+    watch(call);
     // Asked at least once after the end, the engine records the installed release.
-    tell(m_progress.end(ask(), outcome));
+    const Snapshot last = ask();
+    // A retry that repeats an early failure tells of the downloads by their figures alone.
+    m_began = m_began || last.info.totalSize > 0;
+    const Outcome outcome = outcomeOf(last.info, m_began);
+    tell(m_progress.end(last, outcome));
     m_view.figures(m_progress.figures());
+    return outcome;
+}
+
+int Installation::finish(Outcome outcome) {
     const Ending ending = endingOf(outcome);
     m_view.end(ending);
     waitForOutput();

@@ -31,6 +31,7 @@ public:
 
 private:
     Outcome install();
+    Outcome attempt(const std::function<void()> &call);
     int finish(Outcome outcome);
     void watch(const std::function<void()> &call);
     void look();

@@ -23,12 +23,13 @@ double sane(double figure) {
     return std::isfinite(figure) && figure > 0 ? figure : 0;
 }
 
-// Of the bytes. Until every server has told its package's length these are measured against too little; the
-// engine's average counts such packages as 0, so the smaller figure is the right one.
+// Of the bytes, below 100: hashes may still be wrong. Until every server has told its package's length these
+// are measured against too little; the engine's average counts such packages as 0, so the smaller figure is
+// the right one.
 int percentOf(const DownloadProgressInfo &info) {
     const double total = sane(info.totalSize);
     const double ofBytes = total > 0 ? sane(info.downloadedSize) / total * 100 : 0;
-    return static_cast<int>(std::floor(std::min({ofBytes, sane(info.progressPercent), 100.0})));
+    return static_cast<int>(std::floor(std::min({ofBytes, sane(info.progressPercent), 99.0})));
 }
 
 } // namespace
@@ -68,7 +69,9 @@ std::vector<Event> Progress::take(const Snapshot &snapshot) {
     enter(phaseOf(snapshot.info));
     noticePackages(snapshot.packages);
     noticeTroubles(snapshot.info);
-    measure(snapshot.info, snapshot.time);
+    m_stale = m_stale && sameFigures(snapshot.info, m_last);
+    if (!m_stale)
+        measure(snapshot.info, snapshot.time);
     if (moves)
         m_lastChange = snapshot.time;
     m_last = snapshot.info;
@@ -82,10 +85,14 @@ void Progress::goOn(milliseconds time) {
 }
 
 std::vector<Event> Progress::end(const Snapshot &last, Outcome outcome) {
+    m_stale = false;
     m_news = take(last);
     m_figures.kbPerSecond = 0;
     m_figures.left.reset();
     m_figures.waitsFor.clear();
+    // Packages that failed without a byte leave no figures, and quick ones are not seen to fail.
+    if (outcome == Outcome::downloadsFailed && !m_toldFailure)
+        tell(Event::Kind::packageFailed);
     if (outcome == Outcome::done) {
         // A server that told no length left its figures at 0.
         m_figures.percent = 100;
@@ -96,12 +103,22 @@ std::vector<Event> Progress::end(const Snapshot &last, Outcome outcome) {
     return std::exchange(m_news, {});
 }
 
-// Every byte there and no end yet means that hashes are being computed; a package fetched again leads back.
+void Progress::beginAnew(milliseconds time) {
+    const Phase phase = m_figures.phase;
+    m_figures = Figures();
+    m_figures.phase = phase;
+    m_toldFailure = false;
+    m_stale = true;
+    goOn(time);
+}
+
+// Every byte there and no end yet means that hashes are being computed; a package fetched again leads back,
+// and of one that failed the bytes are an error page.
 Phase Progress::phaseOf(const DownloadProgressInfo &info) const {
     if (sane(info.totalSize) == 0)
         return m_figures.phase;
-    return info.downloadedSize < info.totalSize || info.progressPercent < 100 ? Phase::downloading
-                                                                              : Phase::checking;
+    const bool everyByte = info.downloadedSize >= info.totalSize && info.progressPercent >= 100;
+    return everyByte && !info.failed ? Phase::checking : Phase::downloading;
 }
 
 void Progress::enter(Phase phase) {
@@ -120,14 +137,19 @@ void Progress::noticePackages(const std::vector<std::string> &packages) {
 }
 
 void Progress::noticeTroubles(const DownloadProgressInfo &info) {
-    // Only a file that is cut to nothing makes the sum fall.
-    if (info.downloadedSize < m_last.downloadedSize)
+    // Only a file that is cut to nothing makes the sum fall. Beside a quick package the sum rises all the
+    // same, but not the average per cent, which else falls only while the packages begin.
+    const bool averageFell =
+        info.progressPercent < m_last.progressPercent && info.totalSize == m_last.totalSize;
+    if (info.downloadedSize < m_last.downloadedSize || averageFell)
         tell(Event::Kind::packageFetchedAgain);
-    // Without any figures it was no package: the ending tells of it.
+    // Without any figures it may have been no package: the end of the try tells.
     const bool packageFailed = info.failed && sane(info.totalSize) > 0;
-    if (packageFailed && !m_toldFailure)
+    if (packageFailed && !m_packageFailed) {
         tell(Event::Kind::packageFailed);
-    m_toldFailure = packageFailed;
+        m_toldFailure = true;
+    }
+    m_packageFailed = packageFailed;
     if (!info.resumable && m_last.resumable)
         tell(Event::Kind::packageGivenUp);
 }
@@ -192,13 +214,10 @@ void Progress::tell(Event::Kind kind, std::string text) {
     m_news.push_back({kind, std::move(text)});
 }
 
-Outcome outcomeOf(const DownloadProgressInfo &info) {
+Outcome outcomeOf(const DownloadProgressInfo &info, bool downloadsBegan) {
     if (info.completed)
         return Outcome::done;
-    if (!info.resumable)
-        return Outcome::givenUp;
-    if (!info.failed)
-        return Outcome::brokenOff;
-    // Nothing tells a retry's early failure but that no package ever began.
-    return sane(info.totalSize) > 0 ? Outcome::downloadsFailed : Outcome::failedBeforeDownloads;
+    if (info.failed)
+        return downloadsBegan ? Outcome::downloadsFailed : Outcome::failedBeforeDownloads;
+    return info.resumable ? Outcome::brokenOff : Outcome::givenUp;
 }

@@ -27,7 +27,7 @@ struct Snapshot {
 // The overall bar.
 struct Figures {
     Phase phase = Phase::preparing;
-    int percent = 0; // 0 to 100; 100 only when every byte is there
+    int percent = 0; // 0 to 100; 100 only when all is done
     double presentKb = 0;
     double totalKb = 0;
     double kbPerSecond = 0;
@@ -70,8 +70,10 @@ public:
     // The process was stopped until then: how long says nothing of the engine.
     void goOn(std::chrono::milliseconds time);
 
-    // The job's call has returned and this is the engine's answer since: in which phase all ended.
+    // The engine's call has returned and this is its answer since: what is left to tell of this try.
     std::vector<Event> end(const Snapshot &last, Outcome outcome);
+    // Another try begins, with figures of its own.
+    void beginAnew(std::chrono::milliseconds time);
 
 private:
     struct Sample {
@@ -93,11 +95,13 @@ private:
     bool m_begun = false;
     DownloadProgressInfo m_last{};
     std::vector<std::string> m_packages;
+    bool m_stale = false;         // the engine's figures are those of the try before
     std::deque<Sample> m_samples; // of the last seconds, for the speed
     std::chrono::milliseconds m_lastChange{};
     bool m_toldStandstill = false;
-    bool m_toldFailure = false;
+    bool m_packageFailed = false; // in the last answer
+    bool m_toldFailure = false;   // in this try
 };
 
-// How a try ended whose call told that the downloads ran, or told nothing.
-Outcome outcomeOf(const DownloadProgressInfo &info);
+// How a try ended. A failure counts before a giving up: a retry may mend it.
+Outcome outcomeOf(const DownloadProgressInfo &info, bool downloadsBegan);

@@ -26,7 +26,7 @@ std::string inWords(const Event &event) {
     case Event::Kind::packageFinished:
         return finishedInWords(event.text);
     case Event::Kind::packageFetchedAgain:
-        return "a package was not what the catalog says and is fetched again";
+        return "a package did not come right and is fetched again from its beginning";
     case Event::Kind::packageFailed:
         return "a package could not be fetched";
     case Event::Kind::packageGivenUp:
