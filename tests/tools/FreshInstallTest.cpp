@@ -135,12 +135,22 @@ INSTANTIATE_TEST_SUITE_P(
     caseName);
 
 TEST(FreshInstallStatus, IsUsageWhenCalledWrongly) {
-    for (const std::vector<std::string> &arguments : std::vector<std::vector<std::string>>{
-             {"--unknown"}, {"--retry", "many"}, {"--json", "--plain"}, {"word"}}) {
+    for (const std::vector<std::string> &arguments :
+         std::vector<std::vector<std::string>>{{"--unknown"},
+                                               {"--retry", "many"},
+                                               {"--json", "--plain"},
+                                               {"word"},
+                                               {"--retry", ""},
+                                               {"--retry", "-1"},
+                                               {"--retry", "010"},
+                                               {"--retry", "0x3"},
+                                               {"--retry", "1.5"},
+                                               {"--retry", "99999999999"}}) {
         std::vector<std::string> command{program};
         command.insert(command.end(), arguments.begin(), arguments.end());
-        EXPECT_EQ(run(command).status, 64) << arguments.front();
+        EXPECT_EQ(run(command).status, 64) << arguments.front() << ' ' << arguments.back();
     }
+    EXPECT_THAT(run({program, "--retry", "010"}).err, HasSubstr("N must be a decimal number: 010"));
 }
 
 TEST(FreshInstallStatus, TellsALibraryThatCannotBeUsed) {
@@ -191,6 +201,17 @@ TEST(FreshInstall, LoadsTheLibraryThatItIsTold) {
     EXPECT_EQ(run({program}).status, 69);
     EXPECT_EQ(run({program, "--library", "/tmp/other.so"}).status, 0);
 }
+
+class ClosedStream : public testing::TestWithParam<std::string> {};
+
+TEST_P(ClosedStream, DoesNotHinderIt) {
+    publishRelease({core});
+    EXPECT_EQ(run({"bash", "-c", program + " " + GetParam()}).status, 0);
+    EXPECT_TRUE(readText(pathOf(core)) == core.content);
+}
+
+INSTANTIATE_TEST_SUITE_P(Streams, ClosedStream, testing::Values("<&-", ">&-", "2>&-", "<&- >&- 2>&-"),
+                         [](const auto &parameter) { return "Case" + std::to_string(parameter.index); });
 
 // --- plain lines
 
@@ -320,6 +341,25 @@ TEST(JsonLines, TellAFailedDownloadAndItsRetry) {
     EXPECT_THAT(eventsNamed(objects, "retry"),
                 ElementsAre(Json{{"event", "retry"}, {"attempt", 1}, {"of", 5}}));
     EXPECT_EQ(objects.back()["packages"].size(), 2U);
+}
+
+// A product's name in the path of another's package.
+TEST(JsonLines, TellEveryPackagesOwnHash) {
+    const Product folder = {"Package.pkg", someBytes(1000), "2.0.0.0", "210", "Package"};
+    publishRelease({folder, extra});
+    const Ended ended = run({program, "--json"});
+    EXPECT_EQ(ended.status, 0);
+    EXPECT_THAT(objectsOf(ended.out).back()["packages"],
+                Contains(Json{{"path", pathOf(extra)}, {"sha1", sha1(extra.content)}}));
+}
+
+TEST(JsonLines, EndInWordsToo) {
+    publishRelease({core});
+    misbehave(serviceTarget + " * drop\n");
+    const Json end = objectsOf(run({program, "--json"}).out).back();
+    EXPECT_EQ(end["message"],
+              Json({"Failed before the downloads: no service, no catalogs, or a package is missing.",
+                    "The engine's log tells more: /var/log/DownloadManager.log"}));
 }
 
 TEST(JsonLines, TellTheNewsOfATryBeforeItsRetry) {

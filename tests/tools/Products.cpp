@@ -18,7 +18,7 @@ void publishProduct(const Product &product) {
             product.buildNo +
             "</mainbuildno></configuration><manifest><server_package_information><fullinstall_package_list>"
             "<server_package name=\"" +
-            product.name + "\" url=\"" + url + "\" hash=\"" + sha1(product.content) +
+            product.nameInCatalog + "\" url=\"" + url + "\" hash=\"" + sha1(product.content) +
             "\"/></fullinstall_package_list></server_package_information></manifest></product_catalog>");
 }
 

@@ -9,6 +9,7 @@ struct Product {
     std::string content;
     std::string version = "2.0.0.0";
     std::string buildNo = "210";
+    std::string nameInCatalog = name;
 };
 
 // On the scripted host, at "/<name>".

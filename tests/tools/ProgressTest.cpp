@@ -449,6 +449,39 @@ TEST(Words, LetNoPackageNameCommandTheTerminal) {
               "finished: a?[2Jb?.pkg, its SHA-1 is the catalog's");
 }
 
+struct Name {
+    const char *name;
+    std::string bytes;
+    std::string shown;
+};
+
+class PrintableName : public testing::TestWithParam<Name> {};
+
+TEST_P(PrintableName, KeepsTextAndNothingElse) {
+    EXPECT_EQ(printable(GetParam().bytes), GetParam().shown);
+}
+
+INSTANTIATE_TEST_SUITE_P(Words, PrintableName,
+                         testing::Values(Name{"Ascii", "a ~.pkg", "a ~.pkg"}, Name{"Delete", "a\x7f", "a?"},
+                                         Name{"TwoBytes", "\xc2\xa0\xc3\xa9", "\xc2\xa0\xc3\xa9"},
+                                         Name{"ThreeBytes", "\xe2\x82\xac", "\xe2\x82\xac"},
+                                         Name{"FourBytes", "\xf0\x9f\x98\x80", "\xf0\x9f\x98\x80"},
+                                         Name{"SecondSetOfControls",
+                                              "c\xc2\x9b"
+                                              "31m",
+                                              "c??31m"}, //
+                                         Name{"RawControl",
+                                              "c\x9b"
+                                              "31m",
+                                              "c?31m"},
+                                         Name{"CutShort", "\xe2\x82", "??"}, //
+                                         Name{"CutShortByText", "\xe2\x82z", "??z"},
+                                         Name{"LongerThanNeeded", "\xc0\x9b\xe0\x82\x9b", "?????"},
+                                         Name{"HalfOfAPair", "\xed\xa0\x80", "???"}, //
+                                         Name{"BeyondTheLast", "\xf4\x90\x80\x80", "????"},
+                                         Name{"NoSuchByte", "\xff\xf8", "??"}),
+                         [](const auto &parameter) { return std::string(parameter.param.name); });
+
 // --- the engine's text of paths
 
 struct Paths {

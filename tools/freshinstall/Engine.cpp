@@ -53,7 +53,11 @@ std::vector<std::string> Engine::packages() const {
 }
 
 std::string Engine::expectedHash(const std::string &path) const {
-    return m_getHashValue(path.c_str());
+    return m_getHashValue(fileName(path).c_str());
+}
+
+std::string fileName(const std::string &path) {
+    return path.substr(path.rfind('/') + 1);
 }
 
 std::vector<std::string> splitPackages(const std::string &text) {

@@ -29,7 +29,8 @@ public:
 
     DownloadProgressInfo progress() const;
     std::vector<std::string> packages() const;
-    // The catalog's SHA-1 of a package; its path will do in a fresh installation.
+    // The catalog's SHA-1 of a package. The engine looks for its name in the text that it is given, so the
+    // folders of the path would only mislead it.
     std::string expectedHash(const std::string &path) const;
 
 private:
@@ -39,6 +40,8 @@ private:
     decltype(&RetryDownloadPackages) m_retryDownloadPackages = nullptr;
     decltype(&GetHashValue) m_getHashValue = nullptr;
 };
+
+std::string fileName(const std::string &path);
 
 // The engine's text of paths, each followed by "!:", taken apart.
 std::vector<std::string> splitPackages(const std::string &text);

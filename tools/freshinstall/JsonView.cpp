@@ -43,7 +43,11 @@ void JsonView::end(const Ending &ending) {
     Json packages = Json::array();
     for (const Package &package : ending.packages)
         packages.push_back({{"path", package.path}, {"sha1", package.sha1}});
-    line({{"event", "end"}, {"outcome", ending.name}, {"status", ending.status}, {"packages", packages}});
+    line({{"event", "end"},
+          {"outcome", ending.name},
+          {"status", ending.status},
+          {"message", ending.lines},
+          {"packages", packages}});
 }
 
 void JsonView::line(const Json &object) {

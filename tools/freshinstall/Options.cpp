@@ -4,11 +4,23 @@
 
 #include "Statuses.h"
 
+namespace {
+
+// "010" may mean eight or ten.
+std::string isDecimal(const std::string &text) {
+    const bool digitsOnly = !text.empty() && text.find_first_not_of("0123456789") == std::string::npos;
+    return digitsOnly && (text == "0" || text.front() != '0') ? "" : "N must be a decimal number: " + text;
+}
+
+} // namespace
+
 std::optional<int> readOptions(int argc, const char *const *argv, Options &options) {
     options.library = LIBRARY_NAME;
     CLI::App app("Runs a fresh installation's downloads by the suite's engine and shows how far they are.",
                  "freshinstall");
-    app.add_option("--retry", options.retries, "Retry failed packages up to N times")->type_name("N");
+    app.add_option("--retry", options.retries, "Retry failed packages up to N times")
+        ->type_name("N")
+        ->check(isDecimal);
     auto *json = app.add_flag("--json", options.json, "Print one JSON object a line");
     app.add_flag("--plain", options.plain, "Print plain lines, on a terminal too")->excludes(json);
     app.add_option("--library", options.library, "Use this library instead of the one installed beside")

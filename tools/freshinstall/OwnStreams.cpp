@@ -20,11 +20,20 @@ int privateCopy(int stream) {
     return must(fcntl(stream, F_DUPFD_CLOEXEC, STDERR_FILENO + 1), "standard streams");
 }
 
+// A caller may have closed them; whatever is opened next would take their places.
+void openClosedStreams() {
+    for (int stream = STDIN_FILENO; stream <= STDERR_FILENO; ++stream) {
+        if (fcntl(stream, F_GETFD) == -1)
+            must(open("/dev/null", O_RDWR), "/dev/null"); // gets the lowest free number: this one
+    }
+}
+
 } // namespace
 
-OwnStreams::OwnStreams()
-    : m_out(privateCopy(STDOUT_FILENO))
-    , m_error(privateCopy(STDERR_FILENO)) {
+OwnStreams::OwnStreams() {
+    openClosedStreams();
+    m_out = privateCopy(STDOUT_FILENO);
+    m_error = privateCopy(STDERR_FILENO);
     const int nowhere = must(open("/dev/null", O_WRONLY | O_CLOEXEC), "/dev/null");
     must(dup2(nowhere, STDOUT_FILENO), "standard output");
     must(dup2(nowhere, STDERR_FILENO), "standard error");

@@ -11,6 +11,5 @@ std::string retryInWords(unsigned attempt, unsigned attempts);
 
 std::string megabytes(double kb);           // "12.3"
 std::string duration(std::chrono::seconds); // "0:07", "1:02:03"
-std::string fileName(const std::string &path);
-// Names come from the network: what could command a terminal is shown as "?".
-std::string printable(std::string text);
+// Names come from the network: what could command a terminal, and what is no UTF-8, is shown as "?".
+std::string printable(const std::string &text);
