@@ -26,6 +26,7 @@ using Json = nlohmann::json;
 using testing::AllOf;
 using testing::Contains;
 using testing::ElementsAre;
+using testing::EndsWith;
 using testing::HasSubstr;
 using testing::Not;
 
@@ -250,6 +251,44 @@ TEST(PlainLines, SayWhatTheyWaitForAndEndAtOnceWhenTold) {
     EXPECT_THAT(terminal.output(), Not(HasSubstr("\033")));
 }
 
+TEST(PlainLines, SayTruthfullyWhatFailed) {
+    publishRelease({core, extra});
+    misbehave("/core.pkg * reset 1000\n");
+    EXPECT_THAT(run({program}).out, EndsWith("A package could not be fetched; 1 package finished.\n"
+                                             "A new run fetches all packages anew.\n"
+                                             "The engine's log tells more: /var/log/DownloadManager.log\n"));
+}
+
+TEST(PlainLines, NameADestinationThatCannotBeWrittenAsACause) {
+    publishRelease({core});
+    std::filesystem::create_directories(pathOf(core)); // in the file's place
+    const Ended ended = run({program});
+    EXPECT_EQ(ended.status, 2);
+    EXPECT_THAT(ended.out, HasSubstr("or could not be written; 0 packages finished.\n"));
+}
+
+TEST(PlainLines, SayThatNothingIsOnTheDiskWhenInterruptedEarly) {
+    publishRelease({core});
+    misbehave(serviceTarget + " * silent\n");
+    PseudoTerminal terminal({program, "--plain"}, 80);
+    ASSERT_TRUE(terminal.shows("preparing")) << terminal.output();
+    terminal.send(SIGINT);
+    EXPECT_EQ(terminal.end(), 130);
+    EXPECT_THAT(terminal.output(), HasSubstr("interrupted\r\nNothing of the packages is on the disk.\r\n"));
+}
+
+TEST(PlainLines, AnnounceARetryAndEndAtOnceDuringItsPause) {
+    publishRelease({core});
+    misbehave(serviceTarget + " * drop\n");
+    PseudoTerminal terminal({program, "--plain", "--retry", "9"}, 80);
+    for (const std::string retry :
+         {"retry 1 of 9 in 1 second\r\n", "retry 2 of 9 in 2 seconds\r\n", "retry 3 of 9 in 4 seconds\r\n"})
+        ASSERT_TRUE(terminal.shows(retry)) << terminal.output();
+    terminal.send(SIGTERM);
+    EXPECT_EQ(terminal.end(), 143);
+    EXPECT_THAT(terminal.output(), Not(HasSubstr("retry 4")));
+}
+
 // --- a reader that does not read
 
 // A pipe that is full.
@@ -339,7 +378,7 @@ TEST(JsonLines, TellAFailedDownloadAndItsRetry) {
     const std::vector<Json> objects = objectsOf(run({program, "--json", "--retry", "5"}).out);
     EXPECT_EQ(eventsNamed(objects, "failed").size(), 1U);
     EXPECT_THAT(eventsNamed(objects, "retry"),
-                ElementsAre(Json{{"event", "retry"}, {"attempt", 1}, {"of", 5}}));
+                ElementsAre(Json{{"event", "retry"}, {"attempt", 1}, {"of", 5}, {"inSeconds", 1}}));
     EXPECT_EQ(objects.back()["packages"].size(), 2U);
 }
 

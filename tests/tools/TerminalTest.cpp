@@ -120,7 +120,7 @@ TEST(TerminalKeys, CtrlCEndsAtOnceAndRestoresTheTerminal) {
                 HasSubstr("interrupted\r\n"
                           "Left on the disk: 1 package finished, and what came of the others, below\r\n"
                           "  /usr/local/Brovik/TempDownload/Package\r\n"
-                          "A new run fetches all of them again.\r\n"));
+                          "A new run fetches all packages anew.\r\n"));
     EXPECT_GT(terminal.output().rfind(showCursor) + 1, terminal.output().rfind(hideCursor) + 1);
     EXPECT_TRUE(readText(pathOf(extra)) == extra.content);
 }

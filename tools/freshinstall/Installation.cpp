@@ -1,21 +1,34 @@
 #include "Installation.h"
 
+#include <algorithm>
 #include <csignal>
 #include <cstdlib>
+#include <filesystem>
 #include <string>
+#include <system_error>
 
 #include "Statuses.h"
 #include "Words.h"
 
 namespace {
 
+using std::chrono::seconds;
+
+constexpr auto longestPause = seconds(30);
 constexpr auto interval = std::chrono::milliseconds(50);
-constexpr auto lastWords = std::chrono::seconds(1); // which a slow reader has to take them
+constexpr auto lastWords = seconds(1); // which a slow reader has to take them
 const std::string packageFolder = "/usr/local/Brovik/TempDownload/Package";
+const std::string fetchedAnew = "A new run fetches all packages anew.";
 const std::string readTheLog = "The engine's log tells more: /var/log/DownloadManager.log";
 
 std::string count(std::size_t packages) {
     return std::to_string(packages) + (packages == 1 ? " package" : " packages");
+}
+
+// Longer from retry to retry, so that a service in trouble is left in peace.
+seconds pauseBefore(unsigned retry) {
+    constexpr unsigned doublings = 5; // beyond, the longest is reached
+    return std::min(seconds(1U << std::min(retry - 1, doublings)), longestPause);
 }
 
 std::chrono::milliseconds now() {
@@ -40,7 +53,9 @@ Outcome Installation::install() {
     for (unsigned retry = 1; retry <= m_retries; ++retry) {
         if (outcome != Outcome::failedBeforeDownloads && outcome != Outcome::downloadsFailed)
             break;
-        m_view.retry(retry, m_retries);
+        const seconds pause = pauseBefore(retry);
+        m_view.retry({retry, m_retries, pause});
+        waitFor(pause);
         m_progress.beginAnew(now());
         outcome = attempt([this] { m_engine.retry(); });
     }
@@ -64,6 +79,12 @@ int Installation::finish(Outcome outcome) {
     m_view.end(ending);
     waitForOutput();
     return ending.status;
+}
+
+void Installation::waitFor(std::chrono::milliseconds time) {
+    const auto end = now() + time;
+    for (auto left = time; left.count() > 0; left = end - now())
+        obey(m_wake.next(left));
 }
 
 void Installation::watch(const std::function<void()> &call) {
@@ -123,10 +144,14 @@ Ending Installation::endingOf(int signal) const {
     ending.name = "interrupted";
     ending.status = Statuses::interrupted + signal;
     addPackages(ending);
-    ending.lines = {"interrupted",
-                    "Left on the disk: " + count(ending.packages.size()) +
-                        " finished, and what came of the others, below",
-                    "  " + packageFolder, "A new run fetches all of them again."};
+    std::error_code failed; // what cannot be looked at is nothing that anybody could use
+    if (std::filesystem::exists(packageFolder, failed))
+        ending.lines = {"interrupted",
+                        "Left on the disk: " + count(ending.packages.size()) +
+                            " finished, and what came of the others, below",
+                        "  " + packageFolder, fetchedAnew};
+    else
+        ending.lines = {"interrupted", "Nothing of the packages is on the disk."};
     return ending;
 }
 
@@ -176,19 +201,19 @@ Ending Installation::endingOf(Outcome outcome) const {
                         readTheLog};
         return ending;
     case Outcome::downloadsFailed:
-        ending.lines = {"Downloads failed; " + finished + " finished. --retry N goes on with them."};
+        ending.lines = {"A package could not be fetched; " + finished + " finished."};
         break;
     case Outcome::givenUp:
         ending.lines = {"A package was given up, since its SHA-1 was wrong on every try; " + finished +
-                            " finished.",
-                        "Only a new run can fetch it."};
+                        " finished."};
         break;
     case Outcome::brokenOff:
-        ending.lines = {"A package kept breaking off, or has no SHA-1 in the catalogs; " + finished +
-                            " finished.",
-                        "Only a new run can fetch it."};
+        ending.lines = {
+            "A package kept breaking off, has no SHA-1 in the catalogs, or could not be written; " +
+            finished + " finished."};
         break;
     }
+    ending.lines.push_back(fetchedAnew);
     ending.name = "downloads-failed";
     ending.status = Statuses::downloadsFailed;
     ending.lines.push_back(readTheLog);

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <atomic>
+#include <chrono>
 #include <exception>
 #include <functional>
 #include <string>
@@ -33,6 +34,7 @@ private:
     Outcome install();
     Outcome attempt(const std::function<void()> &call);
     int finish(Outcome outcome);
+    void waitFor(std::chrono::milliseconds time);
     void watch(const std::function<void()> &call);
     void look();
     void obey(int signal);

@@ -35,8 +35,11 @@ void JsonView::figures(const Figures &figures) {
           {"secondsLeft", figures.left ? Json(figures.left->count()) : Json(nullptr)}});
 }
 
-void JsonView::retry(unsigned attempt, unsigned attempts) {
-    line({{"event", "retry"}, {"attempt", attempt}, {"of", attempts}});
+void JsonView::retry(const Retry &retry) {
+    line({{"event", "retry"},
+          {"attempt", retry.attempt},
+          {"of", retry.of},
+          {"inSeconds", retry.pause.count()}});
 }
 
 void JsonView::end(const Ending &ending) {

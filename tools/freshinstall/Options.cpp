@@ -27,7 +27,7 @@ std::optional<int> readOptions(int argc, const char *const *argv, Options &optio
         ->type_name("FILE");
     app.set_version_flag("--version", VERSION);
     app.footer("Exit status:\n"
-               "  0    all packages are downloaded and checked\n"
+               "  0    all packages are downloaded and checked, but for any whose file could not be made\n"
                "  1    failed before the downloads: no service, no catalogs, or a package is missing\n"
                "  2    the downloads failed, or some of them\n"
                "  64   called wrongly\n"

@@ -16,8 +16,8 @@ void PlainView::figures(const Figures &figures) {
                        : ""));
 }
 
-void PlainView::retry(unsigned attempt, unsigned attempts) {
-    line(retryInWords(attempt, attempts));
+void PlainView::retry(const Retry &retry) {
+    line(inWords(retry));
 }
 
 void PlainView::end(const Ending &ending) {

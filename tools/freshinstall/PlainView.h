@@ -11,7 +11,7 @@ public:
 
     void event(const Event &event) override;
     void figures(const Figures &figures) override; // a line for every further per cent
-    void retry(unsigned attempt, unsigned attempts) override;
+    void retry(const Retry &retry) override;
     void end(const Ending &ending) override;
 
 private:

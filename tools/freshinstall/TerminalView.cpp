@@ -67,8 +67,8 @@ void TerminalView::figures(const Figures &figures) {
         draw();
 }
 
-void TerminalView::retry(unsigned attempt, unsigned attempts) {
-    line(retryInWords(attempt, attempts));
+void TerminalView::retry(const Retry &retry) {
+    line(inWords(retry));
 }
 
 void TerminalView::end(const Ending &ending) {

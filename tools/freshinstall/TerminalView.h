@@ -15,7 +15,7 @@ public:
 
     void event(const Event &event) override;
     void figures(const Figures &figures) override;
-    void retry(unsigned attempt, unsigned attempts) override;
+    void retry(const Retry &retry) override;
     void end(const Ending &ending) override; // restores the terminal
     void resized() override { draw(); }
     void suspend() override;

@@ -1,6 +1,7 @@
 // Where an installation is shown: in a terminal, as plain lines, or as JSON lines.
 #pragma once
 
+#include <chrono>
 #include <memory>
 #include <string>
 #include <vector>
@@ -10,6 +11,12 @@
 struct Package {
     std::string path;
     std::string sha1; // the catalog's, which the file's was found to be
+};
+
+struct Retry {
+    unsigned attempt; // from 1
+    unsigned of;
+    std::chrono::seconds pause; // before it begins
 };
 
 // How all ended, in a form that people and programs can use.
@@ -29,7 +36,7 @@ public:
 
     virtual void event(const Event &event) = 0;
     virtual void figures(const Figures &figures) = 0; // the newest; may be the same as before
-    virtual void retry(unsigned attempt, unsigned attempts) = 0;
+    virtual void retry(const Retry &retry) = 0;
     virtual void end(const Ending &ending) = 0; // nothing is shown after it
 
     // For views that own a terminal: its window has another size, or the process stops and goes on.

@@ -63,8 +63,10 @@ std::string inWords(const Event &event) {
     return {};
 }
 
-std::string retryInWords(unsigned attempt, unsigned attempts) {
-    return "retry " + std::to_string(attempt) + " of " + std::to_string(attempts);
+std::string inWords(const Retry &retry) {
+    const long long seconds = retry.pause.count();
+    return "retry " + std::to_string(retry.attempt) + " of " + std::to_string(retry.of) + " in " +
+           std::to_string(seconds) + (seconds == 1 ? " second" : " seconds");
 }
 
 std::string megabytes(double kb) {

@@ -4,10 +4,10 @@
 #include <chrono>
 #include <string>
 
-#include "Progress.h"
+#include "View.h"
 
 std::string inWords(const Event &event);
-std::string retryInWords(unsigned attempt, unsigned attempts);
+std::string inWords(const Retry &retry);
 
 std::string megabytes(double kb);           // "12.3"
 std::string duration(std::chrono::seconds); // "0:07", "1:02:03"
