@@ -254,7 +254,7 @@ TEST(PlainLines, SayWhatTheyWaitForAndEndAtOnceWhenTold) {
 TEST(PlainLines, SayTruthfullyWhatFailed) {
     publishRelease({core, extra});
     misbehave("/core.pkg * reset 1000\n");
-    EXPECT_THAT(run({program}).out, EndsWith("A package could not be fetched; 1 package finished.\n"
+    EXPECT_THAT(run({program}).out, EndsWith("Not every package could be fetched; 1 package finished.\n"
                                              "A new run fetches all packages anew.\n"
                                              "The engine's log tells more: /var/log/DownloadManager.log\n"));
 }

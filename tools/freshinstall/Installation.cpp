@@ -3,12 +3,8 @@
 #include <algorithm>
 #include <csignal>
 #include <cstdlib>
-#include <filesystem>
-#include <string>
-#include <system_error>
 
 #include "Statuses.h"
-#include "Words.h"
 
 namespace {
 
@@ -17,13 +13,6 @@ using std::chrono::seconds;
 constexpr auto longestPause = seconds(30);
 constexpr auto interval = std::chrono::milliseconds(50);
 constexpr auto lastWords = seconds(1); // which a slow reader has to take them
-const std::string packageFolder = "/usr/local/Brovik/TempDownload/Package";
-const std::string fetchedAnew = "A new run fetches all packages anew.";
-const std::string readTheLog = "The engine's log tells more: /var/log/DownloadManager.log";
-
-std::string count(std::size_t packages) {
-    return std::to_string(packages) + (packages == 1 ? " package" : " packages");
-}
 
 // Longer from retry to retry, so that a service in trouble is left in peace.
 seconds pauseBefore(unsigned retry) {
@@ -42,7 +31,7 @@ int Installation::run() {
     try {
         return finish(install());
     } catch (const std::exception &error) {
-        endAtOnce(endingOf(error));
+        endAtOnce(endingBy(error));
     }
 }
 
@@ -75,7 +64,7 @@ Outcome Installation::attempt(const std::function<void()> &call) {
 }
 
 int Installation::finish(Outcome outcome) {
-    const Ending ending = endingOf(outcome);
+    const Ending ending = endingBy(outcome, finished());
     m_view.end(ending);
     waitForOutput();
     return ending.status;
@@ -128,7 +117,7 @@ void Installation::obey(int signal) {
         m_progress.goOn(now());
         return m_view.resume();
     default:
-        endAtOnce(endingOf(signal));
+        endAtOnce(endingBy(signal, finished()));
     }
 }
 
@@ -137,30 +126,6 @@ void Installation::endAtOnce(const Ending &ending) {
     static_cast<void>(m_output.isWritten(lastWords)); // whoever does not read them must not hold up the end
     // The engine's threads are in the middle of their work: nothing may be destroyed.
     std::_Exit(ending.status);
-}
-
-Ending Installation::endingOf(int signal) const {
-    Ending ending;
-    ending.name = "interrupted";
-    ending.status = Statuses::interrupted + signal;
-    addPackages(ending);
-    std::error_code failed; // what cannot be looked at is nothing that anybody could use
-    if (std::filesystem::exists(packageFolder, failed))
-        ending.lines = {"interrupted",
-                        "Left on the disk: " + count(ending.packages.size()) +
-                            " finished, and what came of the others, below",
-                        "  " + packageFolder, fetchedAnew};
-    else
-        ending.lines = {"interrupted", "Nothing of the packages is on the disk."};
-    return ending;
-}
-
-Ending Installation::endingOf(const std::exception &error) {
-    Ending ending;
-    ending.name = "error";
-    ending.status = Statuses::outOfResources;
-    ending.lines = {std::string("Cannot go on: ") + error.what(), readTheLog};
-    return ending;
 }
 
 // All is told, but its reader may be slow; signals end the wait.
@@ -184,43 +149,9 @@ Snapshot Installation::ask() const {
     return {m_engine.progress(), std::move(packages), now()};
 }
 
-Ending Installation::endingOf(Outcome outcome) const {
-    Ending ending;
-    addPackages(ending);
-    const std::string finished = count(ending.packages.size());
-    switch (outcome) {
-    case Outcome::done:
-        ending.name = "done";
-        ending.status = Statuses::done;
-        ending.lines = {finished + " downloaded and checked, below", "  " + packageFolder};
-        return ending;
-    case Outcome::failedBeforeDownloads:
-        ending.name = "failed-before-downloads";
-        ending.status = Statuses::failedBeforeDownloads;
-        ending.lines = {"Failed before the downloads: no service, no catalogs, or a package is missing.",
-                        readTheLog};
-        return ending;
-    case Outcome::downloadsFailed:
-        ending.lines = {"A package could not be fetched; " + finished + " finished."};
-        break;
-    case Outcome::givenUp:
-        ending.lines = {"A package was given up, since its SHA-1 was wrong on every try; " + finished +
-                        " finished."};
-        break;
-    case Outcome::brokenOff:
-        ending.lines = {
-            "A package kept breaking off, has no SHA-1 in the catalogs, or could not be written; " +
-            finished + " finished."};
-        break;
-    }
-    ending.lines.push_back(fetchedAnew);
-    ending.name = "downloads-failed";
-    ending.status = Statuses::downloadsFailed;
-    ending.lines.push_back(readTheLog);
-    return ending;
-}
-
-void Installation::addPackages(Ending &ending) const {
+std::vector<Package> Installation::finished() const {
+    std::vector<Package> packages;
     for (const std::string &path : m_engine.packages())
-        ending.packages.push_back({path, m_engine.expectedHash(path)});
+        packages.push_back({path, m_engine.expectedHash(path)});
+    return packages;
 }

@@ -6,7 +6,6 @@
 #include <chrono>
 #include <exception>
 #include <functional>
-#include <string>
 #include <thread>
 #include <vector>
 
@@ -42,10 +41,7 @@ private:
     void tell(const std::vector<Event> &events);
     Snapshot ask() const;
     void waitForOutput() const;
-    Ending endingOf(Outcome outcome) const;
-    Ending endingOf(int signal) const;
-    static Ending endingOf(const std::exception &error);
-    void addPackages(Ending &ending) const;
+    std::vector<Package> finished() const;
 
     Engine &m_engine;
     View &m_view;

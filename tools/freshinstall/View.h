@@ -6,25 +6,13 @@
 #include <string>
 #include <vector>
 
+#include "Ending.h"
 #include "Progress.h"
-
-struct Package {
-    std::string path;
-    std::string sha1; // the catalog's, which the file's was found to be
-};
 
 struct Retry {
     unsigned attempt; // from 1
     unsigned of;
     std::chrono::seconds pause; // before it begins
-};
-
-// How all ended, in a form that people and programs can use.
-struct Ending {
-    std::string name; // "done", "failed-before-downloads", "downloads-failed", "error", "interrupted"
-    int status = 0;   // the process's
-    std::vector<std::string> lines;
-    std::vector<Package> packages; // finished ones
 };
 
 class View {
