@@ -245,14 +245,24 @@ TEST(ProgressModel, TellsEveryFinishedPackageOnce) {
 TEST(ProgressModel, TellsAPackageFetchedAgainBesideAQuickOne) {
     Watch watch;
     static_cast<void>(watch.take(figures(60, 5 + 20, 105)));
-    EXPECT_THAT(watch.take(figures(30, 0 + 60, 105)), ElementsAre(Event{Kind::packageFetchedAgain, ""}));
-    EXPECT_THAT(watch.take(figures(40, 0 + 80, 105)), IsEmpty());
+    EXPECT_THAT(watch.take(figures(30, 0 + 60, 105)), IsEmpty()); // a package may have begun
+    EXPECT_THAT(watch.take(figures(40, 0 + 80, 105), {}, seconds(2)),
+                ElementsAre(Event{Kind::packageFetchedAgain, ""}));
+    EXPECT_THAT(watch.take(figures(45, 0 + 90, 105), {}, milliseconds(10)), IsEmpty());
+    static_cast<void>(watch.take(figures(40, 0 + 95, 105), {}, milliseconds(10)));
+    EXPECT_THAT(watch.end(figures(99, 105, 105), Outcome::done),
+                ElementsAre(Event{Kind::packageFetchedAgain, ""}, Event{Kind::phaseBegan, "done"}));
 }
 
 TEST(ProgressModel, TellsNothingOfAPackageThatBegins) {
     Watch watch;
     static_cast<void>(watch.take(figures(60, 60, 100)));
-    EXPECT_THAT(watch.take(figures(30, 60, 200)), IsEmpty());
+    EXPECT_THAT(watch.take(figures(30, 60, 100)), IsEmpty()); // before its server tells its length
+    EXPECT_THAT(watch.take(figures(31, 62, 200)), IsEmpty());
+    EXPECT_THAT(watch.take(figures(32, 64, 200), {}, seconds(2)), IsEmpty());
+    EXPECT_THAT(watch.take(figures(20, 64, 200)), IsEmpty()); // before it fails
+    EXPECT_THAT(watch.take(flags(figures(21, 66, 200), true, false, true)),
+                ElementsAre(Event{Kind::packageFailed, ""}));
 }
 
 TEST(ProgressModel, TellsAFailureWithoutFiguresAtTheEndOfTheTry) {

@@ -1,6 +1,7 @@
 #include "Engine.h"
 
 #include <memory>
+#include <new>
 
 #include <dlfcn.h>
 
@@ -44,11 +45,15 @@ void Engine::retry() {
 DownloadProgressInfo Engine::progress() const {
     const std::unique_ptr<DownloadProgressInfo> record(
         static_cast<DownloadProgressInfo *>(m_getDownloadProgressInfo()));
+    if (!record)
+        throw std::bad_alloc();
     return *record;
 }
 
 std::vector<std::string> Engine::packages() const {
     const std::unique_ptr<char[]> text(m_getDownloadedPackages());
+    if (!text)
+        throw std::bad_alloc();
     return splitPackages(text.get());
 }
 

@@ -10,7 +10,7 @@ using std::chrono::seconds;
 namespace {
 
 constexpr milliseconds speedWindow = seconds(5);
-constexpr milliseconds patience = seconds(2);        // before standing still is worth a word
+constexpr milliseconds patience = seconds(2);        // before what is seen is worth a word
 constexpr seconds longestEstimate = seconds(359999); // 99:59:59; beyond, an estimate says nothing
 
 bool sameFigures(const DownloadProgressInfo &one, const DownloadProgressInfo &other) {
@@ -68,7 +68,7 @@ std::vector<Event> Progress::take(const Snapshot &snapshot) {
     const bool moves = !sameFigures(snapshot.info, m_last) || snapshot.packages != m_packages;
     enter(phaseOf(snapshot.info));
     noticePackages(snapshot.packages);
-    noticeTroubles(snapshot.info);
+    noticeTroubles(snapshot.info, snapshot.time);
     m_stale = m_stale && sameFigures(snapshot.info, m_last);
     if (!m_stale)
         measure(snapshot.info, snapshot.time);
@@ -90,6 +90,8 @@ std::vector<Event> Progress::end(const Snapshot &last, Outcome outcome) {
     m_figures.kbPerSecond = 0;
     m_figures.left.reset();
     m_figures.waitsFor.clear();
+    if (std::exchange(m_averageFell, std::nullopt))
+        tell(Event::Kind::packageFetchedAgain);
     // Packages that failed without a byte leave no figures, and quick ones are not seen to fail.
     if (outcome == Outcome::downloadsFailed && !m_toldFailure)
         tell(Event::Kind::packageFailed);
@@ -108,6 +110,7 @@ void Progress::beginAnew(milliseconds time) {
     m_figures = Figures();
     m_figures.phase = phase;
     m_toldFailure = false;
+    m_averageFell.reset();
     m_stale = true;
     goOn(time);
 }
@@ -136,13 +139,8 @@ void Progress::noticePackages(const std::vector<std::string> &packages) {
     m_packages = packages;
 }
 
-void Progress::noticeTroubles(const DownloadProgressInfo &info) {
-    // Only a file that is cut to nothing makes the sum fall. Beside a quick package the sum rises all the
-    // same, but not the average per cent, which else falls only while the packages begin.
-    const bool averageFell =
-        info.progressPercent < m_last.progressPercent && info.totalSize == m_last.totalSize;
-    if (info.downloadedSize < m_last.downloadedSize || averageFell)
-        tell(Event::Kind::packageFetchedAgain);
+void Progress::noticeTroubles(const DownloadProgressInfo &info, milliseconds time) {
+    noticeAnotherFetch(info, time);
     // Without any figures it may have been no package: the end of the try tells.
     const bool packageFailed = info.failed && sane(info.totalSize) > 0;
     if (packageFailed && !m_packageFailed) {
@@ -152,6 +150,22 @@ void Progress::noticeTroubles(const DownloadProgressInfo &info) {
     m_packageFailed = packageFailed;
     if (!info.resumable && m_last.resumable)
         tell(Event::Kind::packageGivenUp);
+}
+
+// Only a file that is cut to nothing makes the sum fall. Beside a quick package the sum rises all the same,
+// but not the average per cent. That falls as well when a package begins, which then adds its length, or
+// fails.
+void Progress::noticeAnotherFetch(const DownloadProgressInfo &info, milliseconds time) {
+    const bool sumFell = info.downloadedSize < m_last.downloadedSize;
+    const bool packageBegan = info.totalSize != m_last.totalSize || info.failed;
+    if (packageBegan)
+        m_averageFell.reset();
+    else if (info.progressPercent < m_last.progressPercent && !m_averageFell)
+        m_averageFell = time;
+    if (!sumFell && !(m_averageFell && time - *m_averageFell >= patience))
+        return;
+    tell(Event::Kind::packageFetchedAgain);
+    m_averageFell.reset();
 }
 
 void Progress::measure(const DownloadProgressInfo &info, milliseconds time) {

@@ -82,7 +82,8 @@ private:
     };
 
     void noticePackages(const std::vector<std::string> &packages);
-    void noticeTroubles(const DownloadProgressInfo &info);
+    void noticeTroubles(const DownloadProgressInfo &info, std::chrono::milliseconds time);
+    void noticeAnotherFetch(const DownloadProgressInfo &info, std::chrono::milliseconds time);
     void enter(Phase phase);
     void measure(const DownloadProgressInfo &info, std::chrono::milliseconds time);
     void noticeStandstill(const Snapshot &snapshot);
@@ -98,6 +99,7 @@ private:
     bool m_stale = false;         // the engine's figures are those of the try before
     std::deque<Sample> m_samples; // of the last seconds, for the speed
     std::chrono::milliseconds m_lastChange{};
+    std::optional<std::chrono::milliseconds> m_averageFell; // when, while nothing explains it
     bool m_toldStandstill = false;
     bool m_packageFailed = false; // in the last answer
     bool m_toldFailure = false;   // in this try
