@@ -132,12 +132,30 @@ TEST_F(CancelledJobTest, ADownloadThatWaitedForItsFileLeavesTheFile) {
         };
     };
     background.run(loadTo("/first.pkg"));
-    ASSERT_TRUE(comesTrue([this] { return wasAsked("GET", "/first.pkg"); }));
+    ASSERT_TRUE(comesTrue([this] { return controller.getDownloadProgressInfo().downloadedSize > 0; }));
     background.run(loadTo("/second.pkg"));
     ASSERT_TRUE(comesTrue([] { return notedThreadWaits.load(); }));
     controller.cancelDownload();
     background.join();
     EXPECT_FALSE(wasAsked("GET", "/second.pkg"));
+    EXPECT_EQ(readText(file), "the f");
+}
+
+TEST_F(CancelledJobTest, ARetryThatWaitedForItsFileLeavesTheFile) {
+    server.serve("/first.pkg", "the first content", {answer::nothing(), answer::hold(5, Gate())});
+    server.serve("/second.pkg", "the second content", {answer::reset(4)});
+    const std::string file = folder + "/one.pkg";
+    for (const char *path : {"/first.pkg", "/second.pkg"})
+        EXPECT_EQ(controller.downLoadThreadEntry(server.url(path).c_str(), file.c_str()), 0);
+    background.run([this] { controller.retryDownload(); });
+    // The second, with four bytes at the most, waits or had its turn before.
+    constexpr double fourBytesAndAHalf = 4.5 / 1024;
+    ASSERT_TRUE(comesTrue([&] {
+        return timesAsked("/first.pkg") == 2 &&
+               controller.getDownloadProgressInfo().downloadedSize > fourBytesAndAHalf;
+    }));
+    controller.cancelDownload();
+    background.join();
     EXPECT_EQ(readText(file), "the f");
 }
 

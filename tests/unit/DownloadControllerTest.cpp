@@ -411,6 +411,27 @@ TEST_F(DownloadControllerTest, AFreshInstallWithoutItsCatalogsFailsAndCanBeRepea
     EXPECT_TRUE(controller.getDownloadProgressInfo().completed);
 }
 
+TEST_F(DownloadControllerTest, AFreshInstallThatAnExceptionEndsCanBeRepeated) {
+    offerProducts({package("1.pkg", "1.0.0.0", "content")});
+    bool thrown = false;
+    // What is allocated first is for reading the property list, which survives it.
+    for (std::size_t allocation = 0; !thrown; ++allocation) {
+        ASSERT_LT(allocation, 20U);
+        DownloadController::releaseInstance();
+        DownloadController &fresh = *DownloadController::getInstance();
+        const FailingAllocation failing(allocation);
+        try {
+            static_cast<void>(fresh.freshInstall());
+        } catch (const std::bad_alloc &) {
+            thrown = true;
+        }
+    }
+    DownloadController &repeated = *DownloadController::getInstance();
+    EXPECT_TRUE(repeated.getDownloadProgressInfo().failed);
+    repeated.retryDownload();
+    EXPECT_TRUE(repeated.getDownloadProgressInfo().completed);
+}
+
 TEST_F(DownloadControllerTest, ACheckWithoutItsCatalogsFails) {
     serviceAnswers(replyNaming(server.url(""), {"core"}));
     int result = 0;

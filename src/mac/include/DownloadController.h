@@ -61,7 +61,8 @@ public:
     // fresh installation failed before its downloads, runs it again.
     void retryDownload();
     // Ends all running transfers and destroys their workers, once until the next product update. Returns
-    // when no thread uses a worker any more.
+    // when no thread uses any of them any more; one that libcurl is still looking up the name of a host for
+    // takes as long as the system needs to give that up.
     void cancelDownload();
 
     // Frees every text of the list, which were allocated with new[], and empties it.
@@ -124,6 +125,7 @@ private:
     void writePackageList();
     int install();
     int runFreshInstall() REQUIRES(m_jobMutex);
+    int downloadProducts() REQUIRES(m_jobMutex);
     void markEarlyFailure();
     void clearEarlyFailure();
     void setProductInfoList(std::vector<ProductInfo> products);

@@ -46,7 +46,8 @@ public:
     int validatePackage();
     void setHashValue(std::string hash);
     void setDownloadStatus(bool downloaded);
-    // Ends a running transfer within a second, usually within a tenth, and every later one at its start.
+    // Ends a running transfer within a second, usually within a tenth, and every later one at its start. The
+    // look-up of a host's name is waited for.
     void cancel() noexcept;
 
     DownloadProgressInfo getProgressInfo() const;

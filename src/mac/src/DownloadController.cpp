@@ -43,17 +43,23 @@ private:
 };
 
 // The only use of a destination file. Replies that repeat a catalog bring the same file twice: the second
-// download waits for the first, or the two would write over each other.
+// download waits for the first, or the two would write over each other. A cancel ends the wait.
 class DownloadController::DestinationUse {
 public:
-    DestinationUse(DownloadController &controller, std::string file)
+    DestinationUse(DownloadController &controller, std::string file, unsigned cancelCount)
         : m_controller(controller)
         , m_file(std::move(file)) {
         MutexLock lock(m_controller.m_mutex);
-        while (!m_controller.m_destinationsInUse.insert(m_file).second)
+        while (cancelCount == m_controller.m_cancelCount) {
+            m_begun = m_controller.m_destinationsInUse.insert(m_file).second;
+            if (m_begun)
+                return;
             lock.wait(m_controller.m_progressMade);
+        }
     }
     ~DestinationUse() {
+        if (!m_begun)
+            return;
         const MutexLock lock(m_controller.m_mutex);
         m_controller.m_destinationsInUse.erase(m_file);
         m_controller.m_progressMade.notify_all();
@@ -61,9 +67,13 @@ public:
     DestinationUse(const DestinationUse &) = delete;
     DestinationUse &operator=(const DestinationUse &) = delete;
 
+    // False when a cancel came first: the file is not to be touched then.
+    bool hasBegun() const noexcept { return m_begun; }
+
 private:
     DownloadController &m_controller;
     const std::string m_file;
+    bool m_begun = false;
 };
 
 // Counts a thread as running, from before it is started until it has nothing left to do.
@@ -236,6 +246,15 @@ int DownloadController::freshInstall() {
 
 int DownloadController::runFreshInstall() {
     const OutstandingPackages outstanding(*this);
+    try {
+        return downloadProducts();
+    } catch (const std::exception &) {
+        markEarlyFailure(); // a retry repeats it
+        throw;
+    }
+}
+
+int DownloadController::downloadProducts() {
     m_freshInstallMode = true;
     trace.info("INFO: Enter FreshInstall\n");
     const std::string response = m_pTolvaneHandler->sendTolvaneFreshInstallRequest();
@@ -459,12 +478,13 @@ void DownloadController::startThread(std::shared_ptr<RunningThread> running, std
 }
 
 void DownloadController::joinThreads() {
-    auto group = std::make_unique<boost::thread_group>();
+    std::unique_ptr<boost::thread_group> group;
     {
         MutexLock lock(m_mutex);
         while (m_runningThreads != 0)
             lock.wait(m_progressMade);
         // Whoever comes first joins and frees the threads, which have nothing left to do.
+        group = std::make_unique<boost::thread_group>();
         m_pThreadGroup.swap(group);
     }
     group->join_all();
@@ -487,9 +507,8 @@ unsigned DownloadController::cancelCountOfJob() const {
 
 int DownloadController::runDownload(const char *url, const char *file, unsigned cancelCount) {
     trace.info("INFO : DownloadController::downLoadThreadEntry\n");
-    const DestinationUse destination(*this, file);
-    // The file may be another download's, finished while this one waited for it.
-    if (cancelCount != currentCancelCount())
+    const DestinationUse destination(*this, file, cancelCount);
+    if (!destination.hasBegun())
         return -1;
     std::unique_ptr<DownloadHelper> created(new (std::nothrow) DownloadHelper);
     if (!created) {
@@ -571,10 +590,12 @@ void DownloadController::retryWorkers() {
         use->adopt(worker);
         claimed.insert(worker);
         trace.error("Resume downloading of %s\n", worker->getDownloadURl());
-        startThread(std::make_shared<RunningThread>(*this), [this, worker, use = std::move(use)] {
-            const DestinationUse destination(*this, worker->getDownloadedFile());
-            worker->resumeDownload(true);
-        });
+        startThread(std::make_shared<RunningThread>(*this),
+                    [this, worker, cancelCount, use = std::move(use)] {
+                        const DestinationUse destination(*this, worker->getDownloadedFile(), cancelCount);
+                        if (destination.hasBegun())
+                            worker->resumeDownload(true);
+                    });
     }
     joinThreads();
 }
