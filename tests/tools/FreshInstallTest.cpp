@@ -416,7 +416,7 @@ TEST(JsonLines, TellTheNewsOfATryBeforeItsRetry) {
 
 TEST(JsonLines, ShowNeverAllOfAPackageThatFailed) {
     publishRelease({core});
-    misbehave("/core.pkg 1 status 404 Not here\n/core.pkg * slow 600000\n");
+    misbehave("/core.pkg 1 status 404 Not here\n/core.pkg * slow 200000\n");
     const std::vector<Json> objects = objectsOf(run({program, "--json", "--retry", "1"}).out);
     const auto retry = std::find_if(objects.begin(), objects.end(),
                                     [](const Json &object) { return object["event"] == "retry"; });
@@ -424,7 +424,6 @@ TEST(JsonLines, ShowNeverAllOfAPackageThatFailed) {
     const std::vector<Json> after(retry, objects.end());
     for (const Json &progress : eventsNamed(before, "progress"))
         EXPECT_LT(progress["percent"], 100);
-    EXPECT_THAT(before, Not(Contains(Json{{"event", "phase"}, {"phase", "checking"}})));
     ASSERT_FALSE(eventsNamed(after, "progress").empty());
     EXPECT_LT(eventsNamed(after, "progress").front()["percent"], 99);
 }

@@ -254,6 +254,17 @@ TEST(ProgressModel, TellsAPackageFetchedAgainBesideAQuickOne) {
                 ElementsAre(Event{Kind::packageFetchedAgain, ""}, Event{Kind::phaseBegan, "done"}));
 }
 
+TEST(ProgressModel, TakesNoFiguresOfTheTryBeforeForTheNextOne) {
+    const DownloadProgressInfo errorPage = figures(100, 10, 10);
+    Watch watch;
+    static_cast<void>(watch.take(flags(errorPage, true, false, true)));
+    static_cast<void>(watch.end(flags(errorPage, true, false, true), Outcome::downloadsFailed));
+    watch.beginAnew();
+    EXPECT_THAT(watch.take(errorPage), IsEmpty());
+    EXPECT_EQ(watch.shown().phase, Phase::downloading);
+    EXPECT_EQ(watch.shown().percent, 0);
+}
+
 TEST(ProgressModel, TellsNothingOfAPackageThatBegins) {
     Watch watch;
     static_cast<void>(watch.take(figures(60, 60, 100)));

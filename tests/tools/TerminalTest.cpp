@@ -196,6 +196,7 @@ TEST(TerminalKeys, CtrlBackslashRestoresTheTerminalAsCtrlCDoes) {
 // The earlier a signal comes, the less of the program is there to restore the terminal.
 TEST(TerminalKeys, EndItWithoutHarmFromItsFirstTouchOfTheTerminalOn) {
     publishRelease({core});
+    misbehave("/core.pkg * stall 150000\n");
     for (int i = 0; i < 20; ++i) {
         PseudoTerminal terminal({program}, 100);
         ASSERT_TRUE(comesTrue([&terminal] { return !terminal.echoes(); }));
@@ -232,7 +233,7 @@ TEST(TerminalJobs, BackInTheForegroundItDraws) {
 
 TEST(TerminalJobs, StoppedItGoesOnInTheBackground) {
     publishRelease({core});
-    misbehave("/core.pkg * slow 200000\n");
+    misbehave("/core.pkg * slow 50000\n");
     PseudoTerminal terminal(shellWithJobs(program + "; echo stopped; bg; wait %1; echo status $?"), 100);
     ASSERT_TRUE(terminal.shows("downloading")) << terminal.output();
     terminal.type("\x1a");

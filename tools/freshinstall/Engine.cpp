@@ -8,7 +8,7 @@
 namespace {
 
 [[noreturn]] void fail() {
-    const char *reason = dlerror(); // NOLINT(concurrency-mt-unsafe): no other thread runs yet
+    const char *reason = dlerror(); // NOLINT(concurrency-mt-unsafe): no other thread loads libraries
     throw EngineUnusable(reason != nullptr ? reason : "the engine's library is not usable");
 }
 

@@ -134,6 +134,8 @@ void Installation::waitForOutput() const {
         const int signal = m_wake.next(std::chrono::milliseconds(0));
         if (Wake::ends(signal))
             std::_Exit(Statuses::interrupted + signal);
+        if (signal == SIGTSTP)
+            m_wake.stop();
     }
 }
 

@@ -66,10 +66,11 @@ std::vector<Event> Progress::take(const Snapshot &snapshot) {
         m_begun = true;
     }
     const bool moves = !sameFigures(snapshot.info, m_last) || snapshot.packages != m_packages;
-    enter(phaseOf(snapshot.info));
+    m_stale = m_stale && sameFigures(snapshot.info, m_last);
+    if (!m_stale)
+        enter(phaseOf(snapshot.info));
     noticePackages(snapshot.packages);
     noticeTroubles(snapshot.info, snapshot.time);
-    m_stale = m_stale && sameFigures(snapshot.info, m_last);
     if (!m_stale)
         measure(snapshot.info, snapshot.time);
     if (moves)
@@ -81,6 +82,7 @@ std::vector<Event> Progress::take(const Snapshot &snapshot) {
 
 void Progress::goOn(milliseconds time) {
     m_lastChange = time;
+    m_averageFell.reset();
     m_samples.clear();
 }
 
@@ -110,7 +112,6 @@ void Progress::beginAnew(milliseconds time) {
     m_figures = Figures();
     m_figures.phase = phase;
     m_toldFailure = false;
-    m_averageFell.reset();
     m_stale = true;
     goOn(time);
 }
@@ -231,7 +232,9 @@ void Progress::tell(Event::Kind kind, std::string text) {
 Outcome outcomeOf(const DownloadProgressInfo &info, bool downloadsBegan) {
     if (info.completed)
         return Outcome::done;
+    if (!downloadsBegan)
+        return Outcome::failedBeforeDownloads;
     if (info.failed)
-        return downloadsBegan ? Outcome::downloadsFailed : Outcome::failedBeforeDownloads;
+        return Outcome::downloadsFailed;
     return info.resumable ? Outcome::brokenOff : Outcome::givenUp;
 }

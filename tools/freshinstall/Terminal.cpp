@@ -52,7 +52,7 @@ Terminal::Terminal(Output &out)
     , m_hideCursor(command("civis"))
     , m_showCursor(command("cnorm")) {
     // Only the terminal's characters are of interest: numbers stay as they are.
-    const char *locale = std::setlocale(LC_CTYPE, ""); // NOLINT(concurrency-mt-unsafe): no other thread yet
+    const char *locale = std::setlocale(LC_CTYPE, ""); // NOLINT(concurrency-mt-unsafe): no other thread asks
     m_utf8 = locale != nullptr &&
              std::strcmp(nl_langinfo(CODESET), "UTF-8") == 0; // NOLINT(concurrency-mt-unsafe): likewise
 }
