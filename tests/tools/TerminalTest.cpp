@@ -58,6 +58,12 @@ int percentOf(const std::string &bar) {
     return std::stoi(bar.substr(begin == std::string::npos ? 0 : begin));
 }
 
+// Half of the only package comes, and nothing more.
+void publishReleaseThatStalls() {
+    publishRelease({core});
+    misbehave("/core.pkg * stall 150000\n");
+}
+
 TEST(TerminalBar, IsRedrawnInPlaceAndNeverRunsBackwards) {
     publishRelease({core, extra});
     misbehave("/core.pkg 1 wrong\n/core.pkg * slow 300000\n/extra.pkg * slow 300000\n");
@@ -81,8 +87,7 @@ TEST(TerminalBar, IsRedrawnInPlaceAndNeverRunsBackwards) {
 }
 
 TEST(TerminalBar, IsFittedToAWindowThatIsResized) {
-    publishRelease({core});
-    misbehave("/core.pkg * stall 150000\n");
+    publishReleaseThatStalls();
     PseudoTerminal terminal({program}, 100);
     ASSERT_TRUE(terminal.shows("50 %  0.1 of 0.3 MB")) << terminal.output();
     std::size_t before = terminal.output().size();
@@ -99,8 +104,7 @@ TEST(TerminalBar, IsFittedToAWindowThatIsResized) {
 }
 
 TEST(TerminalBar, SaysHowLongItWaits) {
-    publishRelease({core});
-    misbehave("/core.pkg * stall 150000\n");
+    publishReleaseThatStalls();
     PseudoTerminal terminal({program}, 100);
     EXPECT_TRUE(terminal.shows("waiting for data from the packages' server")) << terminal.output();
     EXPECT_TRUE(terminal.shows("waiting 0:02")) << terminal.output();
@@ -152,8 +156,7 @@ std::vector<std::string> shellWithJobs(const std::string &script) {
 }
 
 TEST(TerminalKeys, CtrlZGivesTheTerminalBackWhileStopped) {
-    publishRelease({core});
-    misbehave("/core.pkg * stall 150000\n");
+    publishReleaseThatStalls();
     PseudoTerminal terminal(shellWithJobs(program + "; stty -a; echo 'and on'; fg"), 100);
     ASSERT_TRUE(terminal.shows("50 %")) << terminal.output();
     terminal.type("\x1a");
@@ -169,8 +172,7 @@ TEST(TerminalKeys, CtrlZGivesTheTerminalBackWhileStopped) {
 
 // As the leader of its session, like a terminal window's only program.
 TEST(TerminalKeys, CtrlZDoesNotStopItWhereNoShellCouldContinueIt) {
-    publishRelease({core});
-    misbehave("/core.pkg * stall 150000\n");
+    publishReleaseThatStalls();
     PseudoTerminal terminal({program}, 100);
     ASSERT_TRUE(terminal.shows("50 %")) << terminal.output();
     terminal.type("\x1a");
@@ -183,8 +185,7 @@ TEST(TerminalKeys, CtrlZDoesNotStopItWhereNoShellCouldContinueIt) {
 }
 
 TEST(TerminalKeys, CtrlBackslashRestoresTheTerminalAsCtrlCDoes) {
-    publishRelease({core});
-    misbehave("/core.pkg * stall 150000\n");
+    publishReleaseThatStalls();
     PseudoTerminal terminal({program}, 100);
     ASSERT_TRUE(terminal.shows("50 %")) << terminal.output();
     terminal.type("\x1c");
@@ -198,8 +199,7 @@ TEST(TerminalKeys, EndItWithoutHarmFromItsFirstTouchOfTheTerminalOn) {
 #ifdef __SANITIZE_THREAD__
     GTEST_SKIP() << "ThreadSanitizer keeps signals back, and some of those that come this early for good";
 #endif
-    publishRelease({core});
-    misbehave("/core.pkg * stall 150000\n");
+    publishReleaseThatStalls();
     for (int i = 0; i < 20; ++i) {
         PseudoTerminal terminal({program}, 100);
         ASSERT_TRUE(comesTrue([&terminal] { return !terminal.echoes(); }));
@@ -220,8 +220,7 @@ TEST(TerminalJobs, InTheBackgroundItWritesLinesAndTouchesNothing) {
 }
 
 TEST(TerminalJobs, BackInTheForegroundItDraws) {
-    publishRelease({core});
-    misbehave("/core.pkg * stall 150000\n");
+    publishReleaseThatStalls();
     PseudoTerminal terminal(shellWithJobs(program + " & read; fg"), 100);
     ASSERT_TRUE(terminal.shows("waiting for data from the packages' server")) << terminal.output();
     EXPECT_THAT(terminal.output(), Not(HasSubstr("\033")));
@@ -259,7 +258,7 @@ TEST_P(TerminalAfterAnError, IsRestored) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Errors, TerminalAfterAnError,
-                         testing::Values("FreshInstall", "GetDownloadProgressInfo"),
+                         testing::Values("GetDownloadProgressInfo", "GetDownloadedPackages"),
                          [](const auto &parameter) { return parameter.param; });
 
 TEST(TerminalKeys, AreSilentlyIgnoredAndTheTerminalIsRestoredInTheEnd) {

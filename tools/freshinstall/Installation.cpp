@@ -79,11 +79,7 @@ void Installation::waitFor(std::chrono::milliseconds time) {
 void Installation::watch(const std::function<void()> &call) {
     m_returned = false;
     m_job = std::thread([this, call] {
-        try {
-            call();
-        } catch (const std::exception &) {
-            m_failure = std::current_exception();
-        }
+        call();
         m_returned = true;
         m_wake.wake();
     });
@@ -92,8 +88,6 @@ void Installation::watch(const std::function<void()> &call) {
         obey(m_wake.next(interval));
     }
     m_job.join();
-    if (m_failure)
-        std::rethrow_exception(m_failure);
 }
 
 void Installation::look() {

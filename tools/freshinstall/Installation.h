@@ -4,7 +4,6 @@
 
 #include <atomic>
 #include <chrono>
-#include <exception>
 #include <functional>
 #include <thread>
 #include <vector>
@@ -53,5 +52,4 @@ private:
 
     std::thread m_job;
     std::atomic<bool> m_returned{false};
-    std::exception_ptr m_failure; // of the job, once it returned
 };
