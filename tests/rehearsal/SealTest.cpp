@@ -7,14 +7,15 @@ namespace {
 TEST(Seal, leavesTheMachineOutsideAlone) {
     const Outcome outcome = outside(R"sh(
         cd "$(mktemp -d)"
+        export own=${PWD##*/}.new # no other program's
         echo kept >file
         state() { stat -c '%n %i %s %y' /etc /etc/hosts /etc/passwd /etc/ssl/certs /usr/local/bin /var/log; hostname; }
         before=$(state)
         "$seal" bash -c 'echo changed >file; echo new >new; rm -f /etc/passwd; echo x >>/etc/hosts
-            touch /usr/local/bin/x /var/log/x /usr/local/Brovik/x /new /dev/new /dev/shm/new /tmp/new; hostname other'
+            touch /usr/local/bin/x /var/log/x /usr/local/Brovik/x /$own /dev/$own /dev/shm/$own /tmp/$own; hostname other'
         [[ $before == "$(state)" ]] && echo 'as before'
         cat file
-        ls . /new /dev/new /dev/shm/new /tmp/new 2>/dev/null
+        ls . "/$own" "/dev/$own" "/dev/shm/$own" "/tmp/$own" 2>/dev/null
         rm file && rmdir "$PWD")sh");
     EXPECT_EQ(outcome, (Outcome{"as before\nkept\n.:\nfile\n", 0}));
 }
