@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "ConstantText.h"
 #include "ThreadSafety.h"
 
 // One catalog that the service's reply names.
@@ -48,39 +49,40 @@ struct CoreAndPartnerAppIDs {
 };
 
 // The service's reply.
-inline const std::string keyCoreCatalog = "/product/catlist/catalog";
-inline const std::string keyPartnerCatalog =
-    "/productresponse/pkglist/package/partner/product/catlist/catalog";
-inline const std::string keyProducts = "/productresponse/pkglist/package/products";
-inline const std::string keyCoreProduct = "/productresponse/pkglist/package/products/product";
-inline const std::string keyPartnerProduct = "/productresponse/pkglist/package/partner/product";
-inline const std::string keyPartner = "/productresponse/pkglist/package/partner";
-inline const std::string keyCatUrlRoot = "caturlroot";
-inline const std::string keyName = "name";
-inline const std::string keyAppID = "appid";
-inline const std::string keyVersion = "version";
-inline const std::string keyRelVer = "relver";
-inline const std::string keyRelName = "relname";
-inline const std::string keyDefaultValue;
+inline const std::string &keyCoreCatalog = constantText("/product/catlist/catalog");
+inline const std::string &keyPartnerCatalog =
+    constantText("/productresponse/pkglist/package/partner/product/catlist/catalog");
+inline const std::string &keyProducts = constantText("/productresponse/pkglist/package/products");
+inline const std::string &keyCoreProduct = constantText("/productresponse/pkglist/package/products/product");
+inline const std::string &keyPartnerProduct =
+    constantText("/productresponse/pkglist/package/partner/product");
+inline const std::string &keyPartner = constantText("/productresponse/pkglist/package/partner");
+inline const std::string &keyCatUrlRoot = constantText("caturlroot");
+inline const std::string &keyName = constantText("name");
+inline const std::string &keyAppID = constantText("appid");
+inline const std::string &keyVersion = constantText("version");
+inline const std::string &keyRelVer = constantText("relver");
+inline const std::string &keyRelName = constantText("relname");
+inline const std::string &keyDefaultValue = constantText("");
 
 // The product catalog.
-inline const std::string keyProductPackage =
-    "/product_catalog/manifest/server_package_information/fullinstall_package_list/server_package";
-inline const std::string keyProductConfig = "/product_catalog/configuration";
-inline const std::string keyHotFixPackage =
-    "/product_catalog/manifest/server_package_information/ProductPackage/hf_package";
-inline const std::string keyProductname = "name";
-inline const std::string keyProductUrl = "url";
-inline const std::string keyProductHash = "hash";
-inline const std::string keyMainBuildNo = "mainbuildno";
-inline const std::string keySize = "size";
-inline const std::string keyHFMinVer = "minver";
-inline const std::string keyHFmaxVer = "maxver";
-inline const std::string keyHFOsMinVer = "osx_minver";
-inline const std::string keyHFOsMaxVer = "osx_maxver";
-inline const std::string keyHFProductVer = "product_ver";
-inline const std::string keyHFBuildno = "buildno";
-inline const std::string keyRepost = "repost";
+inline const std::string &keyProductPackage = constantText(
+    "/product_catalog/manifest/server_package_information/fullinstall_package_list/server_package");
+inline const std::string &keyProductConfig = constantText("/product_catalog/configuration");
+inline const std::string &keyHotFixPackage =
+    constantText("/product_catalog/manifest/server_package_information/ProductPackage/hf_package");
+inline const std::string &keyProductname = constantText("name");
+inline const std::string &keyProductUrl = constantText("url");
+inline const std::string &keyProductHash = constantText("hash");
+inline const std::string &keyMainBuildNo = constantText("mainbuildno");
+inline const std::string &keySize = constantText("size");
+inline const std::string &keyHFMinVer = constantText("minver");
+inline const std::string &keyHFmaxVer = constantText("maxver");
+inline const std::string &keyHFOsMinVer = constantText("osx_minver");
+inline const std::string &keyHFOsMaxVer = constantText("osx_maxver");
+inline const std::string &keyHFProductVer = constantText("product_ver");
+inline const std::string &keyHFBuildno = constantText("buildno");
+inline const std::string &keyRepost = constantText("repost");
 
 // Reads the service's reply and the product catalogs into records. Release values that it meets on the way
 // go to the controller.

@@ -10,15 +10,12 @@ class CBkModuleClnt;
 class ISubInfo;
 
 // The update service and the names in its reply.
-extern const std::string updateRequestURL;
-extern const std::string freshInstallRequestURL;
-inline const std::string keyProductResponse = "/productresponse";
-inline const std::string keyResponseStatus = "status";
-inline const std::string keyTolvaneErrorCode = "/productresponse/error/errorcode";
-inline const std::string keyTolvaneErrorDetails = "/productresponse/error/errordetail";
-// Reserved names for copies of the reply; nothing writes them.
-inline const std::string freshInstallTolvaneResponseCachePath = "/tmp/mac_velbrin_response.xml";
-inline const std::string updateTolvaneResponseCachePath = "/tmp/mac_velbrin_update_response.xml";
+extern const std::string &updateRequestURL;
+extern const std::string &freshInstallRequestURL;
+inline const std::string &keyProductResponse = constantText("/productresponse");
+inline const std::string &keyResponseStatus = constantText("status");
+inline const std::string &keyTolvaneErrorCode = constantText("/productresponse/error/errorcode");
+inline const std::string &keyTolvaneErrorDetails = constantText("/productresponse/error/errordetail");
 
 // Asks the maker's update service which catalogs apply to this machine: gathers the parameters, posts the
 // request over HTTPS and judges the reply.

@@ -17,8 +17,8 @@ const std::array<const char *, 8> coreReleaseNames = {
     "qusformac", "qulmac",    "pxbasicformac", "pxquibasicformac",
 };
 
-const std::string dynamicBrandingCatalog = "dynamicbranding_maccat.xml";
-const std::string keyCBRMSBuildNo = "/product_catalog/configuration/cbrmsbuildno";
+const std::string &dynamicBrandingCatalog = constantText("dynamicbranding_maccat.xml");
+const std::string &keyCBRMSBuildNo = constantText("/product_catalog/configuration/cbrmsbuildno");
 
 // The texts of each catalog of one product, entry by entry.
 struct CatalogTexts {

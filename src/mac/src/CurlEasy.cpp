@@ -1,11 +1,11 @@
 #include "CurlEasy.h"
 
 #include <chrono>
-#include <csignal>
 #include <thread>
 
 #include <curl/curl.h>
-#include <pthread.h>
+
+#include "PipeSignalBlock.h"
 
 namespace {
 
@@ -32,49 +32,6 @@ int runToEnd(CURLM *multi) noexcept {
     const CURLMsg *message = curl_multi_info_read(multi, &left);
     return message != nullptr ? message->data.result : CURLE_OUT_OF_MEMORY;
 }
-
-// Keeps SIGPIPE from this thread while it lives. libcurl leaves that to its user where it may not touch
-// signals itself, and its TLS library writes to connections that are closed already.
-class PipeSignalBlock {
-public:
-    PipeSignalBlock() noexcept
-        : m_wasPending(isPending()) {
-        m_blocked = pthread_sigmask(SIG_BLOCK, &pipeSignal(), &m_previous) == 0;
-    }
-    ~PipeSignalBlock() {
-        if (!m_blocked)
-            return;
-        int taken = 0;
-        // One that came meanwhile must not strike when the mask is lifted.
-        if (!m_wasPending && isPending())
-            static_cast<void>(sigwait(&pipeSignal(), &taken));
-        // Cannot fail: the mask is the one that the system gave.
-        static_cast<void>(pthread_sigmask(SIG_SETMASK, &m_previous, nullptr));
-    }
-    PipeSignalBlock(const PipeSignalBlock &) = delete;
-    PipeSignalBlock &operator=(const PipeSignalBlock &) = delete;
-
-private:
-    static const sigset_t &pipeSignal() noexcept {
-        static const sigset_t set = [] {
-            sigset_t made;
-            sigemptyset(&made);
-            sigaddset(&made, SIGPIPE);
-            return made;
-        }();
-        return set;
-    }
-
-    static bool isPending() noexcept {
-        sigset_t pending;
-        sigemptyset(&pending);
-        return sigpending(&pending) == 0 && sigismember(&pending, SIGPIPE) == 1;
-    }
-
-    sigset_t m_previous{};
-    bool m_wasPending;
-    bool m_blocked = false;
-};
 
 } // namespace
 

@@ -30,8 +30,10 @@
 #define UPDATE_SERVICE_HOST "update.brovik.example"
 #endif
 
-const std::string updateRequestURL = "https://" UPDATE_SERVICE_HOST "/velbrin/1.0.0.0/?reqtype=mac_update";
-const std::string freshInstallRequestURL = "https://" UPDATE_SERVICE_HOST "/velbrin/1.0.0.0/?reqtype=mac_web";
+const std::string &updateRequestURL =
+    constantText("https://" UPDATE_SERVICE_HOST "/velbrin/1.0.0.0/?reqtype=mac_update");
+const std::string &freshInstallRequestURL =
+    constantText("https://" UPDATE_SERVICE_HOST "/velbrin/1.0.0.0/?reqtype=mac_web");
 
 namespace {
 

@@ -12,6 +12,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "ConstantText.h"
 #include "DownloadController.h"
 #include "LibXmlWrapper.h"
 #include "Paths.h"
@@ -27,7 +28,7 @@ namespace {
 
 constexpr unsigned secondsBeforeScript = 10;
 constexpr mode_t scriptCreationMask = 027;
-const std::string dynamicBrandingPackage = "DynamicBranding.pkg";
+const std::string &dynamicBrandingPackage = constantText("DynamicBranding.pkg");
 
 bool isGreater(const std::string &first, const std::string &second) {
     return DownloadController::IsGreaterThan(first, second);

@@ -5,13 +5,11 @@
 
 #include <sys/utsname.h>
 
+#include "Paths.h"
 #include "PropertyList.h"
 #include "Version.h"
 
 namespace {
-
-// Written by the operating system's installer; read for every request to the update service.
-constexpr const char *systemVersionPlistPath = "/System/Library/CoreServices/SystemVersion.plist";
 
 std::string kernelRelease() {
     utsname system{};
