@@ -2,7 +2,6 @@
 
 #include <cerrno>
 #include <chrono>
-#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
@@ -14,7 +13,6 @@
 
 #include <fcntl.h>
 #include <sys/mman.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -25,6 +23,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "FullDisk.h"
 #include "TextFile.h"
 
 namespace {
@@ -853,17 +852,15 @@ TEST_F(Edits, GiveMinusOneWhenTheNewNodeCannotBeSaved) {
     EXPECT_EQ(document.getXPathElement("/r/b"), "text");
 }
 
-TEST_F(Edits, GiveMinusOneWhenTheDiskIsFull) {
-    LibXmlWrapper document(fileWith("<r>" + std::string(100'000, 'x') + "</r>"));
-    rlimit limit{};
-    ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &limit), 0);
-    const rlimit full{4096, limit.rlim_max};
-    const auto handler = std::signal(SIGXFSZ, SIG_IGN);
-    ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &full), 0);
-    const int result = document.AddNewNode("b", "text");
-    setrlimit(RLIMIT_FSIZE, &limit);
-    static_cast<void>(std::signal(SIGXFSZ, handler));
-    EXPECT_EQ(result, -1);
+TEST_F(Edits, GiveMinusOneAndLeaveTheFileWhenTheDiskIsFull) {
+    const std::string text = "<r>" + std::string(100'000, 'x') + "</r>";
+    LibXmlWrapper document(fileWith(text));
+    {
+        const FullDisk full(4096);
+        EXPECT_EQ(document.AddNewNode("b", "text"), -1);
+        EXPECT_TRUE(document.SaveToFile(path()));
+    }
+    EXPECT_TRUE(readText(path()) == text);
 }
 
 TEST_F(Edits, GiveMinusOneForADocumentThatCameFromNoFile) {
@@ -1088,13 +1085,29 @@ TEST_F(Update, RemovesTheTextForAnEmptyValue) {
     EXPECT_EQ(readText(name), "<?xml version=\"1.0\"?>\n<r><a/></r>\n");
 }
 
-TEST_F(Update, StaysInPlace) {
+TEST_F(Update, KeepsModeOwnerAndTheFileThatALinkNames) {
     const std::string name = fileWith("<r><a>a text that is longer than the next one</a></r>");
-    std::filesystem::create_hard_link(name, path("same"));
+    std::filesystem::create_symlink("document.xml", path("link"));
+    ASSERT_EQ(chown(name.c_str(), 1, 2), 0);
     ASSERT_EQ(chmod(name.c_str(), 0640), 0);
-    EXPECT_EQ(update(name, "/r/a", "2"), 0);
-    EXPECT_EQ(readText(path("same")), "<?xml version=\"1.0\"?>\n<r><a>2</a></r>\n");
-    EXPECT_EQ(std::filesystem::status(name).permissions(), std::filesystem::perms(0640));
+    EXPECT_EQ(update(path("link"), "/r/a", "2"), 0);
+    EXPECT_EQ(readText(name), "<?xml version=\"1.0\"?>\n<r><a>2</a></r>\n");
+    struct stat status {};
+    ASSERT_EQ(lstat(name.c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode, S_IFREG | 0640U);
+    EXPECT_EQ(status.st_uid, 1U);
+    EXPECT_EQ(status.st_gid, 2U);
+    EXPECT_TRUE(std::filesystem::is_symlink(path("link")));
+}
+
+TEST_F(Update, LeavesTheOldFileWhenTheDiskIsFull) {
+    const std::string text = "<r><a>1</a>" + std::string(100'000, 'x') + "</r>";
+    const std::string name = fileWith(text);
+    {
+        const FullDisk full(4096);
+        EXPECT_EQ(update(name, "/r/a", "2"), 0) << "not reported (kept as shipped)";
+    }
+    EXPECT_TRUE(readText(name) == text);
 }
 
 TEST_F(Update, LeavesAFileThatCannotBeOpenedForWriting) {

@@ -45,8 +45,8 @@ public:
     bool SaveToFile(const std::string &fileName);
     // Replaces the output by the document, indented and in UTF-8. Always true.
     bool SaveToMemory(std::string &output);
-    // Sets the text of every node that the expression selects in a file, and rewrites the file in place,
-    // also when nothing was selected. 0, or -1 when the file or the expression cannot be read; a file that
+    // Sets the text of every node that the expression selects in a file, and replaces the file at once, also
+    // when nothing was selected. 0, or -1 when the file or the expression cannot be read; a file that
     // cannot be opened for writing is left as it is and gives 0. The arguments must not be null.
     static int UpdateNodeWithValue(const char *filename, const char *xpathExpr, const char *value);
     // Its inner step: sets the text of every node of the set, the last first, and clears their entries. The

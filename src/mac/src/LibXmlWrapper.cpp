@@ -23,6 +23,7 @@
 #include <libxml/xpathInternals.h>
 
 #include "File.h"
+#include "ReplaceFile.h"
 
 namespace {
 
@@ -100,16 +101,42 @@ XmlDoc parseMemory(const char *buffer, unsigned long size) {
     return XmlDoc(xmlReadMemory(buffer, static_cast<int>(size), nullptr, nullptr, XML_PARSE_NONET));
 }
 
+// What libxml2 writes, gathered before any file is touched.
+struct Serialised {
+    std::string bytes;
+    bool isWhole = true;
+};
+
+int append(void *serialised, const char *bytes, int count) noexcept {
+    auto &target = *static_cast<Serialised *>(serialised);
+    try {
+        target.bytes.append(bytes, static_cast<std::size_t>(count));
+        return count;
+    } catch (...) {
+        target.isWhole = false;
+        return -1;
+    }
+}
+
+// None without a document and when it could not be written whole.
+std::optional<std::string> serialise(xmlDoc *document, const char *encoding, int format) {
+    if (!document)
+        return std::nullopt;
+    const QuietLibrary quiet;
+    xmlCharEncodingHandler *encoder = encoding ? xmlFindCharEncodingHandler(encoding) : nullptr;
+    Serialised result;
+    xmlOutputBuffer *output = xmlOutputBufferCreateIO(append, nullptr, &result, encoder);
+    // An encoding that cannot be had is not named either. This releases the output as well.
+    const int written = xmlSaveFormatFileTo(output, document, encoder ? encoding : nullptr, format);
+    if (written < 0 || !result.isWhole)
+        return std::nullopt;
+    return std::move(result.bytes);
+}
+
 // The number of bytes written, or -1. Without a document the file is not touched.
 int saveFormatted(xmlDoc *document, const std::string &fileName) {
-    if (!document)
-        return -1;
-    const QuietLibrary quiet;
-    const File file(std::fopen(fileName.c_str(), "wb"));
-    if (!file)
-        return -1;
-    xmlOutputBuffer *output = xmlOutputBufferCreateFile(file.get(), xmlFindCharEncodingHandler("UTF-8"));
-    return xmlSaveFormatFileTo(output, document, "UTF-8", 1); // releases the output as well
+    const std::optional<std::string> bytes = serialise(document, "UTF-8", 1);
+    return bytes && rewriteFile(fileName, *bytes) ? static_cast<int>(bytes->size()) : -1;
 }
 
 XmlXPathContext makeContext(xmlDoc *document) {
@@ -321,11 +348,10 @@ int LibXmlWrapper::UpdateNodeWithValue(const char *filename, const char *xpathEx
     }
     update_xpath_nodes(result->nodesetval, value);
     result.reset();
-    const QuietLibrary quiet;
-    const File file(std::fopen(filename, "w+"));
+    const std::optional<std::string> bytes = serialise(document.get(), fromXml(document->encoding), 0);
     // Neither a failed open nor a failed write is reported (kept as shipped).
-    if (file)
-        static_cast<void>(xmlDocDump(file.get(), document.get()));
+    if (bytes)
+        static_cast<void>(rewriteFile(filename, *bytes));
     return 0;
 }
 

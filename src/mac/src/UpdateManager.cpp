@@ -14,9 +14,9 @@
 
 #include "ConstantText.h"
 #include "DownloadController.h"
-#include "LibXmlWrapper.h"
 #include "Paths.h"
 #include "PipeMode.h"
+#include "ProductConfiguration.h"
 #include "PropertyList.h"
 #include "ShellPipe.h"
 #include "Text.h"
@@ -326,27 +326,5 @@ bool UpdateManager::fileExist(const std::string &path) const {
 }
 
 int UpdateManager::updateProductConfigXml(std::string path, std::string element, std::string value) {
-    if (element.empty() || value.empty()) {
-        trace.error(
-            "ERROR : Either Element or It's Value is NULL - No need to Update in ProductConfig.xml \n");
-        return -1;
-    }
-    trace.info("INFO: Updating Productconfig.xml with %s element and its value %s .\n", element.c_str(),
-               value.c_str());
-    LibXmlWrapper configuration(path);
-    const std::string xpath = "/ProductConfiguration/" + element;
-    int result = 0;
-    if (configuration.isXPathElementExists(xpath)) {
-        result = LibXmlWrapper::UpdateNodeWithValue(path.c_str(), xpath.c_str(), value.c_str());
-        if (result != 0)
-            trace.error("ERROR: Update Productconfig.xml with %s element and its value %s Failed !\n",
-                        element.c_str(), value.c_str());
-    } else {
-        // Two of them become three (kept), and a save that fails is not reported.
-        static_cast<void>(configuration.AddNewNode(element, value));
-    }
-    // Said after a failure too (kept as shipped).
-    trace.info("INFO: Updated Productconfig.xml with %s element and its value %s .\n", element.c_str(),
-               value.c_str());
-    return result;
+    return ProductConfiguration::updateElement(path, element, value);
 }

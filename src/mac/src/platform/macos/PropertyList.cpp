@@ -5,7 +5,7 @@
 
 #include <CoreFoundation/CoreFoundation.h>
 
-#include "../ReplaceFile.h"
+#include "ReplaceFile.h"
 
 // Later systems call these functions obsolete; the oldest one served has nothing else.
 #pragma GCC diagnostic ignored "-Wdeprecated-declarations"

@@ -1,0 +1,17 @@
+#pragma once
+
+#include <cstddef>
+
+// A system that fails for a moment: while it lives, one of this program's calls that open, read, write or
+// place a file fails. Suites that use it lead these calls here by the linker, which failingFileCalls names.
+class FailingFileCall {
+public:
+    // Call 0 is the next one.
+    explicit FailingFileCall(std::size_t index) noexcept;
+    ~FailingFileCall();
+    FailingFileCall(const FailingFileCall &) = delete;
+    FailingFileCall &operator=(const FailingFileCall &) = delete;
+
+    // Whether the call was reached.
+    bool happened() const noexcept;
+};
