@@ -13,6 +13,9 @@ thread_local bool waitsAreNoted = false;
 std::atomic<bool> notedThreadWaits{false};
 // Done once by this thread before it reads a document from a file.
 thread_local std::function<void()> beforeReading;
+// Done once by any thread before a worker opens its file.
+std::function<void()> beforeOpening;
+std::atomic<int> filesOpened{0};
 
 } // namespace
 
@@ -35,6 +38,19 @@ xmlDocPtr __wrap_xmlReadFd(int file, const char *url, const char *encoding, int 
     if (const auto now = std::exchange(beforeReading, nullptr))
         now();
     return __real_xmlReadFd(file, url, encoding, options);
+}
+
+bool __real__ZN14DownloadHelper4InitEPKcS1_15CURLSetUpConfig(DownloadHelper *worker, const char *url,
+                                                             const char *file, CURLSetUpConfig config);
+bool __wrap__ZN14DownloadHelper4InitEPKcS1_15CURLSetUpConfig(DownloadHelper *worker, const char *url,
+                                                             const char *file, CURLSetUpConfig config);
+bool __wrap__ZN14DownloadHelper4InitEPKcS1_15CURLSetUpConfig(DownloadHelper *worker, const char *url,
+                                                             const char *file, CURLSetUpConfig config) {
+    if (const auto now = std::exchange(beforeOpening, nullptr))
+        now();
+    const bool result = __real__ZN14DownloadHelper4InitEPKcS1_15CURLSetUpConfig(worker, url, file, config);
+    ++filesOpened;
+    return result;
 }
 }
 
@@ -63,6 +79,7 @@ protected:
     }
 
     int result = 1;
+    std::atomic<bool> installs{false};
 };
 
 TEST_F(CancelledJobTest, NoPartnerCatalogIsFetchedAfterACancelDuringTheCoreCatalogs) {
@@ -82,7 +99,11 @@ TEST_F(CancelledJobTest, NoPartnerCatalogIsFetchedAfterACancelDuringTheCoreCatal
 TEST_F(CancelledJobTest, NoPackageIsFetchedAfterACancelBeforeTheDownloads) {
     const Offered offered = package("late.pkg", "1.0.1.0", "content");
     const Gate gate;
-    server.answerHead("/late.pkg", answer::hold(0, gate));
+    server.answerHead("/late.pkg", [gate](const HttpRequest &request, HttpConnection &connection,
+                                          const std::string &content) {
+        connection.wait(gate);
+        answer::whole()(request, connection, content);
+    });
     offerProducts({offered});
     installInBackground();
     ASSERT_TRUE(comesTrue([this] { return wasAsked("HEAD", "/late.pkg"); }));
@@ -92,6 +113,53 @@ TEST_F(CancelledJobTest, NoPackageIsFetchedAfterACancelBeforeTheDownloads) {
     EXPECT_EQ(result, 0);
     EXPECT_FALSE(wasAsked("GET", "/late.pkg"));
     expectNothingComplete();
+}
+
+TEST_F(CancelledJobTest, AJobThatWaitsForAnotherIsCancelledToo) {
+    // The installation waits for a check, which is held by its catalog.
+    const Gate gate;
+    server.serve("/core.xml", "no catalog", {answer::hold(1, gate)});
+    serviceAnswers(replyNaming(server.url(""), {"core"}));
+    background.run([this] { static_cast<void>(controller.productUpdate("1", "105", "CheckForInstall")); });
+    ASSERT_TRUE(comesTrue([this] { return wasAsked("GET", "/core.xml"); }));
+    background.run([this] {
+        installs = true;
+        result = controller.freshInstall();
+    });
+    ASSERT_TRUE(comesTrue([this] { return installs.load(); }));
+    // It has no more to do than to draw its ticket before it waits.
+    std::this_thread::sleep_for(std::chrono::milliseconds(200));
+    controller.cancelDownload();
+    offerProducts({package("late.pkg", "1.0.1.0", "content")});
+    gate.open();
+    background.join();
+    EXPECT_FALSE(wasAsked("GET", "/core0.xml"));
+    EXPECT_FALSE(wasAsked("GET", "/late.pkg"));
+    expectNothingComplete();
+}
+
+TEST_F(CancelledJobTest, NoFileIsOpenedOnceACancelHasReturned) {
+    server.serve("/1.pkg", "new content");
+    std::filesystem::create_directories(folder);
+    writeText(folder + "/1.pkg", "old content");
+    const Gate opens;
+    const Gate goesOn;
+    beforeOpening = [&] {
+        opens.open();
+        goesOn.wait();
+    };
+    background.run([this] { static_cast<void>(load("/1.pkg")); });
+    opens.wait();
+    std::atomic<int> openedBefore{-1};
+    background.run([&] {
+        controller.cancelDownload();
+        openedBefore = filesOpened.load();
+    });
+    EXPECT_TRUE(comesTrue([this] { return timesTraced("Cancel Downloading\n") == 1; }));
+    goesOn.open();
+    background.join();
+    EXPECT_EQ(openedBefore, filesOpened);
+    EXPECT_FALSE(wasAsked("GET", "/1.pkg"));
 }
 
 TEST_F(CancelledJobTest, ADownloadThatTheJobWaitsForIsEnded) {

@@ -3,6 +3,7 @@
 #include <sstream>
 
 #include <plist/plist.h>
+#include <sys/mount.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -10,6 +11,7 @@
 #include "FailingAllocation.h"
 #include "Program.h"
 #include "RefusedLock.h"
+#include "RefusedThreads.h"
 
 namespace {
 
@@ -99,7 +101,8 @@ TEST_F(DownloadControllerTest, DestructionEndsWhatIsBeingDownloaded) {
     const std::string file = folder + "/1.pkg";
     // The second download cannot be started, which leaves the first one running behind the call.
     std::list<const char *> urls{url.c_str(), url.c_str()};
-    std::list<const char *> files{file.c_str(), nullptr};
+    std::list<const char *> files{file.c_str(), file.c_str()};
+    const RefusedThreads refused(1);
     other->createDownloadThreads(urls, files);
     EXPECT_EQ(timesTraced("ERROR: Download Thread Creation Failed\n"), 1);
     EXPECT_TRUE(comesTrue([this] { return server.requestCount() == 1; }));
@@ -399,7 +402,7 @@ TEST_F(DownloadControllerTest, AFreshInstallWithoutItsCatalogsFailsAndCanBeRepea
     offerProducts({package("1.pkg", "1.0.0.0", "content")});
     int result = 0;
     {
-        const RefusedLock refused(2); // those of the job and of its beginning come first
+        const RefusedLock refused(5); // those of the job and of its beginning come first
         result = controller.freshInstall();
         EXPECT_TRUE(refused.happened());
     }
@@ -436,7 +439,7 @@ TEST_F(DownloadControllerTest, ACheckWithoutItsCatalogsFails) {
     serviceAnswers(replyNaming(server.url(""), {"core"}));
     int result = 0;
     {
-        const RefusedLock refused(3); // those of the job and of its beginning come first
+        const RefusedLock refused(6); // those of the job and of its beginning come first
         result = controller.productUpdate("1.0.0.0", "105", "CheckForInstall");
         EXPECT_TRUE(refused.happened());
     }
@@ -491,6 +494,29 @@ INSTANTIATE_TEST_SUITE_P(
             "GetHashValue",
             [] { return std::string(GetHashValue("https://a.text/that/is/too/long.to/be/kept")).empty(); }}),
     [](const auto &caseInfo) { return caseInfo.param.name; });
+
+// The interruption is an exception too, but none that a standard one catches.
+TEST_F(DownloadControllerTest, AnInterruptedThreadOfTheHostFinishesItsCall) {
+    const Gate gate;
+    offerProducts({package("A.pkg", "1.0.0.1", std::string(1000, 'x'), {answer::hold(10, gate)})});
+    int result = 1;
+    bool interruptedAfterwards = false;
+    boost::thread host([&] {
+        result = FreshInstall();
+        try {
+            boost::this_thread::interruption_point();
+        } catch (const boost::thread_interrupted &) {
+            interruptedAfterwards = true;
+        }
+    });
+    ASSERT_TRUE(comesTrue([this] { return controller.getDownloadProgressInfo().downloadedSize > 0; }));
+    host.interrupt();
+    gate.open();
+    host.join();
+    EXPECT_EQ(result, 0);
+    EXPECT_TRUE(interruptedAfterwards);
+    EXPECT_TRUE(controller.getDownloadProgressInfo().completed);
+}
 
 TEST_F(DownloadControllerTest, AnExportedJobTellsAnExceptionInTheTrace) {
     const Messages expected{"ERROR: boost: mutex lock failed in pthread_mutex_lock: Invalid argument\n"};
@@ -599,6 +625,19 @@ TEST_F(DownloadControllerTest, FailedDownloadsAreNoEarlyFailure) {
 
 class UnknownMode : public DownloadControllerTest, public testing::WithParamInterface<const char *> {};
 
+TEST_F(DownloadControllerTest, AnUnknownModeNeitherWaitsForARunningJobNorChangesIt) {
+    const Gate gate;
+    const Offered offered = package("A.pkg", "1.0.0.1", std::string(1000, 'x'), {answer::hold(10, gate)});
+    offerProducts({offered});
+    freshInstallInBackground();
+    ASSERT_TRUE(comesTrue([this] { return controller.getDownloadProgressInfo().downloadedSize > 0; }));
+    EXPECT_EQ(controller.productUpdate("1.0.0.5", "105", "Check"), 0);
+    // Still by the product's name.
+    EXPECT_EQ(controller.getHashValueFromPackagePath("A.pkg"), offered.hash);
+    gate.open();
+    background.join();
+}
+
 TEST_P(UnknownMode, DoesNothing) {
     writeText(packageList, "/tmp/a.pkg\n");
     EXPECT_EQ(controller.productUpdate("1.0.0.5", "105", GetParam()), 0);
@@ -670,6 +709,45 @@ TEST_F(DownloadControllerTest, ACheckLeavesListMarkerAndConfiguration) {
     const std::string request = readText("/srv/rehearsal/log/requests/0001");
     EXPECT_THAT(request, HasSubstr("105"));
     EXPECT_THAT(request, Not(HasSubstr("105-1"))) << "the affiliate id is reduced";
+}
+
+TEST_F(DownloadControllerTest, ACheckThatFailsLeavesNothingOfTheOneBefore) {
+    const Offered offered = package("A.pkg", "1.0.1.0", "content");
+    offerHotFixes({offered});
+    EXPECT_EQ(controller.productUpdate("1.0.0.5", "105", "CheckForInstall"), 0);
+    EXPECT_TRUE(std::filesystem::exists(packageList));
+    DownloadController::releaseInstance();
+    DownloadController &second = *DownloadController::getInstance();
+    server.serve("/A.pkg", "content",
+                 {[](const HttpRequest &, HttpConnection &connection, const std::string &) {
+                     // The list is gone before the first byte can come.
+                     EXPECT_FALSE(std::filesystem::exists(packageList));
+                     EXPECT_FALSE(std::filesystem::exists(marker));
+                     connection.reset();
+                 }});
+    EXPECT_EQ(second.productUpdate("1.0.0.5", "105", "CheckForInstall"), -1);
+    EXPECT_FALSE(std::filesystem::exists(packageList));
+    EXPECT_FALSE(std::filesystem::exists(marker));
+}
+
+TEST_F(DownloadControllerTest, ACheckThatCannotRemoveTheOldListFetchesNothing) {
+    std::filesystem::create_directories(packageList + std::string("/folder"));
+    offerHotFixes({package("A.pkg", "1.0.1.0", "content")});
+    EXPECT_EQ(controller.productUpdate("1.0.0.5", "105", "CheckForInstall"), -1);
+    EXPECT_EQ(messages().back(), "ERROR: Not able to remove the old package list\n");
+    EXPECT_THAT(server.ranges("/A.pkg"), IsEmpty());
+    EXPECT_FALSE(std::filesystem::exists(marker));
+}
+
+TEST_F(DownloadControllerTest, ACheckThatCannotWriteTheWholeListFailsWithoutAMarker) {
+    offerHotFixes({package("A.pkg", "1.0.1.0", "content")});
+    ASSERT_EQ(mount("full", "/tmp", "tmpfs", 0, "size=4k"), 0);
+    writeText("/tmp/filler", std::string(4096, 'x'));
+    EXPECT_EQ(controller.productUpdate("1.0.0.5", "105", "CheckForInstall"), -1);
+    EXPECT_EQ(messages().back(), "ERROR: Not able to write the package list\n");
+    EXPECT_FALSE(std::filesystem::exists(packageList));
+    EXPECT_EQ(umount("/tmp"), 0);
+    EXPECT_FALSE(std::filesystem::exists(marker));
 }
 
 TEST_F(DownloadControllerTest, AnEmptyPackageListIsRemovedAndInstallsNothing) {

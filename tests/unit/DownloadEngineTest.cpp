@@ -9,6 +9,7 @@
 
 #include "ControllerFixture.h"
 #include "RefusedLock.h"
+#include "RefusedThreads.h"
 #include "TextList.h"
 
 namespace {
@@ -238,6 +239,130 @@ TEST_F(DownloadEngineTest, AThreadThatCannotBeStartedIsReported) {
     server.serve("/1.xml", content);
     downLoad({server.url("/1.xml")}, folder);
     EXPECT_EQ(readText(folder + "/1.xml"), content);
+}
+
+TEST_F(DownloadEngineTest, ThreadsThatWereStartedAreWaitedForWhenAnotherOneIsRefused) {
+    const Gate gate;
+    server.serve("/1.pkg", content, {answer::hold(10, gate)});
+    std::atomic<bool> returned{false};
+    background.run([&] {
+        const RefusedThreads refused(1);
+        downLoad({server.url("/1.pkg"), server.url("/2.pkg"), server.url("/3.pkg")}, folder);
+        returned = true;
+    });
+    ASSERT_TRUE(comesTrue([this] { return server.requestCount() == 1; }));
+    ASSERT_TRUE(comesTrue([this] { return timesTraced("ERROR: Download Thread Creation Failed\n") == 1; }));
+    EXPECT_FALSE(returned);
+    gate.open();
+    background.join();
+    EXPECT_EQ(readText(folder + "//1.pkg"), content);
+    EXPECT_EQ(server.requestCount(), 1U);
+}
+
+TEST_F(DownloadEngineTest, WhatNeverHadAThreadIsNeverCompleteAndARetryFetchesIt) {
+    std::vector<Offered> offered;
+    for (const char *name : {"1.pkg", "2.pkg", "3.pkg"})
+        offered.push_back(package(name, "1.0.0.1", content));
+    offerProducts(offered);
+    {
+        const RefusedThreads refused(4); // three catalogs and a package
+        EXPECT_EQ(controller.freshInstall(), 0);
+    }
+    EXPECT_FALSE(progress().completed);
+    EXPECT_TRUE(progress().failed) << "a host retries what has failed";
+    EXPECT_EQ(downloadedPackages(), packages + "/1.0.0.1/1.pkg!:");
+    {
+        const RefusedThreads refused(1);
+        controller.retryDownload();
+    }
+    EXPECT_FALSE(progress().completed);
+    EXPECT_EQ(downloadedPackages(), packages + "/1.0.0.1/1.pkg!:" + packages + "/1.0.0.1/2.pkg!:");
+    controller.retryDownload();
+    EXPECT_TRUE(progress().completed);
+    EXPECT_FALSE(progress().failed);
+    EXPECT_EQ(readText(packages + "/1.0.0.1/3.pkg"), content);
+}
+
+TEST_F(DownloadEngineTest, AnUpdateWhosePackageNeverHadAThreadHasFailed) {
+    offerHotFixes({package("1.pkg", "1.0.1.0", content), package("2.pkg", "1.0.1.0", content)});
+    const RefusedThreads refused(2); // the catalog and a package
+    EXPECT_EQ(controller.productUpdate("1.0.0.5", "105", "CheckForInstall"), -1);
+    EXPECT_EQ(messages().back(), "ERROR: Download Failed\n");
+    EXPECT_FALSE(std::filesystem::exists("/tmp/packagelist.txt"));
+}
+
+TEST_F(DownloadEngineTest, ACatalogThatNeverHadAThreadFailsTheJob) {
+    offerProducts({package("1.pkg", "1.0.0.1", content), package("2.pkg", "1.0.0.1", content)});
+    {
+        const RefusedThreads refused(1);
+        EXPECT_EQ(controller.freshInstall(), -1);
+    }
+    EXPECT_EQ(messages().back(), "ERROR: No Cata log Found\n");
+    EXPECT_FALSE(progress().completed);
+    // Repeats the whole installation.
+    controller.retryDownload();
+    EXPECT_TRUE(progress().completed);
+    EXPECT_EQ(readText(packages + "/1.0.0.1/2.pkg"), content);
+}
+
+TEST_F(DownloadEngineTest, ARetryWhoseThreadIsRefusedCanBeRepeated) {
+    server.serve("/1.pkg", content, {answer::reset(10)});
+    EXPECT_EQ(load("/1.pkg"), 0);
+    {
+        const RefusedThreads refused(0);
+        controller.retryDownload();
+    }
+    EXPECT_TRUE(progress().failed);
+    EXPECT_EQ(server.requestCount(), 1U);
+    controller.retryDownload();
+    EXPECT_FALSE(progress().failed);
+    EXPECT_EQ(readText(folder + "/1.pkg"), content);
+}
+
+TEST_F(DownloadEngineTest, TheShorterOfTwoListsDecides) {
+    server.serve("/1.xml", content);
+    const std::string first = server.url("/1.xml");
+    const std::string second = server.url("/2.xml");
+    const std::string file = folder + "/1.xml";
+    std::list<const char *> urls{first.c_str(), second.c_str()};
+    std::list<const char *> files{file.c_str()};
+    controller.createDownloadThreads(urls, files);
+    EXPECT_EQ(readText(file), content);
+    EXPECT_EQ(server.requestCount(), 1U);
+    urls.pop_back();
+    files.push_back("/tmp/downloads/2.xml");
+    controller.createDownloadThreads(urls, files);
+    EXPECT_EQ(server.requestCount(), 2U);
+    EXPECT_FALSE(std::filesystem::exists("/tmp/downloads/2.xml"));
+}
+
+// --- destinations that are refused -----------------------------------------------------------------------
+
+TEST_F(DownloadEngineTest, AVersionThatAShellActsOnIsRefusedBeforeAnyCommand) {
+    Offered evil = package("A.pkg", "1.0;touch${IFS}/tmp/owned", content);
+    offerHotFixes({package("B.pkg", "1.0.1.0", content), evil});
+    EXPECT_EQ(controller.productUpdate("1.0.0.5", "105", "CheckForInstall"), -1);
+    const Messages found = messages();
+    EXPECT_EQ(Messages(found.end() - 3, found.end()),
+              (Messages{startLine, "ERROR: Destination Creation Failed\n", "ERROR: Download Failed\n"}));
+    EXPECT_FALSE(std::filesystem::exists("/tmp/owned"));
+    EXPECT_FALSE(std::filesystem::exists(packages)) << "not even the folder of the other one is made";
+    EXPECT_EQ(server.ranges("/A.pkg").size() + server.ranges("/B.pkg").size(), 0U);
+}
+
+TEST_F(DownloadEngineTest, AVersionThatLeadsOutOfTheFolderIsRefused) {
+    writeText("/usr/local/Brovik/ProductConfig.xml", "the installed one");
+    offerHotFixes({package("ProductConfig.xml", "../..", content)});
+    EXPECT_EQ(controller.productUpdate("1.0.0.5", "105", "CheckForInstall"), -1);
+    EXPECT_EQ(readText("/usr/local/Brovik/ProductConfig.xml"), "the installed one");
+    EXPECT_EQ(server.ranges("/ProductConfig.xml").size(), 0U);
+}
+
+TEST_F(DownloadEngineTest, AFreshInstallWithARefusedDestinationIsNotComplete) {
+    offerProducts({package("A$HOME.pkg", "1.0.0.1", content)});
+    EXPECT_EQ(controller.freshInstall(), 0);
+    EXPECT_EQ(messages().back(), "ERROR: Destination Creation Failed\n");
+    EXPECT_FALSE(progress().completed);
 }
 
 TEST_F(DownloadEngineTest, AnEntryGivesZeroHoweverTheTransferEnds) {

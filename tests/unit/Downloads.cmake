@@ -13,15 +13,21 @@ download_test(DownloadHelperTest SOURCES FailingAllocation.cpp RefusedLock.cpp)
 target_link_options(DownloadHelperTest PRIVATE
   LINKER:--wrap=curl_easy_init,--wrap=curl_easy_getinfo,--wrap=curl_easy_setopt,--wrap=pthread_mutex_lock)
 download_test(PackageValidationTest SEAL --servers)
-download_test(DownloadEngineTest SOURCES RefusedLock.cpp SEAL --servers)
-target_link_options(DownloadEngineTest PRIVATE LINKER:--wrap=pthread_mutex_lock)
+set(refusedThreads LINKER:--wrap=_ZN5boost6thread21start_thread_noexceptEv)
+download_test(DownloadEngineTest SOURCES RefusedLock.cpp RefusedThreads.cpp SEAL --servers)
+target_link_options(DownloadEngineTest PRIVATE LINKER:--wrap=pthread_mutex_lock ${refusedThreads})
 download_test(DownloadControllerTest
-  SOURCES ../support/Program.cpp FailingAllocation.cpp RefusedLock.cpp SEAL --servers)
-target_link_options(DownloadControllerTest PRIVATE LINKER:--wrap=pthread_mutex_lock)
+  SOURCES ../support/Program.cpp FailingAllocation.cpp RefusedLock.cpp RefusedThreads.cpp SEAL --servers)
+target_link_options(DownloadControllerTest PRIVATE LINKER:--wrap=pthread_mutex_lock ${refusedThreads})
 # Runs of its own that do not end, or end the process.
 target_compile_definitions(DownloadControllerTest PRIVATE PROGRAM_FILE="$<TARGET_FILE:productUpdater>")
 add_dependencies(DownloadControllerTest productUpdater)
 download_test(ConcurrencyTest SEAL --servers)
 download_test(CancelledJobTest SEAL --servers)
-target_link_options(CancelledJobTest PRIVATE LINKER:--wrap=pthread_cond_wait,--wrap=xmlReadFd)
+target_link_options(CancelledJobTest PRIVATE
+  LINKER:--wrap=pthread_cond_wait,--wrap=xmlReadFd
+  LINKER:--wrap=_ZN14DownloadHelper4InitEPKcS1_15CURLSetUpConfig)
 download_test(SameDestinationTest SEAL --servers)
+download_test(JobLockTest SOURCES ../support/Program.cpp SEAL --servers)
+target_compile_definitions(JobLockTest PRIVATE PROGRAM_FILE="$<TARGET_FILE:productUpdater>")
+add_dependencies(JobLockTest productUpdater)

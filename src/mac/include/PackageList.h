@@ -11,6 +11,9 @@
 // whole; then there is none.
 bool writePackageList(const std::list<std::string> &paths);
 
+// Whether anything stands at the list's path.
+bool packageListExists();
+
 // The non-empty lines as they stand. Empty for a list that anybody else may have written, and for what is no
 // file. Never returns without a list (kept as shipped: a run that installs follows one that left a list).
 // Throws std::system_error or std::bad_alloc when the list cannot be read.

@@ -1,17 +1,13 @@
 #include "DownloadController.h"
 
 #include <algorithm>
-#include <cstring>
 #include <exception>
-#include <fstream>
+#include <map>
 #include <optional>
 #include <utility>
 
-#include <unistd.h>
-
 #include "ExternalLibraries.h"
-#include "Numbers.h"
-#include "PropertyList.h"
+#include "PackageList.h"
 #include "ShellPipe.h"
 #include "Text.h"
 #include "TextList.h"
@@ -20,131 +16,6 @@
 #include "UpdateManager.h"
 #include "Version.h"
 
-// Ends a thread's use of a worker that was marked as in use.
-class DownloadController::WorkerUse {
-public:
-    explicit WorkerUse(DownloadController &controller)
-        : m_controller(controller) {}
-    ~WorkerUse() {
-        if (m_worker == nullptr)
-            return;
-        const MutexLock lock(m_controller.m_mutex);
-        m_controller.m_workersInUse.erase(m_worker);
-        m_controller.m_progressMade.notify_all();
-    }
-    WorkerUse(const WorkerUse &) = delete;
-    WorkerUse &operator=(const WorkerUse &) = delete;
-
-    void adopt(DownloadHelper *worker) noexcept { m_worker = worker; }
-
-private:
-    DownloadController &m_controller;
-    DownloadHelper *m_worker = nullptr;
-};
-
-// The only use of a destination file. Replies that repeat a catalog bring the same file twice: the second
-// download waits for the first, or the two would write over each other. A cancel ends the wait.
-class DownloadController::DestinationUse {
-public:
-    DestinationUse(DownloadController &controller, std::string file, unsigned cancelCount)
-        : m_controller(controller)
-        , m_file(std::move(file)) {
-        MutexLock lock(m_controller.m_mutex);
-        while (cancelCount == m_controller.m_cancelCount) {
-            m_begun = m_controller.m_destinationsInUse.insert(m_file).second;
-            if (m_begun)
-                return;
-            lock.wait(m_controller.m_progressMade);
-        }
-    }
-    ~DestinationUse() {
-        if (!m_begun)
-            return;
-        const MutexLock lock(m_controller.m_mutex);
-        m_controller.m_destinationsInUse.erase(m_file);
-        m_controller.m_progressMade.notify_all();
-    }
-    DestinationUse(const DestinationUse &) = delete;
-    DestinationUse &operator=(const DestinationUse &) = delete;
-
-    // False when a cancel came first: the file is not to be touched then.
-    bool hasBegun() const noexcept { return m_begun; }
-
-private:
-    DownloadController &m_controller;
-    const std::string m_file;
-    bool m_begun = false;
-};
-
-// Counts a thread as running, from before it is started until it has nothing left to do.
-class DownloadController::RunningThread {
-public:
-    explicit RunningThread(DownloadController &controller)
-        : m_controller(controller) {
-        const MutexLock lock(m_controller.m_mutex);
-        ++m_controller.m_runningThreads;
-    }
-    ~RunningThread() {
-        const MutexLock lock(m_controller.m_mutex);
-        --m_controller.m_runningThreads;
-        m_controller.m_progressMade.notify_all();
-    }
-    RunningThread(const RunningThread &) = delete;
-    RunningThread &operator=(const RunningThread &) = delete;
-
-private:
-    DownloadController &m_controller;
-};
-
-// A job that has not downloaded its packages yet. No query may call the downloads complete meanwhile,
-// whatever the last job left, and a cancel holds for all downloads that the job would still start.
-class DownloadController::OutstandingPackages {
-public:
-    explicit OutstandingPackages(DownloadController &controller)
-        : m_controller(controller) {
-        const MutexLock lock(m_controller.m_mutex);
-        m_controller.m_jobCancelCount = m_controller.m_cancelCount;
-        m_controller.m_allCompleted = false;
-    }
-    ~OutstandingPackages() {
-        const MutexLock lock(m_controller.m_mutex);
-        m_controller.m_jobCancelCount.reset();
-    }
-    OutstandingPackages(const OutstandingPackages &) = delete;
-    OutstandingPackages &operator=(const OutstandingPackages &) = delete;
-
-private:
-    DownloadController &m_controller;
-};
-
-namespace {
-
-// Non-empty lines of the package list, as they stand.
-std::vector<std::string> readPackageList() {
-    std::vector<std::string> paths;
-    std::ifstream list(packageListPath);
-    // Nothing but the end of the file ends the loop (kept as shipped): without the list a run never ends. It
-    // should not load the machine meanwhile.
-    while (!list.eof()) {
-        std::string path;
-        std::getline(list, path);
-        if (!path.empty())
-            paths.push_back(path);
-        else if (list.fail() && !list.eof())
-            sleep(1);
-    }
-    return paths;
-}
-
-// A source that cannot be opened gives an empty copy; neither failure is reported.
-void copyFile(const std::string &source, const std::string &destination) {
-    const std::ifstream input(source, std::ios::binary);
-    std::ofstream output(destination, std::ios::binary | std::ios::trunc);
-    output << input.rdbuf();
-}
-
-} // namespace
-
 std::atomic<DownloadController *> DownloadController::s_pDownloadController{nullptr};
 
 DownloadController::DownloadController() {
@@ -152,13 +23,9 @@ DownloadController::DownloadController() {
     initialiseExternalLibraries();
     m_pTolvaneHandler = std::make_unique<TolvaneHandler>();
     m_pCatalogParser = std::make_shared<CatalogParser>();
-    m_pThreadGroup = std::make_unique<boost::thread_group>();
 }
 
-DownloadController::~DownloadController() {
-    stopWorkers();
-    joinThreads();
-}
+DownloadController::~DownloadController() = default;
 
 DownloadController *DownloadController::getInstance() {
     if (s_pDownloadController == nullptr)
@@ -171,21 +38,32 @@ void DownloadController::releaseInstance() {
 }
 
 int DownloadController::productUpdate(std::string currentVersion, std::string affiliateId, std::string mode) {
+    if (mode != "CheckForInstall" && mode != "Install")
+        return changeNothing();
+    // Before anything is waited for: a cancel from here on holds for this job.
+    const Cancellation::Ticket ticket = m_engine.drawTicket();
+    m_cancelRequested = false;
     const MutexLock job(m_jobMutex);
-    m_freshInstallMode = false;
+    m_packageRecords.setFreshInstallMode(false);
+    trace.info("INFO : DownloadController - ProductUpdate\n");
+    return mode == "Install" ? install() : checkForInstall(currentVersion, affiliateId, ticket);
+}
+
+// An unknown mode does nothing and waits for nobody; a job under way keeps its own mode.
+int DownloadController::changeNothing() {
+    const boost::unique_lock<boost::mutex> job(m_jobMutex, boost::try_to_lock);
+    if (job.owns_lock())
+        m_packageRecords.setFreshInstallMode(false);
     trace.info("INFO : DownloadController - ProductUpdate\n");
     m_cancelRequested = false;
-    if (mode == "CheckForInstall")
-        return checkForInstall(currentVersion, affiliateId);
-    if (mode == "Install")
-        return install();
     return 0;
 }
 
-int DownloadController::checkForInstall(const std::string &currentVersion, const std::string &affiliateId) {
-    UpdateManager updateManager;
-    std::optional<OutstandingPackages> outstanding(std::in_place, *this);
-    setProductInfoList({});
+int DownloadController::checkForInstall(const std::string &currentVersion, const std::string &affiliateId,
+                                        Cancellation::Ticket ticket) {
+    std::optional<DownloadEngine::Job> outstanding(std::in_place, m_engine, ticket);
+    const JobLock::Use machine(m_jobLock);
+    m_packageRecords.setProducts({});
     const std::string response =
         m_pTolvaneHandler->sendTolvaneUpdateRequest(currentVersion, getAffId(affiliateId), "1");
     if (response.empty()) {
@@ -197,16 +75,21 @@ int DownloadController::checkForInstall(const std::string &currentVersion, const
         return -1;
     }
     const std::vector<HotFixPackageInfo> hotFixes = getHotFixPackageInfoFormCatalogs();
-    setHotFixPackageList(hotFixes);
+    m_packageRecords.setHotFixes(hotFixes);
     if (hotFixes.empty()) {
         trace.error("No products found For Update\n");
         return 0;
     }
-    destroyWorkers();
-    OwnedTexts urls(updateManager.getListOfUpdates(hotFixes, currentVersion, m_selectedUpdateList));
+    m_engine.forgetWorkers();
+    OwnedTexts urls(UpdateManager().getListOfUpdates(hotFixes, currentVersion, m_selectedUpdateList));
     if (urls.list().empty()) {
         trace.error("No updates Found\n");
         return 0;
+    }
+    // Their packages are about to be overwritten.
+    if (!removePackageList()) {
+        trace.error("ERROR: Not able to remove the old package list\n");
+        return -1;
     }
     downLoad(urls.list(), packageDirectory());
     outstanding.reset();
@@ -215,21 +98,25 @@ int DownloadController::checkForInstall(const std::string &currentVersion, const
         trace.error("ERROR: Download Failed\n");
         return -1;
     }
-    writePackageList();
+    if (!writePackageList(copyDownloadedPackages())) {
+        trace.error("ERROR: Not able to write the package list\n");
+        return -1;
+    }
     // Tells the suite that an update waits to be installed.
-    static_cast<void>(runShellCommand("sudo touch /usr/local/Brovik/qrn/var/RequireProductUpdate"));
+    static_cast<void>(runShellCommand(std::string("sudo touch ") + updateMarkerPath));
     return 0;
 }
 
-void DownloadController::writePackageList() {
-    std::ofstream list(packageListPath, std::ios::trunc);
-    for (const std::string &path : copyDownloadedPackages())
-        list << path << "\n";
-}
-
 int DownloadController::install() {
+    std::optional<JobLock::Use> machine(std::in_place, m_jobLock);
+    // Without a list the reading never ends; nobody else is to wait for that.
+    while (!packageListExists()) {
+        machine.reset();
+        static_cast<void>(readPackageList());
+        machine.emplace(m_jobLock);
+    }
     const std::vector<std::string> packages = readPackageList();
-    static_cast<void>(runShellCommand("sudo rm /tmp/packagelist.txt"));
+    static_cast<void>(runShellCommand(std::string("sudo rm ") + packageListPath));
     if (packages.empty()) {
         trace.error("No Updates available\n");
         return 0;
@@ -240,13 +127,16 @@ int DownloadController::install() {
 }
 
 int DownloadController::freshInstall() {
+    // Before anything is waited for: a cancel from here on holds for this job.
+    const Cancellation::Ticket ticket = m_engine.drawTicket();
     const MutexLock job(m_jobMutex);
-    return runFreshInstall();
+    return runFreshInstall(ticket);
 }
 
-int DownloadController::runFreshInstall() {
-    const OutstandingPackages outstanding(*this);
+int DownloadController::runFreshInstall(Cancellation::Ticket ticket) {
+    const DownloadEngine::Job outstanding(m_engine, ticket);
     try {
+        const JobLock::Use machine(m_jobLock);
         return downloadProducts();
     } catch (const std::exception &) {
         markEarlyFailure(); // a retry repeats it
@@ -255,7 +145,7 @@ int DownloadController::runFreshInstall() {
 }
 
 int DownloadController::downloadProducts() {
-    m_freshInstallMode = true;
+    m_packageRecords.setFreshInstallMode(true);
     trace.info("INFO: Enter FreshInstall\n");
     const std::string response = m_pTolvaneHandler->sendTolvaneFreshInstallRequest();
     if (response.empty() || !m_pTolvaneHandler->isTolvaneSucceed()) {
@@ -269,43 +159,27 @@ int DownloadController::downloadProducts() {
         return -1;
     }
     const std::vector<ProductInfo> products = getProductInfoFromCatalogs();
-    setProductInfoList(products);
+    m_packageRecords.setProducts(products);
     if (products.empty()) {
         markEarlyFailure();
         trace.error("ERROR: No products found For Fresh Install\n");
         return -1;
     }
-    destroyWorkers();
+    m_engine.forgetWorkers();
     OwnedTexts urls(getPackageDownloadUrls(products));
     if (urls.list().empty()) {
         markEarlyFailure();
         trace.error("ERROR: Package Missing\n");
         return -1;
     }
-    clearEarlyFailure();
+    m_earlyFailure = false;
     downLoad(urls.list(), packageDirectory());
     return 0;
 }
 
 void DownloadController::markEarlyFailure() {
-    const MutexLock lock(m_mutex);
     m_earlyFailure = true;
-    m_anyFailed = true;
-}
-
-void DownloadController::clearEarlyFailure() {
-    const MutexLock lock(m_mutex);
-    m_earlyFailure = false;
-}
-
-void DownloadController::setProductInfoList(std::vector<ProductInfo> products) {
-    const MutexLock lock(m_mutex);
-    m_productInfoList = std::move(products);
-}
-
-void DownloadController::setHotFixPackageList(std::vector<HotFixPackageInfo> hotFixes) {
-    const MutexLock lock(m_mutex);
-    m_hotFixPackageList = std::move(hotFixes);
+    m_engine.setAnyFailed(true);
 }
 
 std::string DownloadController::getAffId(std::string affiliateId) const {
@@ -335,7 +209,8 @@ int DownloadController::getCatalogs(std::string response) {
         for (const char *url : partnerUrls.list())
             trace.error("\n Partner Catalogs Are :: --- >> %s\n\n", url);
         downLoad(partnerUrls.list(), partnerCatalogDirectory());
-        return 0;
+        // What no thread was to be had for is no failed download: nobody can tell what was in it.
+        return m_engine.hasDownloadsNeverStarted() ? -1 : 0;
     } catch (const std::exception &) {
         trace.error("ERROR: Not able to get Catalaog URLS\n");
         return -1;
@@ -347,23 +222,13 @@ std::shared_ptr<CatalogParser> DownloadController::catalogParser() const {
     return m_pCatalogParser;
 }
 
+// Both read the file of every worker, those of an earlier job in this process included (kept).
 std::vector<HotFixPackageInfo> DownloadController::getHotFixPackageInfoFormCatalogs() {
-    return catalogParser()->getHotFixInfo(catalogPaths());
+    return catalogParser()->getHotFixInfo(m_engine.files());
 }
 
 std::vector<ProductInfo> DownloadController::getProductInfoFromCatalogs() {
-    return catalogParser()->getProductInfo(catalogPaths());
-}
-
-// Of every worker, those of an earlier job in this process included (kept).
-std::list<std::string> DownloadController::catalogPaths() {
-    std::list<std::string> paths;
-    const MutexLock lock(m_mutex);
-    for (const DownloadHelper *worker : m_downloadHelperList) {
-        if (worker != nullptr)
-            paths.emplace_back(worker->getDownloadedFile());
-    }
-    return paths;
+    return catalogParser()->getProductInfo(m_engine.files());
 }
 
 std::list<const char *> DownloadController::getPackageDownloadUrls(std::vector<ProductInfo> products) {
@@ -389,290 +254,51 @@ std::list<const char *> DownloadController::getPackageDownloadUrls(std::vector<P
 }
 
 void DownloadController::downLoad(std::list<const char *> urls, std::string destination) {
-    trace.info("INFO: Download Start\n");
-    try {
-        OwnedTexts files;
-        for (const char *url : urls) {
-            const std::string path = destinationPath(url, destination);
-            files.append(path);
-            if (!runShellCommand("sudo mkdir -p " + path.substr(0, path.rfind('/')))) {
-                trace.error("Error: Failed to create %s\n", destination.c_str());
-                return;
-            }
-        }
-        createDownloadThreads(urls, files.list());
-    } catch (const std::exception &) {
-        trace.error("ERROR: Destination Creation Failed\n");
-    }
-}
-
-std::string DownloadController::destinationPath(const std::string &url, const std::string &destination) {
-    const std::string fileName = afterLastSlash(url);
-    return destination + "/" + subFolder(url, fileName) + "/" + fileName;
-}
-
-// Named after the version that the package brings; empty for a file that no catalog lists.
-std::string DownloadController::subFolder(const std::string &url, const std::string &fileName) {
-    const MutexLock lock(m_mutex);
-    if (m_freshInstallMode) {
-        for (const ProductInfo &product : m_productInfoList) {
-            if (contains(product.url, fileName))
-                return product.version;
-        }
-        return {};
-    }
-    for (const HotFixPackageInfo &hotFix : m_hotFixPackageList) {
-        if (hotFix.url == url)
-            return hotFix.repost ? "repost/" + hotFix.productVer : hotFix.productVer;
-    }
-    return {};
+    m_engine.downLoad(urls, destination);
 }
 
 void DownloadController::createDownloadThreads(std::list<const char *> &urls,
                                                std::list<const char *> &files) {
-    // At the level of an error (kept as shipped).
-    trace.error("INFO: Creating Download thread\n");
-    try {
-        startThreads(urls, files);
-        joinThreads();
-    } catch (const std::exception &) {
-        trace.error("ERROR: Download Thread Creation Failed\n");
-    }
-}
-
-void DownloadController::startThreads(const std::list<const char *> &urls,
-                                      const std::list<const char *> &files) {
-    const unsigned cancelCount = cancelCountOfJob();
-    // All count as running before the first one starts: none may look like the last.
-    std::list<std::shared_ptr<RunningThread>> running;
-    for (std::size_t i = 0; i < urls.size(); ++i)
-        running.push_back(std::make_shared<RunningThread>(*this));
-
-    auto file = files.begin();
-    for (const char *url : urls) {
-        // The texts are copied, since a thread may outlive the lists when a later one cannot be started.
-        startThread(std::move(running.front()),
-                    [this, cancelCount, url = std::string(url), file = std::string(*file)] {
-                        static_cast<void>(runDownload(url.c_str(), file.c_str(), cancelCount));
-                    });
-        running.pop_front();
-        ++file;
-    }
-}
-
-void DownloadController::startThread(std::shared_ptr<RunningThread> running, std::function<void()> body) {
-    // What a thread holds ends with its body, not with the thread object, which lives until it is joined.
-    auto thread =
-        std::make_unique<boost::thread>([running = std::move(running), body = std::move(body)]() mutable {
-            const std::shared_ptr<RunningThread> counted = std::move(running);
-            const std::function<void()> work = std::move(body);
-            try {
-                work();
-            } catch (const std::exception &) {
-                trace.error("ERROR: Download Thread Creation Failed\n");
-            }
-        });
-    const MutexLock lock(m_mutex);
-    m_pThreadGroup->add_thread(thread.get());
-    static_cast<void>(thread.release());
-}
-
-void DownloadController::joinThreads() {
-    std::unique_ptr<boost::thread_group> group;
-    {
-        MutexLock lock(m_mutex);
-        while (m_runningThreads != 0)
-            lock.wait(m_progressMade);
-        // Whoever comes first joins and frees the threads, which have nothing left to do.
-        group = std::make_unique<boost::thread_group>();
-        m_pThreadGroup.swap(group);
-    }
-    group->join_all();
+    m_engine.createDownloadThreads(urls, files);
 }
 
 int DownloadController::downLoadThreadEntry(const char *url, const char *file) {
-    return runDownload(url, file, cancelCountOfJob());
-}
-
-unsigned DownloadController::currentCancelCount() const {
-    const MutexLock lock(m_mutex);
-    return m_cancelCount;
-}
-
-// As it was when the running job began; as it is without one.
-unsigned DownloadController::cancelCountOfJob() const {
-    const MutexLock lock(m_mutex);
-    return m_jobCancelCount.value_or(m_cancelCount);
-}
-
-int DownloadController::runDownload(const char *url, const char *file, unsigned cancelCount) {
-    trace.info("INFO : DownloadController::downLoadThreadEntry\n");
-    const DestinationUse destination(*this, file, cancelCount);
-    if (!destination.hasBegun())
-        return -1;
-    std::unique_ptr<DownloadHelper> created(new (std::nothrow) DownloadHelper);
-    if (!created) {
-        trace.error("ERROR: Failed to create downloadHelper\n");
-        return -1;
-    }
-    if (!created->Init(url, file, m_curlConfig)) {
-        created.reset();
-        trace.error("ERROR: Not able to initialize download helper\n");
-        return -1;
-    }
-    if (contains(file, ".pkg"))
-        m_pkgDownloadSeen = true;
-    WorkerUse use(*this);
-    DownloadHelper *worker = registerWorker(std::move(created), cancelCount);
-    if (worker == nullptr)
-        return -1;
-    use.adopt(worker);
-    worker->setHashValue(getHashValueFromPackagePath(url));
-    worker->startDownload();
-    return 0;
-}
-
-// Null when the download was cancelled before it could start.
-DownloadHelper *DownloadController::registerWorker(std::unique_ptr<DownloadHelper> worker,
-                                                   unsigned cancelCount) {
-    const MutexLock lock(m_mutex);
-    if (cancelCount != m_cancelCount)
-        return nullptr;
-    // An empty entry first: whatever fails, nothing points to a worker that is not there.
-    DownloadHelper *&entry = m_downloadHelperList.emplace_back(nullptr);
-    m_workersInUse.emplace(worker.get(), ++m_lastUse);
-    entry = worker.release();
-    return entry;
+    return m_engine.download(url, file);
 }
 
 void DownloadController::retryDownload() {
     trace.info("INFO: DownloadController - Retrying Download\n");
-    {
-        const MutexLock lock(m_mutex);
-        m_anyFailed = false;
-    }
-    if (hasEarlyFailure() && repeatFreshInstall())
+    const Cancellation::Ticket ticket = m_engine.drawTicket();
+    m_engine.setAnyFailed(false);
+    if (m_earlyFailure && repeatFreshInstall(ticket))
         return;
-    try {
-        retryWorkers();
-    } catch (const std::exception &) {
-        trace.error("ERROR: Download Thread Creation Failed\n");
-    }
-}
-
-bool DownloadController::hasEarlyFailure() const {
-    const MutexLock lock(m_mutex);
-    return m_earlyFailure;
+    const JobLock::Use machine(m_jobLock);
+    m_engine.retry(ticket);
 }
 
 // False when another thread's job got past the failure meanwhile.
-bool DownloadController::repeatFreshInstall() {
+bool DownloadController::repeatFreshInstall(Cancellation::Ticket ticket) {
     const MutexLock job(m_jobMutex);
-    if (!hasEarlyFailure())
+    if (!m_earlyFailure)
         return false;
     {
         const MutexLock lock(m_mutex);
         m_pCatalogParser = std::make_shared<CatalogParser>();
     }
     m_pTolvaneHandler = std::make_unique<TolvaneHandler>();
-    static_cast<void>(runFreshInstall());
+    static_cast<void>(runFreshInstall(ticket));
     return true;
-}
-
-void DownloadController::retryWorkers() {
-    const unsigned cancelCount = currentCancelCount();
-    std::set<const DownloadHelper *> claimed;
-    while (true) {
-        auto use = std::make_shared<WorkerUse>(*this);
-        DownloadHelper *worker = claimWorkerToRetry(claimed, cancelCount);
-        if (worker == nullptr)
-            break;
-        use->adopt(worker);
-        claimed.insert(worker);
-        trace.error("Resume downloading of %s\n", worker->getDownloadURl());
-        startThread(std::make_shared<RunningThread>(*this),
-                    [this, worker, cancelCount, use = std::move(use)] {
-                        const DestinationUse destination(*this, worker->getDownloadedFile(), cancelCount);
-                        if (destination.hasBegun())
-                            worker->resumeDownload(true);
-                    });
-    }
-    joinThreads();
-}
-
-// The next worker that failed or was given up, for the caller's use only; null when there is none. Waits
-// for one that another thread is just done with.
-DownloadHelper *DownloadController::claimWorkerToRetry(const std::set<const DownloadHelper *> &claimed,
-                                                       unsigned cancelCount) {
-    MutexLock lock(m_mutex);
-    while (cancelCount == m_cancelCount) {
-        bool waits = false;
-        for (DownloadHelper *worker : m_downloadHelperList) {
-            if (worker == nullptr || claimed.count(worker) != 0)
-                continue;
-            const DownloadProgressInfo info = worker->getProgressInfo();
-            if (!info.failed && info.resumable)
-                continue;
-            if (m_workersInUse.emplace(worker, m_lastUse + 1).second) {
-                ++m_lastUse;
-                return worker;
-            }
-            waits = true;
-        }
-        if (!waits)
-            return nullptr;
-        lock.wait(m_progressMade);
-    }
-    return nullptr;
 }
 
 void DownloadController::cancelDownload() {
     if (m_cancelRequested.exchange(true))
         return;
     trace.error("Cancel Downloading\n");
-    stopWorkers();
-}
-
-void DownloadController::stopWorkers() {
-    std::list<DownloadHelper *> stopped;
-    {
-        MutexLock lock(m_mutex);
-        ++m_cancelCount;
-        stopped.swap(m_downloadHelperList);
-        // Those that a job has taken out of the list and waits for are among them.
-        for (const auto &use : m_workersInUse)
-            use.first->cancel();
-        m_progressMade.notify_all();
-        const std::uint64_t lastUse = m_lastUse;
-        while (usesGoOnUpTo(lastUse))
-            lock.wait(m_progressMade);
-    }
-    clearDownloadHelperList(stopped);
-}
-
-// Whether a use that began no later than that one goes on.
-bool DownloadController::usesGoOnUpTo(std::uint64_t lastUse) const {
-    return std::any_of(m_workersInUse.begin(), m_workersInUse.end(),
-                       [lastUse](const auto &use) { return use.second <= lastUse; });
-}
-
-void DownloadController::destroyWorkers() {
-    std::list<DownloadHelper *> workers;
-    {
-        MutexLock lock(m_mutex);
-        workers.swap(m_downloadHelperList);
-        for (DownloadHelper *worker : workers) {
-            while (m_workersInUse.count(worker) != 0)
-                lock.wait(m_progressMade);
-        }
-    }
-    clearDownloadHelperList(workers);
+    m_engine.stop();
 }
 
 void DownloadController::clearDownloadHelperList(std::list<DownloadHelper *> &workers) {
-    for (const DownloadHelper *worker : workers)
-        delete worker;
-    workers.clear();
+    DownloadWorkers::destroy(workers);
 }
 
 void DownloadController::clearUrlList(std::list<const char *> &urls) {
@@ -681,9 +307,9 @@ void DownloadController::clearUrlList(std::list<const char *> &urls) {
 
 DownloadProgressInfo DownloadController::getDownloadProgressInfo() {
     calculateAverageDownloadingInfo();
-    const DownloadProgressInfo progress = averagedProgress();
+    const DownloadProgressInfo progress = m_engine.progress();
     if (progress.completed) {
-        if (m_freshInstallMode)
+        if (m_packageRecords.isFreshInstallMode())
             UpdateProductConfigurationToplist();
         else
             createXMLWithUpdateInfo();
@@ -691,85 +317,24 @@ DownloadProgressInfo DownloadController::getDownloadProgressInfo() {
     return progress;
 }
 
-DownloadProgressInfo DownloadController::averagedProgress() const {
-    const MutexLock lock(m_mutex);
-    const bool completed = m_allCompleted && m_runningThreads == 0;
-    return {m_averagePercent, m_averageSpeed, m_averageRemainingTime,
-            m_downloadedSize, m_totalSize,    m_anyFailed,
-            completed,        m_resumable};
-}
-
 void DownloadController::calculateAverageDownloadingInfo() {
     try {
-        const MutexLock lock(m_mutex);
-        // An average over nothing is no figure: the previous ones stay.
-        if (!m_pkgDownloadSeen || m_downloadHelperList.empty())
-            return;
-        DownloadProgressInfo sum{0, 0, 0, 0, 0, false, true, true};
-        for (const DownloadHelper *worker : m_downloadHelperList) {
-            if (worker == nullptr)
-                continue;
-            const DownloadProgressInfo info = worker->getProgressInfo();
-            if (!info.resumable) {
-                m_resumable = false;
-                return;
-            }
-            sum.progressPercent += info.progressPercent;
-            sum.downloadSpeed += info.downloadSpeed;
-            sum.remainingTime += info.remainingTime;
-            sum.downloadedSize += info.downloadedSize;
-            sum.totalSize += info.totalSize;
-            sum.failed = sum.failed || info.failed;
-            sum.completed = sum.completed && info.completed;
-        }
-        const auto workers = static_cast<double>(m_downloadHelperList.size());
-        m_averagePercent = sum.progressPercent / workers;
-        m_averageSpeed = sum.downloadSpeed / workers;
-        m_averageRemainingTime = sum.remainingTime / workers;
-        m_downloadedSize = sum.downloadedSize;
-        m_totalSize = sum.totalSize;
-        m_anyFailed = sum.failed;
-        m_allCompleted = sum.completed && !m_jobCancelCount;
+        m_engine.averageProgress();
     } catch (const std::exception &) {
         trace.error("ERROR: Average Downloading Info Calculation Failed\n");
     }
 }
 
 std::list<const char *> DownloadController::getDownloadedPackages() {
-    const MutexLock lock(m_mutex);
-    return downloadedPaths();
+    return m_engine.downloadedPackages();
 }
 
 std::list<std::string> DownloadController::copyDownloadedPackages() {
-    const MutexLock lock(m_mutex);
-    const std::list<const char *> paths = downloadedPaths();
-    return {paths.begin(), paths.end()};
-}
-
-std::list<const char *> DownloadController::downloadedPaths() const {
-    std::list<const char *> paths;
-    for (const DownloadHelper *worker : m_downloadHelperList) {
-        if (worker != nullptr && worker->getDownloadStatus())
-            paths.push_back(worker->getDownloadedFile());
-    }
-    return paths;
+    return m_engine.copyDownloadedPackages();
 }
 
 std::string DownloadController::getHashValueFromPackagePath(const char *url) {
-    const std::string address = url == nullptr ? "" : url;
-    const MutexLock lock(m_mutex);
-    if (m_freshInstallMode) {
-        for (const ProductInfo &product : m_productInfoList) {
-            if (contains(address, product.name))
-                return product.hash;
-        }
-        return {};
-    }
-    for (const HotFixPackageInfo &hotFix : m_hotFixPackageList) {
-        if (hotFix.url == address)
-            return hotFix.hash;
-    }
-    return {};
+    return m_packageRecords.hashOf(url == nullptr ? "" : url);
 }
 
 bool DownloadController::IsGreaterThan(std::string first, std::string second) {
@@ -777,173 +342,16 @@ bool DownloadController::IsGreaterThan(std::string first, std::string second) {
 }
 
 void DownloadController::setMaxBuildNo_ProductVerSionForFreshInstall() {
-    std::string maxVersion = "0.0.0.0";
-    std::string maxBuildNo = "0";
-    for (const ProductInfo &product : catalogParser()->getProductList()) {
-        if (IsGreaterThan(product.version, maxVersion))
-            maxVersion = product.version;
-        if (leadingNumber(maxBuildNo) < leadingNumber(product.mainBuildNo))
-            maxBuildNo = product.mainBuildNo;
-    }
-    setMaxPackageVersion(maxVersion);
-    setMaxBuildNo(maxBuildNo);
-}
-
-// The values in the order in which both files take them.
-std::array<std::string, 6> DownloadController::releaseValues() const {
-    const MutexLock lock(m_mutex);
-    return {m_maxPackageVersion, m_maxBuildNo, m_coreReleaseVer,
-            m_partnerReleaseVer, m_relName,    m_cbrmsBuildNo};
+    m_releaseRecord.setMaximaOf(catalogParser()->getProductList());
 }
 
 void DownloadController::UpdateProductConfigurationToplist() {
-    static const std::array<const char *, 6> keys = {"Version",       "BuildNo", "CoreRelVer",
-                                                     "PartnerRelVer", "RelName", "CBRMSBuildNo"};
-    // Names another file than is written (kept as shipped).
-    trace.info("INFO: Updating /tmp/configuratiob.plist : buildno and version \n");
-    const MutexLock record(m_recordMutex);
-    PropertyList configuration = PropertyList::read(configurationPlistPath).value_or(PropertyList());
-    if (m_freshInstallMode)
-        setMaxBuildNo_ProductVerSionForFreshInstall();
-
-    const std::array<std::string, 6> values = releaseValues();
-    std::vector<std::pair<std::string, std::string>> buildInfo;
-    for (std::size_t i = 0; i < keys.size(); ++i)
-        buildInfo.emplace_back(keys[i], values[i]);
-    configuration.setDictionary("BuildInfo", buildInfo);
-
-    if (configuration.write(configurationPlistPath))
-        trace.info("INFO: Version and Build no Updated to plist successfully\n");
-    else
-        trace.error("ERROR: Version and Build no Updated to plist Failed !\n");
+    std::optional<std::vector<ProductInfo>> products;
+    if (m_packageRecords.isFreshInstallMode())
+        products = catalogParser()->getProductList();
+    m_releaseRecord.writeToPropertyList(products);
 }
 
 void DownloadController::createXMLWithUpdateInfo() {
-    static const std::array<const char *, 6> elements = {"ProductVersion", "BuildNumber", "CoreRelVer",
-                                                         "PartnerRelVer",  "ReleaseName", "CBRMSBuildNo"};
-    const MutexLock record(m_recordMutex);
-    copyFile(prodConfigXml, updatedProdConfigXml);
-    const std::array<std::string, 6> values = releaseValues();
-    // The results do not matter: what cannot be set keeps its installed value.
-    for (std::size_t i = 0; i < elements.size(); ++i)
-        static_cast<void>(
-            UpdateManager::updateProductConfigXml(updatedProdConfigXml, elements[i], values[i]));
-}
-
-void DownloadController::setCoreReleaseVer(std::string version) {
-    const MutexLock lock(m_mutex);
-    m_coreReleaseVer = std::move(version);
-}
-
-void DownloadController::setPartnerReleaseVer(std::string version) {
-    const MutexLock lock(m_mutex);
-    m_partnerReleaseVer = std::move(version);
-}
-
-void DownloadController::setMaxPackageVersion(std::string version) {
-    const MutexLock lock(m_mutex);
-    m_maxPackageVersion = std::move(version);
-}
-
-void DownloadController::setMaxBuildNo(std::string buildNo) {
-    const MutexLock lock(m_mutex);
-    m_maxBuildNo = std::move(buildNo);
-}
-
-void DownloadController::setRelName(std::string name) {
-    const MutexLock lock(m_mutex);
-    m_relName = std::move(name);
-}
-
-void DownloadController::setCBRMSBuildNo(std::string buildNo) {
-    const MutexLock lock(m_mutex);
-    m_cbrmsBuildNo = std::move(buildNo);
-}
-
-std::string DownloadController::getCoreReleaseVer() const {
-    const MutexLock lock(m_mutex);
-    return m_coreReleaseVer;
-}
-
-std::string DownloadController::getPartnerReleaseVer() const {
-    const MutexLock lock(m_mutex);
-    return m_partnerReleaseVer;
-}
-
-std::string DownloadController::getMaxPackageVersion() const {
-    const MutexLock lock(m_mutex);
-    return m_maxPackageVersion;
-}
-
-std::string DownloadController::getMaxBuildNo() const {
-    const MutexLock lock(m_mutex);
-    return m_maxBuildNo;
-}
-
-std::string DownloadController::getRelName() const {
-    const MutexLock lock(m_mutex);
-    return m_relName;
-}
-
-std::string DownloadController::getCBRMSBuildNO() const {
-    const MutexLock lock(m_mutex);
-    return m_cbrmsBuildNo;
-}
-
-// What the suite's installer calls.
-
-namespace {
-
-// What GetHashValue gave this thread last: it outlives the call, and no other thread's call changes it.
-thread_local std::string lastHash;
-
-// Runs a call for a host, which may be written in C and know no exceptions.
-template <typename Result, typename Call>
-Result callForHost(Result onFailure, Call call) noexcept {
-    try {
-        return call();
-    } catch (const std::exception &error) {
-        trace.error("ERROR: %s\n", error.what());
-        return onFailure;
-    }
-}
-
-char *copyJoined(const std::list<std::string> &paths) {
-    std::string joined;
-    for (const std::string &path : paths)
-        joined += path + "!:";
-    auto *text = new char[joined.size() + 1];
-    std::memcpy(text, joined.c_str(), joined.size() + 1);
-    return text;
-}
-
-} // namespace
-
-int FreshInstall() {
-    return callForHost(-1, [] { return DownloadController::getInstance()->freshInstall(); });
-}
-
-void *GetDownloadProgressInfo() {
-    return callForHost<void *>(nullptr, [] {
-        return new DownloadProgressInfo(DownloadController::getInstance()->getDownloadProgressInfo());
-    });
-}
-
-char *GetDownloadedPackages() {
-    return callForHost<char *>(
-        nullptr, [] { return copyJoined(DownloadController::getInstance()->copyDownloadedPackages()); });
-}
-
-void RetryDownloadPackages() {
-    static_cast<void>(callForHost(false, [] {
-        DownloadController::getInstance()->retryDownload();
-        return true;
-    }));
-}
-
-const char *GetHashValue(const char *url) {
-    return callForHost("", [url] {
-        lastHash = DownloadController::getInstance()->getHashValueFromPackagePath(url);
-        return lastHash.c_str();
-    });
+    m_releaseRecord.writeToProductConfiguration();
 }

@@ -49,9 +49,13 @@ bool writePackageList(const std::list<std::string> &paths) {
     return false;
 }
 
+bool packageListExists() {
+    return !isAbsent(packageListPath);
+}
+
 std::vector<std::string> readPackageList() {
     std::optional<RegularFile> list = RegularFile::open(packageListPath, Links::refuse);
-    if (!list && isAbsent(packageListPath))
+    if (!list && !packageListExists())
         waitForEver();
     if (!list || !list->isOwn())
         return {};

@@ -1,0 +1,28 @@
+#include "DestinationPath.h"
+
+#include <algorithm>
+#include <stdexcept>
+
+#include "Text.h"
+
+namespace {
+
+// A blank is not among them: it breaks the hash check of its package and does no other harm.
+bool isRefused(char character) {
+    const auto code = static_cast<unsigned char>(character);
+    return code < 0x20 || code == 0x7f || contains(";&|<>()$`\\\"'", std::string(1, character));
+}
+
+bool leadsOut(const std::string &relativePath) {
+    return contains("/" + relativePath + "/", "/../");
+}
+
+} // namespace
+
+std::string destinationPath(const std::string &folder, const std::string &subFolder,
+                            const std::string &fileName) {
+    std::string path = folder + "/" + subFolder + "/" + fileName;
+    if (std::any_of(path.begin(), path.end(), isRefused) || leadsOut(subFolder + "/" + fileName))
+        throw std::invalid_argument("a destination that no command may name");
+    return path;
+}
