@@ -221,6 +221,15 @@ TEST(FreshInstallStatus, TellsOutputThatCouldNotBeWritten) {
               "freshinstall: standard output: No space left on device\n");
 }
 
+TEST(FreshInstallStatus, TellsAReaderThatWentAwayWhereItsSignalIsIgnored) {
+    publishRelease({core});
+    misbehave("/core.pkg * slow 300000\n"); // so that the reader is gone before the end
+    const Ended ended =
+        run({"bash", "-c", "trap '' PIPE; " + program + " --json | :; exit ${PIPESTATUS[0]}"});
+    EXPECT_EQ(ended.status, 74);
+    EXPECT_EQ(ended.err, "freshinstall: standard output: Broken pipe\n");
+}
+
 TEST(FreshInstallStatus, TellsAFailureBeforeLostOutput) {
     publishRelease({core});
     misbehave("/core.pkg * status 404\n");

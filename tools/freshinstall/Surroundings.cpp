@@ -24,7 +24,8 @@ bool isInPath(const std::string &name) {
         return true; // the shell has one of its own
     std::istringstream folders(path);
     for (std::string folder; std::getline(folders, folder, ':');) {
-        if (isProgram(folder.empty() ? name : folder + "/" + name))
+        // An empty one is the current folder.
+        if (isProgram((folder.empty() ? "." : folder).append("/").append(name)))
             return true;
     }
     return false;
