@@ -5,6 +5,7 @@
 #include <assert.h>
 #include <stddef.h>
 #include <stdio.h>
+#include <string.h>
 
 static_assert(offsetof(DownloadProgressInfo, progressPercent) == 0, "five doubles");
 static_assert(offsetof(DownloadProgressInfo, downloadSpeed) == 1 * sizeof(double), "five doubles");
@@ -26,6 +27,14 @@ static int complain(const char *what) {
 
 int main(void) {
     int problems = 0;
+    char numbers[32];
+    if (strcmp(DOWNLOADMANAGER_VERSION, FOUND_VERSION) != 0)
+        problems += complain("a header of another version than what was found");
+    snprintf(numbers, sizeof numbers, "%d.%d.%d", DOWNLOADMANAGER_VERSION_MAJOR,
+             DOWNLOADMANAGER_VERSION_MINOR, DOWNLOADMANAGER_VERSION_PATCH);
+    if (strcmp(DOWNLOADMANAGER_VERSION, numbers) != 0)
+        problems += complain("a version with other numbers");
+
     DownloadProgressInfo *progress = GetDownloadProgressInfo();
     char *packages = GetDownloadedPackages();
     if (progress->progressPercent != 0 || progress->downloadSpeed != 0 || progress->remainingTime != 0 ||

@@ -40,6 +40,11 @@ int complain(const std::string &what) {
 
 int main() {
     int problems = 0;
+    const std::string numbers = std::to_string(DOWNLOADMANAGER_VERSION_MAJOR) + "." +
+                                std::to_string(DOWNLOADMANAGER_VERSION_MINOR) + "." +
+                                std::to_string(DOWNLOADMANAGER_VERSION_PATCH);
+    if (numbers != DOWNLOADMANAGER_VERSION || numbers != FOUND_VERSION)
+        problems += complain("a header of another version than what was found");
     if (!isAsBeforeAnyDownload(*progress()))
         problems += complain("progress without a download");
     if (*std::unique_ptr<char[]>(GetDownloadedPackages()).get() != '\0')

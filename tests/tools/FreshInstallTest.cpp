@@ -152,6 +152,90 @@ TEST(FreshInstallStatus, IsUsageWhenCalledWrongly) {
         EXPECT_EQ(run(command).status, 64) << arguments.front() << ' ' << arguments.back();
     }
     EXPECT_THAT(run({program, "--retry", "010"}).err, HasSubstr("N must be a decimal number: 010"));
+    EXPECT_THAT(run({program, "--timeout", "1m"}).err, HasSubstr("SECONDS must be a decimal number: 1m"));
+}
+
+TEST(FreshInstallStatus, IsUsageInItsOwnWordsForANumberTooLarge) {
+    for (const std::string number : {"1000000000", "4294967296", "99999999999999999999"}) {
+        const Ended retry = run({program, "--retry", number});
+        EXPECT_EQ(retry.status, 64);
+        EXPECT_THAT(retry.err, HasSubstr("N must be at most 999999999: " + number));
+        const Ended timeout = run({program, "--timeout", number});
+        EXPECT_EQ(timeout.status, 64);
+        EXPECT_THAT(timeout.err, HasSubstr("SECONDS must be at most 999999999: " + number));
+    }
+}
+
+TEST(FreshInstallStatus, TellsMissingRightsAtOnce) {
+    publishRelease({core});
+    // In a user namespace that maps nobody to root, so that it works wherever the sealed machine does.
+    const Ended ended = run({"unshare", "--user", program, "--json"});
+    EXPECT_EQ(ended.status, 77);
+    EXPECT_EQ(ended.out, "");
+    EXPECT_EQ(ended.err, "freshinstall: the engine needs the rights of root: run this as root, or by sudo\n");
+    EXPECT_EQ(run({"unshare", "--user", program, "--help"}).status, 0);
+}
+
+struct MissingTool {
+    const char *name;
+    std::string removal;
+    std::string words;
+};
+
+void PrintTo(const MissingTool &tool, std::ostream *out) {
+    *out << tool.name;
+}
+
+class FreshInstallTool : public testing::TestWithParam<MissingTool> {};
+
+TEST_P(FreshInstallTool, IsNamedWhenItIsMissing) {
+    publishRelease({core});
+    const Ended ended = run({"bash", "-c", GetParam().removal + "; " + program});
+    EXPECT_EQ(ended.status, 72);
+    EXPECT_EQ(ended.out, "");
+    EXPECT_THAT(ended.err, HasSubstr(GetParam().words));
+    EXPECT_FALSE(std::filesystem::exists("/usr/local/Brovik/TempDownload"));
+}
+
+const std::string hashTool = "/usr/local/Brovik/qrn/bin/sha1sum";
+
+INSTANTIATE_TEST_SUITE_P(
+    FreshInstall, FreshInstallTool,
+    testing::Values(MissingTool{"HashTool", "rm " + hashTool, "put it at " + hashTool},
+                    MissingTool{"HashToolThatIsNoProgram", "chmod -x " + hashTool, "put it at " + hashTool},
+                    MissingTool{"HashToolThatIsAFolder", "rm " + hashTool + "; mkdir " + hashTool,
+                                "put it at " + hashTool},
+                    MissingTool{"Sudo", "mkdir /tmp/bin; cp -L $(type -P awk) /tmp/bin; PATH=/tmp/bin",
+                                "the engine calls sudo"},
+                    MissingTool{"Awk", "mkdir /tmp/bin; cp -L $(type -P sudo) /tmp/bin; PATH=/tmp/bin",
+                                "the engine calls awk"}),
+    caseName);
+
+TEST(FreshInstallStatus, TellsOutputThatCouldNotBeWritten) {
+    publishRelease({core});
+    for (const std::string options : {"", "--json", "--help", "--version"}) {
+        const Ended ended = run({"bash", "-c", program + " " + options + " >/dev/full"});
+        EXPECT_EQ(ended.status, 74) << options;
+    }
+    EXPECT_EQ(run({"bash", "-c", program + " --json >/dev/full"}).err,
+              "freshinstall: standard output: No space left on device\n");
+}
+
+TEST(FreshInstallStatus, TellsAReaderThatWentAwayWhereItsSignalIsIgnored) {
+    publishRelease({core});
+    misbehave("/core.pkg * slow 300000\n"); // so that the reader is gone before the end
+    const Ended ended =
+        run({"bash", "-c", "trap '' PIPE; " + program + " --json | :; exit ${PIPESTATUS[0]}"});
+    EXPECT_EQ(ended.status, 74);
+    EXPECT_EQ(ended.err, "freshinstall: standard output: Broken pipe\n");
+}
+
+TEST(FreshInstallStatus, TellsAFailureBeforeLostOutput) {
+    publishRelease({core});
+    misbehave("/core.pkg * status 404\n");
+    const Ended ended = run({"bash", "-c", program + " --json >/dev/full"});
+    EXPECT_EQ(ended.status, 2);
+    EXPECT_THAT(ended.err, HasSubstr("No space left on device"));
 }
 
 TEST(FreshInstallStatus, TellsALibraryThatCannotBeUsed) {
@@ -164,11 +248,11 @@ TEST(FreshInstallStatus, IsDocumentedInHelpAndManual) {
     const Ended help = run({program, "--help"});
     EXPECT_EQ(help.status, 0);
     const std::string manual = readText("/usr/local/Brovik/qrn/share/man/man1/freshinstall.1");
-    for (const std::string status : {"0", "1", "2", "64", "69", "70", "130"}) {
+    for (const std::string status : {"0", "1", "2", "64", "69", "70", "72", "74", "77", "124", "130"}) {
         EXPECT_THAT(help.out, HasSubstr("\n  " + status + " "));
         EXPECT_THAT(manual, HasSubstr("\n.It " + status + "\n"));
     }
-    for (const std::string option : {"retry", "json", "plain", "library", "help", "version"}) {
+    for (const std::string option : {"retry", "timeout", "json", "plain", "library", "help", "version"}) {
         EXPECT_THAT(help.out, HasSubstr("--" + option));
         EXPECT_THAT(manual, HasSubstr("\n.It Fl -" + option));
     }
@@ -255,6 +339,9 @@ TEST(PlainLines, SayTruthfullyWhatFailed) {
     publishRelease({core, extra});
     misbehave("/core.pkg * reset 1000\n");
     EXPECT_THAT(run({program}).out, EndsWith("Not every package could be fetched; 1 package finished.\n"
+                                             "  not finished: " +
+                                             pathOf(core) +
+                                             "\n"
                                              "A new run fetches all packages anew.\n"
                                              "The engine's log tells more: /var/log/DownloadManager.log\n"));
 }
@@ -265,6 +352,45 @@ TEST(PlainLines, NameADestinationThatCannotBeWrittenAsACause) {
     const Ended ended = run({program});
     EXPECT_EQ(ended.status, 2);
     EXPECT_THAT(ended.out, HasSubstr("or could not be written; 0 packages finished.\n"));
+}
+
+// Not told as wrong bytes, wherever the last one that fitted stands.
+class FullDisk : public testing::TestWithParam<std::size_t> {};
+
+TEST_P(FullDisk, IsNamedAsTheCause) {
+    const std::size_t page = 4096;
+    const Product large = {"large.pkg", someBytes(GetParam() * page + 100)};
+    publishRelease({large});
+    // Room for the catalog and the package but for its last page.
+    const std::string size = std::to_string((GetParam() + 1) * page);
+    static_cast<void>(shell("mkdir -p /usr/local/Brovik/TempDownload && mount -t tmpfs -o size=" + size +
+                            " tmpfs /usr/local/Brovik/TempDownload"));
+    const Ended ended = run({program});
+    EXPECT_EQ(ended.status, 2);
+    EXPECT_THAT(ended.out, HasSubstr("The disk with /usr/local/Brovik/TempDownload/Package is full.\n"));
+    EXPECT_THAT(ended.out, HasSubstr("  not finished: " + pathOf(large) + "\n"));
+    EXPECT_THAT(ended.out, Not(HasSubstr("wrong")));
+}
+
+INSTANTIATE_TEST_SUITE_P(Pages, FullDisk, testing::Values(10U, 1000U),
+                         [](const auto &parameter) { return std::to_string(parameter.param); });
+
+TEST(FullDisk, IsNamedAsTheCauseOfAFailureBeforeTheDownloads) {
+    publishRelease({core});
+    static_cast<void>(shell("mkdir -p /usr/local/Brovik/TempDownload &&"
+                            "mount -t tmpfs -o size=4k,nr_inodes=2 tmpfs /usr/local/Brovik/TempDownload"));
+    const Ended ended = run({program});
+    EXPECT_EQ(ended.status, 1);
+    EXPECT_THAT(ended.out, HasSubstr("The disk with /usr/local/Brovik/TempDownload/Package is full.\n"));
+}
+
+TEST(PlainLines, CallNoPackageWrongWhoseHashCouldNotBeHad) {
+    publishRelease({core});
+    static_cast<void>(shell("printf '#!/bin/sh\nexit 1\n' >" + hashTool));
+    const Ended ended = run({program});
+    EXPECT_EQ(ended.status, 2);
+    EXPECT_THAT(ended.out, AllOf(HasSubstr("since no try brought one that passed the check of its SHA-1"),
+                                 Not(HasSubstr("wrong")), Not(HasSubstr("is full"))));
 }
 
 TEST(PlainLines, SayThatNothingIsOnTheDiskWhenInterruptedEarly) {
@@ -287,6 +413,53 @@ TEST(PlainLines, AnnounceARetryAndEndAtOnceDuringItsPause) {
     terminal.send(SIGTERM);
     EXPECT_EQ(terminal.end(), 143);
     EXPECT_THAT(terminal.output(), Not(HasSubstr("retry 4")));
+}
+
+// --- a time to give up
+
+struct Timeout {
+    const char *name;
+    std::string script;
+};
+
+void PrintTo(const Timeout &timeout, std::ostream *out) {
+    *out << timeout.name;
+}
+
+class FreshInstallTimeout : public testing::TestWithParam<Timeout> {};
+
+TEST_P(FreshInstallTimeout, EndsTheRun) {
+    publishRelease({core, extra});
+    misbehave(GetParam().script);
+    const Ended ended = run({program, "--json", "--retry", "9", "--timeout", "2"});
+    EXPECT_EQ(ended.status, 124);
+    const Json end = objectsOf(ended.out).back();
+    EXPECT_EQ(end["outcome"], "timed-out");
+    EXPECT_EQ(end["status"], 124);
+    EXPECT_EQ(end["message"].front(), "given up after 2 seconds");
+}
+
+INSTANTIATE_TEST_SUITE_P(FreshInstall, FreshInstallTimeout,
+                         testing::Values(Timeout{"BeforeTheDownloads", serviceTarget + " * silent\n"},
+                                         Timeout{"InAQuestionForAPackage", "HEAD:/extra.pkg * silent\n"},
+                                         Timeout{"InADownload", "/core.pkg * stall 150000\n"},
+                                         Timeout{"BeforeARetry", serviceTarget + " * drop\n"}),
+                         caseName);
+
+TEST(FreshInstallTimeout, DoesNotEndARunThatIsQuicker) {
+    publishRelease({core});
+    EXPECT_EQ(run({program, "--timeout", "60"}).status, 0);
+    EXPECT_EQ(run({program, "--timeout", "0"}).status, 0);
+}
+
+// --- what the engine's libraries find in the environment
+
+TEST(FreshInstallProxy, IsTheEnvironments) {
+    publishRelease({core});
+    const std::string nobody = "http://127.0.0.1:9";
+    EXPECT_EQ(run({"env", "https_proxy=" + nobody, program}).status, 1);
+    EXPECT_EQ(run({"env", "ALL_PROXY=" + nobody, program}).status, 1);
+    EXPECT_EQ(run({"env", "https_proxy=" + nobody, "no_proxy=brovik.example", program}).status, 0);
 }
 
 // --- a reader that does not read
@@ -335,6 +508,13 @@ TEST_P(UnreadOutput, DoesNotKeepASignalFromEndingItWhenAllIsDone) {
     ASSERT_TRUE(comesTrue(isDone));
     host.send(GetParam());
     EXPECT_EQ(host.end(), 128 + GetParam());
+}
+
+TEST(UnreadOutput, DoesNotKeepTheTimeoutFromEndingIt) {
+    publishRelease({core});
+    const UnreadPipe pipe;
+    EXPECT_EQ(run({"bash", "-c", "exec " + program + " --json --timeout 2 >" + pipe.name()}).status, 124);
+    EXPECT_TRUE(readText(pathOf(core)) == core.content);
 }
 
 INSTANTIATE_TEST_SUITE_P(Signals, UnreadOutput, testing::Values(SIGINT, SIGTERM),
@@ -390,6 +570,26 @@ TEST(JsonLines, TellEveryPackagesOwnHash) {
     EXPECT_EQ(ended.status, 0);
     EXPECT_THAT(objectsOf(ended.out).back()["packages"],
                 Contains(Json{{"path", pathOf(extra)}, {"sha1", sha1(extra.content)}}));
+}
+
+// Of this run's packages: files of other installations lie beside them.
+TEST(JsonLines, NameThePackagesThatAreNotFinished) {
+    publishRelease({core, extra});
+    const std::string packages = "/usr/local/Brovik/TempDownload/Package/";
+    for (const std::string folder : {"1.9.0.0", "2.0.0.0"})
+        std::filesystem::create_directories(packages + folder);
+    writeText(packages + "1.9.0.0/core.pkg", "of an earlier release");
+    writeText(packages + "2.0.0.0/other.pkg", "of an earlier run");
+    misbehave("/core.pkg * reset 1000\n");
+    const Json end = objectsOf(run({program, "--json"}).out).back();
+    EXPECT_EQ(end["unfinished"], Json({pathOf(core)}));
+    EXPECT_EQ(end["packages"].size(), 1U);
+    EXPECT_EQ(end["diskFull"], false);
+}
+
+TEST(JsonLines, NameNoPackageThatIsNotFinishedWhenAllIsDone) {
+    publishRelease({core, extra});
+    EXPECT_EQ(objectsOf(run({program, "--json"}).out).back()["unfinished"], Json::array());
 }
 
 TEST(JsonLines, EndInWordsToo) {

@@ -350,7 +350,8 @@ TEST_P(ProgressStandstill, SaysWhatItWaitsFor) {
 INSTANTIATE_TEST_SUITE_P(
     Progress, ProgressStandstill,
     testing::Values(Standstill{"Preparing", nothing,
-                               "the update service, its catalogs and the packages' server"},
+                               "the update service, its catalogs, the packages' server, or another job on "
+                               "this machine"},
                     Standstill{"Downloading", figures(50, 50, 100), "data from the packages' server"},
                     Standstill{"Checking", figures(100, 100, 100), "the check of the packages' SHA-1"},
                     Standstill{"GivenUp", flags(figures(50, 50, 100), false, false, false),

@@ -4,11 +4,14 @@
 #include <system_error>
 #include <utility>
 
+#include "PackageFolder.h"
 #include "Statuses.h"
+#include "Words.h"
 
 namespace {
 
-const std::string packageFolder = "/usr/local/Brovik/TempDownload/Package";
+using Lines = std::vector<std::string>;
+
 const std::string fetchedAnew = "A new run fetches all packages anew.";
 const std::string readTheLog = "The engine's log tells more: /var/log/DownloadManager.log";
 
@@ -16,47 +19,82 @@ std::string count(const std::vector<Package> &packages) {
     return std::to_string(packages.size()) + (packages.size() == 1 ? " package" : " packages");
 }
 
-Ending failedDownloads(const std::string &what, std::vector<Package> finished) {
-    std::vector<std::string> lines = {what + "; " + count(finished) + " finished.", fetchedAnew, readTheLog};
-    return {"downloads-failed", Statuses::downloadsFailed, std::move(lines), std::move(finished)};
+void appendDisk(Lines &lines, const Remains &remains) {
+    if (remains.diskFull)
+        lines.push_back("The disk with " + PackageFolder::path + " is full.");
+}
+
+std::string whyDownloadsFailed(Outcome outcome) {
+    switch (outcome) {
+    case Outcome::givenUp:
+        return "A package was given up, since no try brought one that passed the check of its SHA-1";
+    case Outcome::brokenOff:
+        return "A package kept breaking off, has no SHA-1 in the catalogs, or could not be written";
+    case Outcome::done:
+    case Outcome::failedBeforeDownloads:
+    case Outcome::downloadsFailed:
+        break;
+    }
+    return "Not every package could be fetched";
+}
+
+Ending failedDownloads(Outcome outcome, Remains remains) {
+    Lines lines = {whyDownloadsFailed(outcome) + "; " + count(remains.finished) + " finished."};
+    for (const std::string &path : remains.unfinished)
+        lines.push_back("  not finished: " + printable(path));
+    appendDisk(lines, remains);
+    lines.push_back(fetchedAnew);
+    lines.push_back(readTheLog);
+    return {"downloads-failed", Statuses::downloadsFailed, std::move(lines), std::move(remains)};
+}
+
+Ending failedBeforeDownloads(Remains remains) {
+    Lines lines = {"Failed before the downloads: no service, no catalogs, or a package is missing."};
+    appendDisk(lines, remains);
+    lines.push_back(readTheLog);
+    return {"failed-before-downloads", Statuses::failedBeforeDownloads, std::move(lines), std::move(remains)};
+}
+
+// Of an end before the engine's.
+Lines whatIsLeft(std::string why, const Remains &remains) {
+    std::error_code failed; // a folder that cannot be looked at holds nothing that anybody could use
+    if (!std::filesystem::exists(PackageFolder::path, failed))
+        return {std::move(why), "Nothing of the packages is on the disk."};
+    return {std::move(why),
+            "Left on the disk: " + count(remains.finished) + " finished, and what came of the others, below",
+            "  " + PackageFolder::path, fetchedAnew};
 }
 
 } // namespace
 
-Ending endingBy(Outcome outcome, std::vector<Package> finished) {
+Ending endingBy(Outcome outcome, Remains remains) {
     switch (outcome) {
     case Outcome::done:
         return {"done",
                 Statuses::done,
-                {count(finished) + " downloaded and checked, below", "  " + packageFolder},
-                finished};
+                {count(remains.finished) + " downloaded and checked, below", "  " + PackageFolder::path},
+                remains};
     case Outcome::failedBeforeDownloads:
-        return {
-            "failed-before-downloads",
-            Statuses::failedBeforeDownloads,
-            {"Failed before the downloads: no service, no catalogs, or a package is missing.", readTheLog},
-            finished};
+        return failedBeforeDownloads(std::move(remains));
     case Outcome::downloadsFailed:
-        break;
     case Outcome::givenUp:
-        return failedDownloads("A package was given up, since its SHA-1 was wrong on every try",
-                               std::move(finished));
     case Outcome::brokenOff:
-        return failedDownloads(
-            "A package kept breaking off, has no SHA-1 in the catalogs, or could not be written",
-            std::move(finished));
+        break;
     }
-    return failedDownloads("Not every package could be fetched", std::move(finished));
+    return failedDownloads(outcome, std::move(remains));
 }
 
-Ending endingBy(int signal, std::vector<Package> finished) {
-    std::vector<std::string> lines = {"interrupted", "Nothing of the packages is on the disk."};
-    std::error_code failed; // a folder that cannot be looked at holds nothing that anybody could use
-    if (std::filesystem::exists(packageFolder, failed))
-        lines = {"interrupted",
-                 "Left on the disk: " + count(finished) + " finished, and what came of the others, below",
-                 "  " + packageFolder, fetchedAnew};
-    return {"interrupted", Statuses::interrupted + signal, std::move(lines), std::move(finished)};
+Ending endingBy(int signal, Remains remains) {
+    Lines lines = whatIsLeft("interrupted", remains);
+    return {"interrupted", Statuses::interrupted + signal, std::move(lines), std::move(remains)};
+}
+
+Ending endingBy(std::chrono::seconds timeout, Remains remains) {
+    const std::string time =
+        std::to_string(timeout.count()) + (timeout.count() == 1 ? " second" : " seconds");
+    Lines lines = whatIsLeft("given up after " + time, remains);
+    lines.push_back(readTheLog);
+    return {"timed-out", Statuses::timedOut, std::move(lines), std::move(remains)};
 }
 
 Ending endingBy(const std::exception &error) {

@@ -1,6 +1,7 @@
 // How all ended, in a form that people and programs can use.
 #pragma once
 
+#include <chrono>
 #include <exception>
 #include <string>
 #include <vector>
@@ -12,13 +13,22 @@ struct Package {
     std::string sha1; // the catalog's, which the file's was found to be
 };
 
-struct Ending {
-    std::string name; // "done", "failed-before-downloads", "downloads-failed", "error", "interrupted"
-    int status = 0;   // the process's
-    std::vector<std::string> lines;
-    std::vector<Package> packages; // finished ones
+// What an installation leaves.
+struct Remains {
+    std::vector<Package> finished;
+    std::vector<std::string> unfinished; // files of packages that were begun
+    bool diskFull = false;
 };
 
-Ending endingBy(Outcome outcome, std::vector<Package> finished);
-Ending endingBy(int signal, std::vector<Package> finished);
+struct Ending {
+    // "done", "failed-before-downloads", "downloads-failed", "error", "timed-out", "interrupted"
+    std::string name;
+    int status = 0; // the process's
+    std::vector<std::string> lines;
+    Remains remains;
+};
+
+Ending endingBy(Outcome outcome, Remains remains);
+Ending endingBy(int signal, Remains remains);
+Ending endingBy(std::chrono::seconds timeout, Remains remains);
 Ending endingBy(const std::exception &error);

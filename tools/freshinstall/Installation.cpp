@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <csignal>
 #include <cstdlib>
+#include <filesystem>
+#include <set>
 
 #include "Statuses.h"
 
@@ -29,6 +31,7 @@ std::chrono::milliseconds now() {
 
 int Installation::run() {
     try {
+        m_begin = now();
         return finish(install());
     } catch (const std::exception &error) {
         endAtOnce(endingBy(error));
@@ -64,7 +67,7 @@ Outcome Installation::attempt(const std::function<void()> &call) {
 }
 
 int Installation::finish(Outcome outcome) {
-    const Ending ending = endingBy(outcome, finished());
+    const Ending ending = endingBy(outcome, remains());
     m_view.end(ending);
     waitForOutput();
     return ending.status;
@@ -73,7 +76,7 @@ int Installation::finish(Outcome outcome) {
 void Installation::waitFor(std::chrono::milliseconds time) {
     const auto end = now() + time;
     for (auto left = time; left.count() > 0; left = end - now())
-        obey(m_wake.next(left));
+        obey(m_wake.next(std::min(left, interval)));
 }
 
 void Installation::watch(const std::function<void()> &call) {
@@ -99,6 +102,8 @@ void Installation::look() {
 }
 
 void Installation::obey(int signal) {
+    if (isTimeOver())
+        endAtOnce(endingBy(m_timeout, remains()));
     switch (signal) {
     case Wake::noSignal:
         return;
@@ -111,7 +116,7 @@ void Installation::obey(int signal) {
         m_progress.goOn(now());
         return m_view.resume();
     default:
-        endAtOnce(endingBy(signal, finished()));
+        endAtOnce(endingBy(signal, remains()));
     }
 }
 
@@ -122,9 +127,15 @@ void Installation::endAtOnce(const Ending &ending) {
     std::_Exit(ending.status);
 }
 
-// All is told, but its reader may be slow; signals end the wait.
+bool Installation::isTimeOver() const {
+    return m_timeout.count() > 0 && now() - m_begin >= m_timeout;
+}
+
+// All is told, but its reader may be slow; signals and the time end the wait.
 void Installation::waitForOutput() const {
     while (!m_output.isWritten(interval)) {
+        if (isTimeOver())
+            std::_Exit(Statuses::timedOut);
         const int signal = m_wake.next(std::chrono::milliseconds(0));
         if (Wake::ends(signal))
             std::_Exit(Statuses::interrupted + signal);
@@ -145,9 +156,18 @@ Snapshot Installation::ask() const {
     return {m_engine.progress(), std::move(packages), now()};
 }
 
-std::vector<Package> Installation::finished() const {
-    std::vector<Package> packages;
-    for (const std::string &path : m_engine.packages())
-        packages.push_back({path, m_engine.expectedHash(path)});
-    return packages;
+Remains Installation::remains() const {
+    Remains remains;
+    std::set<std::filesystem::path> finished;
+    for (const std::string &path : m_engine.packages()) {
+        remains.finished.push_back({path, m_engine.expectedHash(path)});
+        finished.insert(std::filesystem::path(path).lexically_normal());
+    }
+    for (const std::string &path : m_folder.changedFiles()) {
+        // What this installation's catalogs do not name is somebody else's.
+        if (finished.count(path) == 0 && !m_engine.expectedHash(path).empty())
+            remains.unfinished.push_back(path);
+    }
+    remains.diskFull = PackageFolder::isOnFullDisk();
+    return remains;
 }

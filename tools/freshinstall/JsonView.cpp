@@ -44,13 +44,15 @@ void JsonView::retry(const Retry &retry) {
 
 void JsonView::end(const Ending &ending) {
     Json packages = Json::array();
-    for (const Package &package : ending.packages)
+    for (const Package &package : ending.remains.finished)
         packages.push_back({{"path", package.path}, {"sha1", package.sha1}});
     line({{"event", "end"},
           {"outcome", ending.name},
           {"status", ending.status},
           {"message", ending.lines},
-          {"packages", packages}});
+          {"packages", packages},
+          {"unfinished", ending.remains.unfinished},
+          {"diskFull", ending.remains.diskFull}});
 }
 
 void JsonView::line(const Json &object) {

@@ -7,6 +7,7 @@
 struct Options {
     std::string library; // the engine's
     unsigned retries = 0;
+    unsigned timeoutSeconds = 0; // none
     bool json = false;
     bool plain = false;
 };

@@ -8,7 +8,8 @@
 
 namespace {
 
-void writeAll(int descriptor, const std::string &text) {
+// The error that kept it from writing everything; 0 for none.
+int writeAll(int descriptor, const std::string &text) {
     std::size_t written = 0;
     while (written < text.size()) {
         const ssize_t count = write(descriptor, text.data() + written, text.size() - written);
@@ -19,10 +20,11 @@ void writeAll(int descriptor, const std::string &text) {
         // Whoever shares the terminal may have made it non-blocking.
         pollfd room{descriptor, POLLOUT, 0};
         const bool mayWait = errno == EAGAIN && poll(&room, 1, -1) != -1;
-        // A reader that went away ends the program by its signal; a full disk can't be told anywhere.
+        // A reader that went away ends the program by its signal.
         if (!mayWait && errno != EINTR)
-            return;
+            return errno;
     }
+    return 0;
 }
 
 } // namespace
@@ -54,6 +56,11 @@ bool Output::isWritten(std::chrono::milliseconds patience) const {
     return m_changed.wait_for(lock, patience, [this] { return m_waiting.empty() && !m_writing; });
 }
 
+int Output::error() const {
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    return m_error;
+}
+
 void Output::work() {
     std::unique_lock<std::mutex> lock(m_mutex);
     while (true) {
@@ -63,8 +70,10 @@ void Output::work() {
         const std::string text = std::exchange(m_waiting, {});
         m_writing = true;
         lock.unlock();
-        writeAll(m_descriptor, text);
+        const int error = writeAll(m_descriptor, text);
         lock.lock();
+        if (m_error == 0)
+            m_error = error;
         m_writing = false;
         m_changed.notify_all();
     }

@@ -6,7 +6,17 @@
 #include <condition_variable>
 #include <mutex>
 #include <string>
+#include <system_error>
 #include <thread>
+
+class OutputLost : public std::system_error {
+public:
+    OutputLost(int error, int processStatus)
+        : std::system_error(error, std::generic_category(), "standard output")
+        , status(processStatus) {}
+
+    const int status;
+};
 
 class Output {
 public:
@@ -22,6 +32,8 @@ public:
     void write(const std::string &text);
     // Whether the system took everything, at the latest after that time.
     bool isWritten(std::chrono::milliseconds patience = std::chrono::milliseconds(0)) const;
+    // errno of the first text that could not be written; 0 while there is none.
+    int error() const;
 
 private:
     void work();
@@ -32,5 +44,6 @@ private:
     std::string m_waiting;
     bool m_writing = false;
     bool m_ends = false;
+    int m_error = 0;
     std::thread m_thread;
 };

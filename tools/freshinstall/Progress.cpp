@@ -215,7 +215,7 @@ std::string Progress::whatItWaitsFor() const {
         return "the packages that were not given up"; // the engine's figures stand still for good
     switch (m_figures.phase) {
     case Phase::preparing:
-        return "the update service, its catalogs and the packages' server";
+        return "the update service, its catalogs, the packages' server, or another job on this machine";
     case Phase::downloading:
         return "data from the packages' server";
     case Phase::checking:

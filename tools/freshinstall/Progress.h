@@ -57,7 +57,7 @@ enum class Outcome {
     done,
     failedBeforeDownloads,
     downloadsFailed, // a retry goes on with them
-    givenUp,         // a package's hash was wrong on every try: only a new process begins anew
+    givenUp,         // no try brought a package that passed its check: only a new process begins anew
     brokenOff,       // neither failed nor complete: likewise
 };
 

@@ -55,8 +55,8 @@ std::string inWords(const Event &event) {
     case Event::Kind::packageFailed:
         return "a package could not be fetched";
     case Event::Kind::packageGivenUp:
-        return "a package was given up: its SHA-1 was wrong on every try; the figures stand still from now "
-               "on";
+        return "a package was given up, since no try brought one that passed the check of its SHA-1; the "
+               "figures stand still from now on";
     case Event::Kind::standsStill:
         return "waiting for " + event.text;
     }

@@ -7,6 +7,7 @@
 #include "Output.h"
 #include "OwnStreams.h"
 #include "Statuses.h"
+#include "Surroundings.h"
 #include "View.h"
 #include "Wake.h"
 
@@ -24,12 +25,20 @@ int main(int argc, char **argv) {
     if (const std::optional<int> status = readOptions(argc, argv, options))
         return *status;
     try {
+        checkSurroundings();
         const OwnStreams streams;
         Output output(streams.out());
         Engine engine(options.library);
         const Wake wake; // before a terminal is taken: from then on no signal may end the process by itself
         const std::unique_ptr<View> view = makeView(options, output);
-        return Installation(engine, *view, output, wake, options.retries).run();
+        const int status = Installation(engine, *view, output, wake, options).run();
+        if (const int error = output.error(); error != 0)
+            throw OutputLost(error, status == Statuses::done ? Statuses::outputLost : status);
+        return status;
+    } catch (const UnfitSurroundings &error) {
+        return complain(error, error.status);
+    } catch (const OutputLost &error) {
+        return complain(error, error.status);
     } catch (const EngineUnusable &error) {
         return complain(error, Statuses::engineUnusable);
     } catch (const std::exception &error) {

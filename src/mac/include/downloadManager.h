@@ -4,6 +4,8 @@
  *
  * A host in C or C++ links the library (pkg-config downloadManager, or CMake's find_package(downloadManager)
  * and the target downloadManager::downloadManager), or loads it by dlopen and finds the functions by name.
+ * "pkg-config --libs" gives the program the folder where it finds the library as a run path, for another one
+ * with "--define-variable=runpath=DIR".
  *
  *     job thread:  FreshInstall();             blocks until the downloads have ended
  *     another:     GetDownloadProgressInfo();  as often as it likes meanwhile, and once afterwards
@@ -12,17 +14,26 @@
  *   The first call of any function creates the engine and opens its log, "/var/log/DownloadManager.log". It
  *   must be alone: no other function may be called before it returns. After that any of the functions may be
  *   called from any number of threads at once. FreshInstall and RetryDownloadPackages take as long as the
- *   downloads take, and a second installation waits for the first; the three others never wait for one. Only
- *   completed progress makes GetDownloadProgressInfo write a small file. Nothing bounds how long a server may
- *   take to say whether it has a package; a transfer is given up after 30 seconds below 10000 bytes a second.
- *   Every package has a thread and several open files of its own: a host of many packages raises its limit of
- *   open files.
+ *   downloads take; the three others never wait for one. Only completed progress makes
+ *   GetDownloadProgressInfo write a small file. Nothing bounds how long a server may take to say whether it
+ *   has a package; a transfer is given up after 30 seconds below 10000 bytes a second. Every package has a
+ *   thread and several open files of its own: a host of many packages raises its limit of open files.
+ *   A thread that is inside a function must not be cancelled (pthread_cancel): the process may end. The
+ *   interruption of boost::thread is switched off inside the functions.
+ *
+ * Processes
+ *   One job runs at a time on a machine, whoever runs it: an installation or a retry that begins while
+ *   another one or a product update is running, in this process or in another, waits until that has ended,
+ *   and says so in the log. A process that died keeps nobody waiting.
  *
  * Lifetime
  *   The engine lives as long as the process: nothing releases it, and what one call leaves the next one
  *   finds. So the library is never unloaded (no dlclose), and there is no function to cancel an
  *   installation: a host that must stop ends its process. Downloads cut short stay on the disk; a new
  *   process fetches them anew.
+ *   A process ends while a call runs by _Exit (_exit), or by a signal. By exit, or when main returns, the
+ *   libraries that the engine uses destroy their state under its threads, which may crash; nothing of the
+ *   engine's own is destroyed then. When no call runs, every way is as good.
  *
  * Failures
  *   No exception leaves a function. Where memory runs out, the log says so, and FreshInstall returns -1,
@@ -40,13 +51,34 @@
  *     void _ZdaPv(void *text);     C++'s operator delete[](void *)
  *
  * Rights and surroundings
- *   The engine runs as root, or as a user whose sudo asks for no password. It reads the edition to install
- *   from "/private/tmp/configuration.plist" and downloads below "/usr/local/Brovik/TempDownload". It and its
- *   tools write remarks to the process's standard output and error: a host that prints there itself keeps a
- *   copy of the streams and points the originals elsewhere.
+ *   The engine runs as root. A user whose sudo asks for no password is not enough: the engine makes folders
+ *   by sudo, which are root's then, and the user cannot write the packages there. It needs
+ *   - "/private/tmp/configuration.plist", a property list with the texts "AffID", the affiliate, and "AppID",
+ *     the editions to install, separated by commas. Without the file these are "0" and "quaformac".
+ *   - "/usr/local/Brovik/qrn/bin/sha1sum", the suite's hash tool. Without it, or without awk, no package
+ *     passes its check, and each is fetched three times.
+ *   - sudo and awk in a folder of PATH.
+ *   - certificates that libcurl trusts (Debian: the package ca-certificates), since the update service is
+ *     asked over HTTPS.
+ *   - room for all packages on the disk with "/usr/local/Brovik/TempDownload". Nobody looks before: on a full
+ *     disk downloads fail, or packages do not pass their check.
+ *   libcurl obeys the proxies that the environment names, by https_proxy, http_proxy, all_proxy and no_proxy,
+ *   and by all but http_proxy in capitals as well. The engine and its tools write remarks to the process's
+ *   standard output and error: a host that prints there itself keeps a copy of the streams and points the
+ *   originals elsewhere.
+ *
+ * Version
+ *   The macros below are of the header that a host is compiled with. To ask for a version before there are
+ *   find_package(downloadManager 1.0) in CMake and "pkg-config --atleast-version=1.0 downloadManager".
+ *   Versions with the same first number are compatible.
  */
 #ifndef DOWNLOADMANAGER_H
 #define DOWNLOADMANAGER_H
+
+#define DOWNLOADMANAGER_VERSION "1.0.0"
+#define DOWNLOADMANAGER_VERSION_MAJOR 1
+#define DOWNLOADMANAGER_VERSION_MINOR 0
+#define DOWNLOADMANAGER_VERSION_PATCH 0
 
 #pragma GCC visibility push(default)
 #ifdef __cplusplus
@@ -84,9 +116,11 @@ typedef struct DownloadProgressInfo {
     double downloadedSize;  /* sum, kilobytes on the disk */
     double totalSize;       /* sum, kilobytes of the whole packages begun so far */
     bool failed;            /* a download ended in error, or the installation failed before its downloads */
-    bool completed; /* every package is complete and its SHA-1 is the catalog's, and no download runs; a
-                       package whose file could not be opened does not count, and only the log names it */
-    bool resumable; /* false once a package was given up: its SHA-1 was wrong on every try */
+    bool completed; /* every package is complete and its SHA-1 is the catalog's, and no download runs or is
+                       still to be started; a package whose file could not be opened does not count, and only
+                       the log names it */
+    bool resumable; /* false once a package was given up: no try brought one that passed the check of its
+                       SHA-1, because the bytes were wrong or the check was not possible */
 } DownloadProgressInfo;
 
 /*
@@ -117,7 +151,8 @@ char *GetDownloadedPackages(void);
 
 /*
  * Repeats what failed, and returns when that has ended. After a failure before the downloads (FreshInstall
- * returned -1) that is the whole installation; otherwise every failed download goes on where it stopped.
+ * returned -1) that is the whole installation; otherwise every failed download goes on where it stopped, and
+ * what was never started, since no thread could be had for it, is fetched.
  * Takes no notice of packages that kept breaking off, and has no success with one that was given up:
  * resumable stays false. For these start a new process. Look at GetDownloadProgressInfo for the outcome.
  */
