@@ -46,8 +46,9 @@ public:
     int validatePackage();
     void setHashValue(std::string hash);
     void setDownloadStatus(bool downloaded);
-    // Ends a running transfer within a second, usually within a tenth, and every later one at its start. The
-    // look-up of a host's name is waited for.
+    // Ends a running transfer when libcurl next calls the progress callback, which it does about once a
+    // second while nothing arrives, and every later one at its start. The look-up of a host's name is waited
+    // for.
     void cancel() noexcept;
 
     DownloadProgressInfo getProgressInfo() const;

@@ -123,7 +123,7 @@ int DownloadHelper::setupcurl() {
 void DownloadHelper::startDownload() {
     try {
         trace.info("INFO : Start download: %s\n", url.get());
-        const int result = m_cancelled ? CURLE_ABORTED_BY_CALLBACK : performAbortableTransfer(curlHandle);
+        const int result = m_cancelled ? CURLE_ABORTED_BY_CALLBACK : performTransfer(curlHandle);
         long httpCode = 0;
         // Without a reply there is no code, and 0 stays.
         static_cast<void>(curl_easy_getinfo(curlHandle.get(), CURLINFO_RESPONSE_CODE, &httpCode));
