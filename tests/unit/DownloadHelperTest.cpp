@@ -13,10 +13,13 @@
 #include <curl/curl.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include "FailingAllocation.h"
 #include "RefusedLock.h"
+#include "ShellPipe.h"
+#include "SmallDisk.h"
 #include "WorkerFixture.h"
 
 namespace {
@@ -577,6 +580,102 @@ TEST_F(DownloadHelperTest, AFullDiskFailsTheTransfer) {
     load("/file.xml");
     EXPECT_EQ(outcome(), failedOutcome);
     EXPECT_THAT(messages(), ElementsAre(startLine, errorLine(200, CURLE_WRITE_ERROR)));
+}
+
+TEST_F(DownloadHelperTest, WhatArrivedIsInTheFile) {
+    const Gate gate;
+    server.serve("/file.xml", content, {answer::hold(1000, gate)});
+    ASSERT_TRUE(init("/file.xml"));
+    background.run([this] { worker.startDownload(); });
+    EXPECT_TRUE(comesTrue([this] { return loaded().size() == 1000; }));
+    gate.open();
+    background.join();
+    EXPECT_TRUE(hasLoaded(content));
+}
+
+struct FullDisk {
+    const char *name;
+    const char *path;
+    std::size_t diskBytes;
+    Answer answer;
+};
+
+constexpr std::size_t pageBytes = 4096;
+constexpr std::size_t room = 100000 / pageBytes * pageBytes; // the file's last bytes lack it
+
+class DiskThatIsFull : public WorkerFixture, public testing::WithParamInterface<FullDisk> {};
+
+TEST_P(DiskThatIsFull, FailsTheTransferAndARetryWithRoomSucceeds) {
+    const FullDisk &full = GetParam();
+    const SmallDisk disk(folder, full.diskBytes);
+    server.serve(full.path, content, {full.answer});
+    ASSERT_TRUE(init(full.path));
+    worker.setHashValue(sha1Of(content));
+    worker.startDownload();
+    EXPECT_EQ(outcome(), failedOutcome);
+    EXPECT_THAT(messages(), ElementsAre(startLine, errorLine(200, CURLE_WRITE_ERROR)));
+    EXPECT_EQ(server.requestCount(), 1U);
+
+    disk.grow(2 * content.size());
+    worker.resumeDownload(true);
+    EXPECT_TRUE(hasLoaded(content));
+    EXPECT_EQ(outcome(), std::string(full.path) == "/file.pkg" ? doneOutcome : untouched);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    DownloadHelper, DiskThatIsFull,
+    testing::Values(
+        FullDisk{"AtTheLastBytesOfAPackage", "/file.pkg", room, answer::whole()},
+        FullDisk{"AtTheLastBytesOfACatalog", "/file.xml", room, answer::whole()},
+        FullDisk{"AtTheLastBytesWithoutALength", "/file.pkg", room, answer::chunked()},
+        FullDisk{"InTheMiddleOfAPackage", "/file.pkg", 10 * pageBytes, answer::whole()},
+        FullDisk{"InTheMiddleOfACatalog", "/file.xml", 10 * pageBytes, answer::whole()},
+        FullDisk{"InTheMiddleWithoutALength", "/file.pkg", 10 * pageBytes, answer::chunked()},
+        FullDisk{"WhereTheTransferBreaksOff", "/file.pkg", 10 * pageBytes, answer::cut(10 * pageBytes + 100)},
+        FullDisk{"WhereTheTransferStalls", "/file.xml", 10 * pageBytes, answer::stall(10 * pageBytes + 100)}),
+    [](const auto &caseInfo) { return caseInfo.param.name; });
+
+TEST_F(DownloadHelperTest, AResumeFindsTheDiskFullAndTheNextOneRoom) {
+    const SmallDisk disk(folder, room);
+    server.serve("/file.pkg", content, {answer::cut(50000)});
+    ASSERT_TRUE(init("/file.pkg"));
+    worker.setHashValue(sha1Of(content));
+    worker.startDownload();
+    EXPECT_EQ(outcome(), failedOutcome);
+    EXPECT_THAT(messages(), ElementsAre(startLine, partialLine, resumeLine, startLine,
+                                        errorLine(206, CURLE_WRITE_ERROR)));
+    disk.grow(2 * content.size());
+    worker.resumeDownload(true);
+    EXPECT_TRUE(hasLoaded(content));
+    EXPECT_EQ(outcome(), doneOutcome);
+}
+
+TEST_F(DownloadHelperTest, TheProgramsOfOtherThreadsDoNotInheritTheFile) {
+    const Gate gate;
+    server.serve("/file.xml", content, {answer::hold(1000, gate), answer::hold(1000, gate)});
+    ASSERT_TRUE(init("/file.xml", {10000, 1, 45}));
+    const auto isInherited = [this] {
+        ShellPipe pipe("readlink /proc/$$/fd/*");
+        for (std::optional<std::string> line = pipe.readLine(); line; line = pipe.readLine()) {
+            if (*line == file + "\n")
+                return true;
+        }
+        return false;
+    };
+    EXPECT_FALSE(isInherited());
+    worker.startDownload();
+    background.run([this] { worker.resumeDownload(true); });
+    EXPECT_TRUE(comesTrue([this] { return worker.getProgressInfo().downloadedSize == kilobytes(2000); }));
+    EXPECT_FALSE(isInherited()) << "appended to";
+    gate.open();
+    background.join();
+}
+
+TEST_F(DownloadHelperTest, AFileIsMadeWithTheModeThatTheProcessAllows) {
+    const mode_t previous = umask(027);
+    ASSERT_TRUE(init("/a"));
+    umask(previous);
+    EXPECT_EQ(std::filesystem::status(file).permissions(), std::filesystem::perms(0640));
 }
 
 TEST_F(DownloadHelperTest, AnExceptionInATransferIsAFailure) {

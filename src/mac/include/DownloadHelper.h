@@ -72,10 +72,8 @@ private:
     void judgeTransfer(int transferResult, long httpCode);
     void resumeAfterPartialFile();
     void acceptFile();
-    bool hasExpectedHash() const;
     void giveUpValidation();
     void chooseResumePoint(bool resume);
-    bool cutFileAt(long offset) const;
     void setFailed(bool value);
     void setCompleted();
     void closeTransfer() noexcept;

@@ -7,11 +7,10 @@
 #include <exception>
 
 #include <curl/curl.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
+#include "DownloadFile.h"
 #include "Numbers.h"
-#include "ShellPipe.h"
+#include "PackageHash.h"
 #include "Text.h"
 #include "Trace.h"
 
@@ -30,15 +29,6 @@ std::unique_ptr<char[]> copyText(const char *text) {
 
 bool isPackage(const std::string &address) {
     return contains(afterLastSlash(address), ".pkg");
-}
-
-// ASCII letters only, whatever the locale.
-std::string toUpperCase(std::string text) {
-    for (char &character : text) {
-        if (character >= 'a' && character <= 'z')
-            character = static_cast<char>(character - 'a' + 'A');
-    }
-    return text;
 }
 
 // What libcurl calls; the worker's own operation has the stream's type.
@@ -66,7 +56,7 @@ bool DownloadHelper::initCurlHandler() {
     try {
         // A handle that is still there would write into the file that is closed now.
         closeTransfer();
-        outputFile.reset(std::fopen(downloadedFile.get(), appendMode ? "ab" : "wb"));
+        outputFile = openDownloadFile(downloadedFile.get(), appendMode);
         if (!outputFile) {
             trace.error("Error occurred in creating output file : %s \n", downloadedFile.get());
             return false;
@@ -181,7 +171,7 @@ void DownloadHelper::acceptFile() {
 void DownloadHelper::resumeDownload(bool resume) {
     try {
         trace.error("Resume Download: %s\n", url.get());
-        // An outer transfer of this worker may still have the file open, with bytes not written yet.
+        // An outer transfer of this worker may still have the file open.
         closeTransfer();
         setFailed(false);
         chooseResumePoint(resume);
@@ -205,22 +195,15 @@ void DownloadHelper::chooseResumePoint(bool resume) {
         offset = resumeOffset;
         mayResume = mayResume && resumable;
     }
-    // An offset of 2 GiB or more did not fit and is negative.
-    appendMode = mayResume && offset >= 0 && cutFileAt(offset);
+    // An offset of 2 GiB or more did not fit and is negative. The file may hold more bytes than were counted,
+    // when the server told no length; they would come again. It may hold fewer, when the disk was full; the
+    // rest would not fit.
+    appendMode = mayResume && offset >= 0 && cutDownloadFile(downloadedFile.get(), offset);
     if (appendMode)
         return;
     const MutexLock lock(progressMutex);
     resumeOffset = 0;
     resumeBase = 0;
-}
-
-// The file may hold more bytes than were counted, when the server told no length; they would come again.
-// It may hold fewer, when they could not be written; the rest would not fit.
-bool DownloadHelper::cutFileAt(long offset) const {
-    struct stat status {};
-    if (stat(downloadedFile.get(), &status) != 0 || status.st_size < offset)
-        return false;
-    return status.st_size == offset || truncate(downloadedFile.get(), offset) == 0;
 }
 
 int DownloadHelper::validatePackage() {
@@ -231,32 +214,11 @@ int DownloadHelper::validatePackage() {
     }
     if (hashValue.empty())
         return -1;
-    // The tool reads the file: every byte must be in it.
     closeTransfer();
-    trace.info("INFO: Checking HashSUM : %s\n", downloadedFile.get());
-    if (hasExpectedHash())
+    if (hasPackageHash(downloadedFile.get(), hashValue))
         return 0;
     resumeDownload(false);
     return -1;
-}
-
-bool DownloadHelper::hasExpectedHash() const {
-    const std::string file = downloadedFile.get();
-    ShellPipe pipe("/usr/local/Brovik/qrn/bin/sha1sum " + file + " | awk '{print $1}'");
-    std::optional<std::string> line = pipe.readLine();
-    if (!line) {
-        trace.error("Error: Failed to get Hashsum of %s\n", file.c_str());
-        return false;
-    }
-    if (!line->empty() && line->back() == '\n')
-        line->pop_back();
-    // The catalogs give the hash in upper case; one in lower case never matches (kept).
-    if (toUpperCase(*line) != hashValue) {
-        trace.error("Error: Hash mismatch : %s\n", file.c_str());
-        return false;
-    }
-    trace.info("INFO:Success Checking HashSUM : %s\n", file.c_str());
-    return true;
 }
 
 void DownloadHelper::giveUpValidation() {
