@@ -928,6 +928,93 @@ TEST_F(DownloadHelperTest, AResumeThatCannotOpenTheFileFails) {
                                         "Not able to initialize curl: <url>\n"));
 }
 
+// --- the outcome of a worker that is used again ------------------------------------------------------------
+
+// What a worker that is done with its package does next, and how it comes out.
+struct Again {
+    const char *name;
+    std::vector<Answer> answers; // to the requests after the first one
+    std::function<void(DownloadHelper &, const std::string &url, const std::string &file)> act;
+    std::string outcome;
+};
+
+class DoneWorker : public WorkerFixture, public testing::WithParamInterface<Again> {
+protected:
+    DoneWorker() {
+        std::vector<Answer> answers = GetParam().answers;
+        answers.insert(answers.begin(), answer::whole());
+        server.serve("/file.pkg", content, answers);
+        worker.setHashValue(sha1Of(content));
+        load("/file.pkg");
+        EXPECT_EQ(outcome(), doneOutcome);
+    }
+    void act() { GetParam().act(worker, url, file); }
+};
+
+TEST_P(DoneWorker, HasOneOutcomeAtATime) {
+    std::vector<std::string> contradictions;
+    {
+        // Completed is read first, as the engine's callers do before they ask for the packages.
+        const LockWatch watch([&] {
+            const DownloadProgressInfo info = worker.getProgressInfo();
+            if (info.completed && (info.failed || !worker.getDownloadStatus()))
+                contradictions.push_back(outcome());
+        });
+        act();
+    }
+    EXPECT_THAT(contradictions, IsEmpty());
+    EXPECT_EQ(outcome(), GetParam().outcome);
+}
+
+const auto startAgain = [](DownloadHelper &worker, const std::string & /*url*/,
+                           const std::string & /*file*/) { worker.startDownload(); };
+const auto initAgain = [](DownloadHelper &worker, const std::string &url, const std::string &file) {
+    EXPECT_TRUE(worker.Init(url.c_str(), file.c_str(), {}));
+};
+const auto initAndStartAgain = [](DownloadHelper &worker, const std::string &url, const std::string &file) {
+    initAgain(worker, url, file);
+    worker.startDownload();
+};
+const auto fetchAgain = [](DownloadHelper &worker, const std::string & /*url*/,
+                           const std::string & /*file*/) { worker.resumeDownload(false); };
+const auto resumeAgain = [](DownloadHelper &worker, const std::string & /*url*/,
+                            const std::string & /*file*/) { worker.resumeDownload(true); };
+const auto giveUp = [](DownloadHelper &worker, const std::string & /*url*/, const std::string & /*file*/) {
+    worker.setHashValue("");
+    EXPECT_EQ(worker.validatePackage(), -1);
+    EXPECT_EQ(worker.validatePackage(), -1);
+};
+const auto failAndFetchAgain = [](DownloadHelper &worker, const std::string &url, const std::string &file) {
+    worker.resumeDownload(false);
+    initAndStartAgain(worker, url, file);
+};
+
+INSTANTIATE_TEST_SUITE_P(
+    DownloadHelper, DoneWorker,
+    testing::Values(
+        Again{"WithoutAFile", {}, startAgain, failedOutcome}, Again{"Prepared", {}, initAgain, untouched},
+        Again{"FetchedOnceMore", {}, fetchAgain, doneOutcome},
+        Again{"Failed", {answer::status("404 Not Found")}, fetchAgain, failedOutcome},
+        Again{"NothingLeftToAskFor", {}, resumeAgain, failedOutcome},
+        Again{"FailedThenFetched", {answer::status("404 Not Found")}, failAndFetchAgain, doneOutcome},
+        Again{"GivenUp", {answer::wrongBytes()}, fetchAgain, givenUpOutcome},
+        Again{"GivenUpWithoutATransfer", {}, giveUp, givenUpOutcome}),
+    [](const auto &caseInfo) { return caseInfo.param.name; });
+
+TEST_F(DownloadHelperTest, APackageThatIsFetchedAgainIsNotDownloadedMeanwhile) {
+    const Gate gate;
+    server.serve("/file.pkg", content, {answer::whole(), answer::hold(1000, gate)});
+    worker.setHashValue(sha1Of(content));
+    load("/file.pkg");
+    EXPECT_EQ(outcome(), doneOutcome);
+    background.run([this] { worker.resumeDownload(false); });
+    EXPECT_TRUE(comesTrue([this] { return loaded().size() == 1000; }));
+    EXPECT_EQ(outcome(), untouched);
+    gate.open();
+    background.join();
+    EXPECT_EQ(outcome(), doneOutcome);
+}
+
 // --- levels ----------------------------------------------------------------------------------------------
 
 struct Level {

@@ -74,8 +74,8 @@ private:
     void acceptFile();
     void giveUpValidation();
     void chooseResumePoint(bool resume);
-    void setFailed(bool value);
-    void setCompleted();
+    void setUnfinished(bool hasFailed);
+    void setFinished();
     void closeTransfer() noexcept;
 
     CurlEasy curlHandle;

@@ -56,6 +56,7 @@ bool DownloadHelper::initCurlHandler() {
     try {
         // A handle that is still there would write into the file that is closed now.
         closeTransfer();
+        setUnfinished(false);
         outputFile = openDownloadFile(downloadedFile.get(), appendMode);
         if (!outputFile) {
             trace.error("Error occurred in creating output file : %s \n", downloadedFile.get());
@@ -120,7 +121,7 @@ void DownloadHelper::startDownload() {
         judgeTransfer(result, httpCode);
     } catch (const std::exception &) {
         trace.error("Caught an exception in startDownload\n");
-        setFailed(true);
+        setUnfinished(true);
     }
     closeTransfer();
 }
@@ -130,7 +131,7 @@ void DownloadHelper::judgeTransfer(int transferResult, long httpCode) {
         const char *name = transferResult == CURLE_OPERATION_TIMEDOUT ? "CURLE_OPERATION_TIMEDOUT"
                                                                       : "CURLE_ABORTED_BY_CALLBACK";
         trace.error("Download Error: %s URL: %s\n", name, url.get());
-        setFailed(true);
+        setUnfinished(true);
         return;
     }
     if (transferResult == CURLE_PARTIAL_FILE) {
@@ -140,7 +141,7 @@ void DownloadHelper::judgeTransfer(int transferResult, long httpCode) {
     if (transferResult != CURLE_OK || (httpCode != 200 && httpCode != 206)) {
         trace.error("Error: HTTP response= %ld and CURL response = %d, URL: %s\n", httpCode, transferResult,
                     url.get());
-        setFailed(true);
+        setUnfinished(true);
         return;
     }
     acceptFile();
@@ -162,8 +163,7 @@ void DownloadHelper::acceptFile() {
             trace.error("ERROR : Download Failed: %s\n", url.get());
             return;
         }
-        setDownloadStatus(true);
-        setCompleted();
+        setFinished();
     }
     trace.info("Successfully downloaded: %s\n", url.get());
 }
@@ -173,17 +173,17 @@ void DownloadHelper::resumeDownload(bool resume) {
         trace.error("Resume Download: %s\n", url.get());
         // An outer transfer of this worker may still have the file open.
         closeTransfer();
-        setFailed(false);
+        setUnfinished(false);
         chooseResumePoint(resume);
         if (initCurlHandler()) {
             startDownload();
             return;
         }
         trace.error("Not able to initialize curl: %s\n", url.get());
-        setFailed(true);
+        setUnfinished(true);
     } catch (const std::exception &) {
         trace.error("Caught an exception in resumeDownload\n");
-        setFailed(true);
+        setUnfinished(true);
     }
 }
 
@@ -223,17 +223,20 @@ int DownloadHelper::validatePackage() {
 
 void DownloadHelper::giveUpValidation() {
     trace.error("ERROR: Exit maximum no of Checking HashSUM : %s\n", downloadedFile.get());
-    const MutexLock lock(progressMutex);
-    progressPercent = 0;
-    downloadSpeed = 0;
-    remainingTime = 0;
-    downloadedSize = 0;
-    totalSize = 0;
-    failed = false;
-    completed = false;
-    resumable = false;
-    resumeOffset = 0;
-    resumeBase = 0;
+    {
+        const MutexLock lock(progressMutex);
+        progressPercent = 0;
+        downloadSpeed = 0;
+        remainingTime = 0;
+        downloadedSize = 0;
+        totalSize = 0;
+        failed = false;
+        completed = false;
+        resumable = false;
+        resumeOffset = 0;
+        resumeBase = 0;
+    }
+    setDownloadStatus(false);
 }
 
 void DownloadHelper::setHashValue(std::string hash) {
@@ -249,13 +252,21 @@ void DownloadHelper::cancel() noexcept {
     m_cancelled = true;
 }
 
-void DownloadHelper::setFailed(bool value) {
-    const MutexLock lock(progressMutex);
-    failed = value;
+// A reader who finds the file completed finds its status true as well: the status is set first and taken back
+// last.
+void DownloadHelper::setUnfinished(bool hasFailed) {
+    {
+        const MutexLock lock(progressMutex);
+        failed = hasFailed;
+        completed = false;
+    }
+    setDownloadStatus(false);
 }
 
-void DownloadHelper::setCompleted() {
+void DownloadHelper::setFinished() {
+    setDownloadStatus(true);
     const MutexLock lock(progressMutex);
+    failed = false;
     completed = true;
     resumable = true;
 }
