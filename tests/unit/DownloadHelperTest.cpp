@@ -1110,6 +1110,86 @@ TEST_F(DownloadHelperTest, ACancelledWorkerAsksForNothing) {
     EXPECT_THAT(messages(), ElementsAre(startLine, abortedLine, resumeLine, startLine, abortedLine));
 }
 
+struct AfterCancel {
+    const char *name;
+    std::function<void(DownloadHelper &, const std::string &url, const std::string &file)> act;
+    std::string outcome;
+    Messages messages;
+};
+
+class CancelledWorker : public WorkerFixture, public testing::WithParamInterface<AfterCancel> {
+protected:
+    // A worker that knows of 1000 bytes, and is cancelled.
+    void SetUp() override {
+        server.serve("/file.pkg", content, {answer::stall(1000)});
+        worker.setHashValue(sha1Of(content));
+        load("/file.pkg", {10000, 1, 45});
+        m_messagesBefore = messages().size();
+        worker.cancel();
+    }
+    void act() {
+        GetParam().act(worker, url, file);
+        EXPECT_EQ(server.requestCount(), 1U);
+        EXPECT_EQ(outcome(), GetParam().outcome);
+        Messages traced = messages();
+        traced.erase(traced.begin(), traced.begin() + static_cast<std::ptrdiff_t>(m_messagesBefore));
+        EXPECT_EQ(traced, GetParam().messages);
+    }
+
+private:
+    std::size_t m_messagesBefore = 0;
+};
+
+TEST_P(CancelledWorker, LeavesTheFileOfOthersAlone) {
+    writeText(file, content);
+    act();
+    EXPECT_TRUE(hasLoaded(content));
+}
+
+TEST_P(CancelledWorker, MakesNoFile) {
+    std::filesystem::remove(file);
+    act();
+    EXPECT_FALSE(std::filesystem::exists(file));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    DownloadHelper, CancelledWorker,
+    testing::Values(
+        AfterCancel{"Prepared", initAgain, failedOutcome, {}},
+        AfterCancel{"PreparedAndStarted", initAndStartAgain, failedOutcome, {startLine, abortedLine}},
+        AfterCancel{"Resumed", resumeAgain, failedOutcome, {resumeLine, startLine, abortedLine}},
+        AfterCancel{"FetchedAgain", fetchAgain, failedOutcome, {resumeLine, startLine, abortedLine}},
+        AfterCancel{"Validated",
+                    [](DownloadHelper &worker, const std::string &, const std::string &) {
+                        EXPECT_EQ(worker.validatePackage(), -1);
+                    },
+                    failedOutcome,
+                    {abortedLine}}),
+    [](const auto &caseInfo) { return caseInfo.param.name; });
+
+TEST_F(DownloadHelperTest, ACancelDuringAHashCheckFetchesNothingAgain) {
+    // The tool answers when the test lets it.
+    ASSERT_EQ(mkfifo("/tmp/tool-may-answer", 0600), 0);
+    const std::string tool = "/usr/local/Brovik/qrn/bin/sha1sum";
+    std::filesystem::remove(tool);
+    writeText(tool, "#!/bin/sh\necho asked >/tmp/tool-asked\nread line </tmp/tool-may-answer\necho wrong\n");
+    std::filesystem::permissions(tool, std::filesystem::perms::owner_all);
+    server.serve("/file.pkg", content);
+    ASSERT_TRUE(init("/file.pkg"));
+    worker.setHashValue(sha1Of(content));
+    background.run([this] { worker.startDownload(); });
+    EXPECT_TRUE(comesTrue([] { return readText("/tmp/tool-asked") == "asked\n"; }));
+    worker.cancel();
+    writeText("/tmp/tool-may-answer", "now\n");
+    background.join();
+    EXPECT_EQ(outcome(), failedOutcome);
+    EXPECT_TRUE(hasLoaded(content));
+    EXPECT_EQ(server.requestCount(), 1U);
+    EXPECT_THAT(messages(),
+                ElementsAre(startLine, "INFO: Checking HashSUM : <file>\n", "Error: Hash mismatch : <file>\n",
+                            resumeLine, startLine, abortedLine, "ERROR : Download Failed: <url>\n"));
+}
+
 // --- reachability and status -------------------------------------------------------------------------------
 
 struct Reach {

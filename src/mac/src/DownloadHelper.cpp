@@ -56,6 +56,9 @@ bool DownloadHelper::initCurlHandler() {
     try {
         // A handle that is still there would write into the file that is closed now.
         closeTransfer();
+        // After a cancel the file may be somebody else's; the transfer then ends at its start.
+        if (m_cancelled)
+            return true;
         setUnfinished(false);
         outputFile = openDownloadFile(downloadedFile.get(), appendMode);
         if (!outputFile) {
@@ -188,6 +191,9 @@ void DownloadHelper::resumeDownload(bool resume) {
 }
 
 void DownloadHelper::chooseResumePoint(bool resume) {
+    // The file may be somebody else's by now.
+    if (m_cancelled)
+        return;
     long offset = 0;
     bool mayResume = resume;
     {
@@ -215,6 +221,10 @@ int DownloadHelper::validatePackage() {
     if (hashValue.empty())
         return -1;
     closeTransfer();
+    if (m_cancelled) {
+        judgeTransfer(CURLE_ABORTED_BY_CALLBACK, 0);
+        return -1;
+    }
     if (hasPackageHash(downloadedFile.get(), hashValue))
         return 0;
     resumeDownload(false);
