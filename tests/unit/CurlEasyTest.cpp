@@ -1,20 +1,15 @@
 #include "CurlEasy.h"
 
 #include <csignal>
-#include <string>
 
 #include <curl/curl.h>
 #include <gtest/gtest.h>
 #include <pthread.h>
 
-// Both stand in for a transfer whose TLS library writes to a connection that the other side has closed.
+// Stands in for a transfer whose TLS library writes to a connection that the other side has closed.
 extern "C" CURLcode __wrap_curl_easy_perform(CURL *) {
     EXPECT_EQ(std::raise(SIGPIPE), 0);
     return CURLE_OUT_OF_MEMORY;
-}
-extern "C" CURLMcode __wrap_curl_multi_perform(CURLM *, int *) {
-    EXPECT_EQ(std::raise(SIGPIPE), 0);
-    return CURLM_OUT_OF_MEMORY;
 }
 
 namespace {
@@ -39,23 +34,17 @@ bool isBlocked() {
     return sigismember(&blocked, SIGPIPE) == 1;
 }
 
-struct Way {
-    const char *name;
-    int (*perform)(const CurlEasy &);
-};
+void expectFailure() {
+    EXPECT_EQ(performTransfer(makeCurlEasy()), CURLE_OUT_OF_MEMORY);
+}
 
-class PerformTransfer : public testing::TestWithParam<Way> {
-protected:
-    void expectFailure() { EXPECT_EQ(GetParam().perform(makeCurlEasy()), CURLE_OUT_OF_MEMORY); }
-};
-
-TEST_P(PerformTransfer, SurvivesAConnectionClosedByTheOtherSide) {
+TEST(PerformTransfer, SurvivesAConnectionClosedByTheOtherSide) {
     expectFailure();
     EXPECT_FALSE(isPending());
     EXPECT_FALSE(isBlocked());
 }
 
-TEST_P(PerformTransfer, LeavesTheHostsOwnPendingSignal) {
+TEST(PerformTransfer, LeavesTheHostsOwnPendingSignal) {
     const sigset_t set = pipeSignal();
     ASSERT_EQ(pthread_sigmask(SIG_BLOCK, &set, nullptr), 0);
     ASSERT_EQ(std::raise(SIGPIPE), 0);
@@ -63,10 +52,5 @@ TEST_P(PerformTransfer, LeavesTheHostsOwnPendingSignal) {
     EXPECT_TRUE(isPending());
     EXPECT_TRUE(isBlocked());
 }
-
-INSTANTIATE_TEST_SUITE_P(Ways, PerformTransfer,
-                         testing::Values(Way{"AtOnce", performTransfer},
-                                         Way{"Abortable", performAbortableTransfer}),
-                         [](const auto &way) { return std::string(way.param.name); });
 
 } // namespace

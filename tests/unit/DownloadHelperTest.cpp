@@ -13,10 +13,13 @@
 #include <curl/curl.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include "FailingAllocation.h"
 #include "RefusedLock.h"
+#include "ShellPipe.h"
+#include "SmallDisk.h"
 #include "WorkerFixture.h"
 
 namespace {
@@ -28,6 +31,8 @@ using testing::IsEmpty;
 std::atomic<bool> noHandles{false};
 std::atomic<bool> responseCodeThrows{false};
 std::atomic<bool> setUrlThrows{false};
+
+std::atomic<int> transfersPerformed{0};
 
 // Every option that was set so far, with its value where that is a number.
 using OptionSet = std::pair<CURLoption, long>;
@@ -70,6 +75,13 @@ CURLcode __wrap_curl_easy_getinfo(CURL *handle, unsigned int number, ...) {
     void *value = va_arg(arguments, void *);
     va_end(arguments);
     return __real_curl_easy_getinfo(handle, info, value);
+}
+
+CURLcode __real_curl_easy_perform(CURL *handle);
+CURLcode __wrap_curl_easy_perform(CURL *handle);
+CURLcode __wrap_curl_easy_perform(CURL *handle) {
+    ++transfersPerformed;
+    return __real_curl_easy_perform(handle);
 }
 
 CURLcode __real_curl_easy_setopt(CURL *handle, CURLoption option, ...);
@@ -383,6 +395,15 @@ TEST_F(DownloadHelperTest, AResumedRequestCarriesTheRangeOnTop) {
                                              "\r\nRange: bytes=1234-\r\nAccept: */*\r\n\r\n");
 }
 
+TEST_F(DownloadHelperTest, EveryTransferIsOneCallOfTheEasyInterface) {
+    server.serve("/file.xml", content, {answer::cut(1000), answer::cut(1000)});
+    load("/file.xml");
+    EXPECT_EQ(server.requestCount(), 3U);
+    EXPECT_EQ(transfersPerformed, 3);
+    EXPECT_TRUE(DownloadHelper::isUrlReachable(server.url("/file.xml").c_str()));
+    EXPECT_EQ(transfersPerformed, 4);
+}
+
 TEST_F(DownloadHelperTest, RedirectsAreFollowed) {
     server.serve("/first.xml", "", {answer::redirect("/second")});
     server.serve("/second", "", {answer::redirect(server.url("/third"))});
@@ -559,6 +580,102 @@ TEST_F(DownloadHelperTest, AFullDiskFailsTheTransfer) {
     load("/file.xml");
     EXPECT_EQ(outcome(), failedOutcome);
     EXPECT_THAT(messages(), ElementsAre(startLine, errorLine(200, CURLE_WRITE_ERROR)));
+}
+
+TEST_F(DownloadHelperTest, WhatArrivedIsInTheFile) {
+    const Gate gate;
+    server.serve("/file.xml", content, {answer::hold(1000, gate)});
+    ASSERT_TRUE(init("/file.xml"));
+    background.run([this] { worker.startDownload(); });
+    EXPECT_TRUE(comesTrue([this] { return loaded().size() == 1000; }));
+    gate.open();
+    background.join();
+    EXPECT_TRUE(hasLoaded(content));
+}
+
+struct FullDisk {
+    const char *name;
+    const char *path;
+    std::size_t diskBytes;
+    Answer answer;
+};
+
+constexpr std::size_t pageBytes = 4096;
+constexpr std::size_t room = 100000 / pageBytes * pageBytes; // the file's last bytes lack it
+
+class DiskThatIsFull : public WorkerFixture, public testing::WithParamInterface<FullDisk> {};
+
+TEST_P(DiskThatIsFull, FailsTheTransferAndARetryWithRoomSucceeds) {
+    const FullDisk &full = GetParam();
+    const SmallDisk disk(folder, full.diskBytes);
+    server.serve(full.path, content, {full.answer});
+    ASSERT_TRUE(init(full.path));
+    worker.setHashValue(sha1Of(content));
+    worker.startDownload();
+    EXPECT_EQ(outcome(), failedOutcome);
+    EXPECT_THAT(messages(), ElementsAre(startLine, errorLine(200, CURLE_WRITE_ERROR)));
+    EXPECT_EQ(server.requestCount(), 1U);
+
+    disk.grow(2 * content.size());
+    worker.resumeDownload(true);
+    EXPECT_TRUE(hasLoaded(content));
+    EXPECT_EQ(outcome(), std::string(full.path) == "/file.pkg" ? doneOutcome : untouched);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    DownloadHelper, DiskThatIsFull,
+    testing::Values(
+        FullDisk{"AtTheLastBytesOfAPackage", "/file.pkg", room, answer::whole()},
+        FullDisk{"AtTheLastBytesOfACatalog", "/file.xml", room, answer::whole()},
+        FullDisk{"AtTheLastBytesWithoutALength", "/file.pkg", room, answer::chunked()},
+        FullDisk{"InTheMiddleOfAPackage", "/file.pkg", 10 * pageBytes, answer::whole()},
+        FullDisk{"InTheMiddleOfACatalog", "/file.xml", 10 * pageBytes, answer::whole()},
+        FullDisk{"InTheMiddleWithoutALength", "/file.pkg", 10 * pageBytes, answer::chunked()},
+        FullDisk{"WhereTheTransferBreaksOff", "/file.pkg", 10 * pageBytes, answer::cut(10 * pageBytes + 100)},
+        FullDisk{"WhereTheTransferStalls", "/file.xml", 10 * pageBytes, answer::stall(10 * pageBytes + 100)}),
+    [](const auto &caseInfo) { return caseInfo.param.name; });
+
+TEST_F(DownloadHelperTest, AResumeFindsTheDiskFullAndTheNextOneRoom) {
+    const SmallDisk disk(folder, room);
+    server.serve("/file.pkg", content, {answer::cut(50000)});
+    ASSERT_TRUE(init("/file.pkg"));
+    worker.setHashValue(sha1Of(content));
+    worker.startDownload();
+    EXPECT_EQ(outcome(), failedOutcome);
+    EXPECT_THAT(messages(), ElementsAre(startLine, partialLine, resumeLine, startLine,
+                                        errorLine(206, CURLE_WRITE_ERROR)));
+    disk.grow(2 * content.size());
+    worker.resumeDownload(true);
+    EXPECT_TRUE(hasLoaded(content));
+    EXPECT_EQ(outcome(), doneOutcome);
+}
+
+TEST_F(DownloadHelperTest, TheProgramsOfOtherThreadsDoNotInheritTheFile) {
+    const Gate gate;
+    server.serve("/file.xml", content, {answer::hold(1000, gate), answer::hold(1000, gate)});
+    ASSERT_TRUE(init("/file.xml", {10000, 1, 45}));
+    const auto isInherited = [this] {
+        ShellPipe pipe("readlink /proc/$$/fd/*");
+        for (std::optional<std::string> line = pipe.readLine(); line; line = pipe.readLine()) {
+            if (*line == file + "\n")
+                return true;
+        }
+        return false;
+    };
+    EXPECT_FALSE(isInherited());
+    worker.startDownload();
+    background.run([this] { worker.resumeDownload(true); });
+    EXPECT_TRUE(comesTrue([this] { return worker.getProgressInfo().downloadedSize == kilobytes(2000); }));
+    EXPECT_FALSE(isInherited()) << "appended to";
+    gate.open();
+    background.join();
+}
+
+TEST_F(DownloadHelperTest, AFileIsMadeWithTheModeThatTheProcessAllows) {
+    const mode_t previous = umask(027);
+    ASSERT_TRUE(init("/a"));
+    umask(previous);
+    EXPECT_EQ(std::filesystem::status(file).permissions(), std::filesystem::perms(0640));
 }
 
 TEST_F(DownloadHelperTest, AnExceptionInATransferIsAFailure) {
@@ -811,6 +928,93 @@ TEST_F(DownloadHelperTest, AResumeThatCannotOpenTheFileFails) {
                                         "Not able to initialize curl: <url>\n"));
 }
 
+// --- the outcome of a worker that is used again ------------------------------------------------------------
+
+// What a worker that is done with its package does next, and how it comes out.
+struct Again {
+    const char *name;
+    std::vector<Answer> answers; // to the requests after the first one
+    std::function<void(DownloadHelper &, const std::string &url, const std::string &file)> act;
+    std::string outcome;
+};
+
+class DoneWorker : public WorkerFixture, public testing::WithParamInterface<Again> {
+protected:
+    DoneWorker() {
+        std::vector<Answer> answers = GetParam().answers;
+        answers.insert(answers.begin(), answer::whole());
+        server.serve("/file.pkg", content, answers);
+        worker.setHashValue(sha1Of(content));
+        load("/file.pkg");
+        EXPECT_EQ(outcome(), doneOutcome);
+    }
+    void act() { GetParam().act(worker, url, file); }
+};
+
+TEST_P(DoneWorker, HasOneOutcomeAtATime) {
+    std::vector<std::string> contradictions;
+    {
+        // Completed is read first, as the engine's callers do before they ask for the packages.
+        const LockWatch watch([&] {
+            const DownloadProgressInfo info = worker.getProgressInfo();
+            if (info.completed && (info.failed || !worker.getDownloadStatus()))
+                contradictions.push_back(outcome());
+        });
+        act();
+    }
+    EXPECT_THAT(contradictions, IsEmpty());
+    EXPECT_EQ(outcome(), GetParam().outcome);
+}
+
+const auto startAgain = [](DownloadHelper &worker, const std::string & /*url*/,
+                           const std::string & /*file*/) { worker.startDownload(); };
+const auto initAgain = [](DownloadHelper &worker, const std::string &url, const std::string &file) {
+    EXPECT_TRUE(worker.Init(url.c_str(), file.c_str(), {}));
+};
+const auto initAndStartAgain = [](DownloadHelper &worker, const std::string &url, const std::string &file) {
+    initAgain(worker, url, file);
+    worker.startDownload();
+};
+const auto fetchAgain = [](DownloadHelper &worker, const std::string & /*url*/,
+                           const std::string & /*file*/) { worker.resumeDownload(false); };
+const auto resumeAgain = [](DownloadHelper &worker, const std::string & /*url*/,
+                            const std::string & /*file*/) { worker.resumeDownload(true); };
+const auto giveUp = [](DownloadHelper &worker, const std::string & /*url*/, const std::string & /*file*/) {
+    worker.setHashValue("");
+    EXPECT_EQ(worker.validatePackage(), -1);
+    EXPECT_EQ(worker.validatePackage(), -1);
+};
+const auto failAndFetchAgain = [](DownloadHelper &worker, const std::string &url, const std::string &file) {
+    worker.resumeDownload(false);
+    initAndStartAgain(worker, url, file);
+};
+
+INSTANTIATE_TEST_SUITE_P(
+    DownloadHelper, DoneWorker,
+    testing::Values(
+        Again{"WithoutAFile", {}, startAgain, failedOutcome}, Again{"Prepared", {}, initAgain, untouched},
+        Again{"FetchedOnceMore", {}, fetchAgain, doneOutcome},
+        Again{"Failed", {answer::status("404 Not Found")}, fetchAgain, failedOutcome},
+        Again{"NothingLeftToAskFor", {}, resumeAgain, failedOutcome},
+        Again{"FailedThenFetched", {answer::status("404 Not Found")}, failAndFetchAgain, doneOutcome},
+        Again{"GivenUp", {answer::wrongBytes()}, fetchAgain, givenUpOutcome},
+        Again{"GivenUpWithoutATransfer", {}, giveUp, givenUpOutcome}),
+    [](const auto &caseInfo) { return caseInfo.param.name; });
+
+TEST_F(DownloadHelperTest, APackageThatIsFetchedAgainIsNotDownloadedMeanwhile) {
+    const Gate gate;
+    server.serve("/file.pkg", content, {answer::whole(), answer::hold(1000, gate)});
+    worker.setHashValue(sha1Of(content));
+    load("/file.pkg");
+    EXPECT_EQ(outcome(), doneOutcome);
+    background.run([this] { worker.resumeDownload(false); });
+    EXPECT_TRUE(comesTrue([this] { return loaded().size() == 1000; }));
+    EXPECT_EQ(outcome(), untouched);
+    gate.open();
+    background.join();
+    EXPECT_EQ(outcome(), doneOutcome);
+}
+
 // --- levels ----------------------------------------------------------------------------------------------
 
 struct Level {
@@ -871,24 +1075,17 @@ TEST_F(DownloadHelperTest, CancelEndsARunningTransfer) {
     EXPECT_THAT(messages(), ElementsAre(startLine, abortedLine));
 }
 
-TEST_F(DownloadHelperTest, CancelEndsATransferThatStandsStillWithinASecond) {
+TEST_F(DownloadHelperTest, CancelEndsATransferThatStandsStillWithinTwoSeconds) {
     using std::chrono::steady_clock;
-    auto shortest = steady_clock::duration::max();
-    // A busy machine may delay one, but not all of them.
-    for (int round = 0; round < 3; ++round) {
-        DownloadHelper stalled;
-        const std::string path = "/file" + std::to_string(round) + ".xml";
-        server.serve(path, content, {answer::hold(1000, Gate())});
-        ASSERT_TRUE(stalled.Init(server.url(path).c_str(), file.c_str(), {10000, 30, 45}));
-        background.run([&stalled] { stalled.startDownload(); });
-        EXPECT_TRUE(comesTrue([&] { return stalled.getProgressInfo().downloadedSize == kilobytes(1000); }));
-        const auto cancelled = steady_clock::now();
-        stalled.cancel();
-        background.join();
-        shortest = std::min(shortest, steady_clock::now() - cancelled);
-    }
-    // The promise is a second; a transfer that libcurl itself asks about takes nearly that from here.
-    EXPECT_LT(shortest, std::chrono::milliseconds(500));
+    server.serve("/file.xml", content, {answer::hold(1000, Gate())});
+    ASSERT_TRUE(init("/file.xml"));
+    background.run([this] { worker.startDownload(); });
+    EXPECT_TRUE(comesTrue([this] { return worker.getProgressInfo().downloadedSize == kilobytes(1000); }));
+    const auto cancelled = steady_clock::now();
+    worker.cancel();
+    background.join();
+    // libcurl asks once a second; the rest is for a machine that is busy, and well below the low-speed limit.
+    EXPECT_LT(steady_clock::now() - cancelled, std::chrono::milliseconds(2500));
 }
 
 TEST_F(DownloadHelperTest, CancelEndsANestedResume) {
@@ -911,6 +1108,86 @@ TEST_F(DownloadHelperTest, ACancelledWorkerAsksForNothing) {
     EXPECT_EQ(outcome(), failedOutcome);
     EXPECT_THAT(server.requests(), IsEmpty());
     EXPECT_THAT(messages(), ElementsAre(startLine, abortedLine, resumeLine, startLine, abortedLine));
+}
+
+struct AfterCancel {
+    const char *name;
+    std::function<void(DownloadHelper &, const std::string &url, const std::string &file)> act;
+    std::string outcome;
+    Messages messages;
+};
+
+class CancelledWorker : public WorkerFixture, public testing::WithParamInterface<AfterCancel> {
+protected:
+    // A worker that knows of 1000 bytes, and is cancelled.
+    void SetUp() override {
+        server.serve("/file.pkg", content, {answer::stall(1000)});
+        worker.setHashValue(sha1Of(content));
+        load("/file.pkg", {10000, 1, 45});
+        m_messagesBefore = messages().size();
+        worker.cancel();
+    }
+    void act() {
+        GetParam().act(worker, url, file);
+        EXPECT_EQ(server.requestCount(), 1U);
+        EXPECT_EQ(outcome(), GetParam().outcome);
+        Messages traced = messages();
+        traced.erase(traced.begin(), traced.begin() + static_cast<std::ptrdiff_t>(m_messagesBefore));
+        EXPECT_EQ(traced, GetParam().messages);
+    }
+
+private:
+    std::size_t m_messagesBefore = 0;
+};
+
+TEST_P(CancelledWorker, LeavesTheFileOfOthersAlone) {
+    writeText(file, content);
+    act();
+    EXPECT_TRUE(hasLoaded(content));
+}
+
+TEST_P(CancelledWorker, MakesNoFile) {
+    std::filesystem::remove(file);
+    act();
+    EXPECT_FALSE(std::filesystem::exists(file));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    DownloadHelper, CancelledWorker,
+    testing::Values(
+        AfterCancel{"Prepared", initAgain, failedOutcome, {}},
+        AfterCancel{"PreparedAndStarted", initAndStartAgain, failedOutcome, {startLine, abortedLine}},
+        AfterCancel{"Resumed", resumeAgain, failedOutcome, {resumeLine, startLine, abortedLine}},
+        AfterCancel{"FetchedAgain", fetchAgain, failedOutcome, {resumeLine, startLine, abortedLine}},
+        AfterCancel{"Validated",
+                    [](DownloadHelper &worker, const std::string &, const std::string &) {
+                        EXPECT_EQ(worker.validatePackage(), -1);
+                    },
+                    failedOutcome,
+                    {abortedLine}}),
+    [](const auto &caseInfo) { return caseInfo.param.name; });
+
+TEST_F(DownloadHelperTest, ACancelDuringAHashCheckFetchesNothingAgain) {
+    // The tool answers when the test lets it.
+    ASSERT_EQ(mkfifo("/tmp/tool-may-answer", 0600), 0);
+    const std::string tool = "/usr/local/Brovik/qrn/bin/sha1sum";
+    std::filesystem::remove(tool);
+    writeText(tool, "#!/bin/sh\necho asked >/tmp/tool-asked\nread line </tmp/tool-may-answer\necho wrong\n");
+    std::filesystem::permissions(tool, std::filesystem::perms::owner_all);
+    server.serve("/file.pkg", content);
+    ASSERT_TRUE(init("/file.pkg"));
+    worker.setHashValue(sha1Of(content));
+    background.run([this] { worker.startDownload(); });
+    EXPECT_TRUE(comesTrue([] { return readText("/tmp/tool-asked") == "asked\n"; }));
+    worker.cancel();
+    writeText("/tmp/tool-may-answer", "now\n");
+    background.join();
+    EXPECT_EQ(outcome(), failedOutcome);
+    EXPECT_TRUE(hasLoaded(content));
+    EXPECT_EQ(server.requestCount(), 1U);
+    EXPECT_THAT(messages(),
+                ElementsAre(startLine, "INFO: Checking HashSUM : <file>\n", "Error: Hash mismatch : <file>\n",
+                            resumeLine, startLine, abortedLine, "ERROR : Download Failed: <url>\n"));
 }
 
 // --- reachability and status -------------------------------------------------------------------------------

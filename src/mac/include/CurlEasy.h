@@ -11,12 +11,9 @@ struct CurlEasyDeleter {
 using CurlEasy = std::unique_ptr<void, CurlEasyDeleter>;
 
 // Runs the transfer and gives libcurl's result code. A connection that the other side has closed raises no
-// signal, which would end the host's process.
+// signal, which would end the host's process. While nothing arrives libcurl calls the progress callback about
+// once a second, so that is how soon it can end the transfer.
 int performTransfer(const CurlEasy &handle) noexcept;
-
-// The same, but the transfer's progress callback is asked ten times a second, also while nothing arrives, so
-// that it can end the transfer soon. Within performTransfer libcurl may leave it unasked for a second.
-int performAbortableTransfer(const CurlEasy &handle) noexcept;
 
 // A new handle that raises no signals, since transfers run on threads; null when libcurl gives none.
 CurlEasy makeCurlEasy() noexcept;

@@ -32,7 +32,8 @@ public:
     DownloadHelper &operator=(const DownloadHelper &) = delete;
 
     // Keeps copies of the URL and the destination path (those of the first call) and the limits, opens the
-    // file and prepares a transfer. False leaves nothing open.
+    // file and prepares a transfer. False leaves nothing open. True and nothing open once the worker is
+    // cancelled, since its transfer ends at its start.
     bool Init(const char *sourceUrl, const char *file, CURLSetUpConfig limits);
     bool initCurlHandler();
     // Gives libcurl's code of the first option that fails, -1 on an exception.
@@ -46,8 +47,9 @@ public:
     int validatePackage();
     void setHashValue(std::string hash);
     void setDownloadStatus(bool downloaded);
-    // Ends a running transfer within a second, usually within a tenth, and every later one at its start. The
-    // look-up of a host's name is waited for.
+    // Ends a running transfer when libcurl next calls the progress callback, which it does about once a
+    // second while nothing arrives, and every later one at its start: nothing opens or cuts the file any
+    // more, and no hash check begins. The look-up of a host's name is waited for.
     void cancel() noexcept;
 
     DownloadProgressInfo getProgressInfo() const;
@@ -71,12 +73,10 @@ private:
     void judgeTransfer(int transferResult, long httpCode);
     void resumeAfterPartialFile();
     void acceptFile();
-    bool hasExpectedHash() const;
     void giveUpValidation();
     void chooseResumePoint(bool resume);
-    bool cutFileAt(long offset) const;
-    void setFailed(bool value);
-    void setCompleted();
+    void setUnfinished(bool hasFailed);
+    void setFinished();
     void closeTransfer() noexcept;
 
     CurlEasy curlHandle;

@@ -7,11 +7,10 @@
 #include <exception>
 
 #include <curl/curl.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
+#include "DownloadFile.h"
 #include "Numbers.h"
-#include "ShellPipe.h"
+#include "PackageHash.h"
 #include "Text.h"
 #include "Trace.h"
 
@@ -30,15 +29,6 @@ std::unique_ptr<char[]> copyText(const char *text) {
 
 bool isPackage(const std::string &address) {
     return contains(afterLastSlash(address), ".pkg");
-}
-
-// ASCII letters only, whatever the locale.
-std::string toUpperCase(std::string text) {
-    for (char &character : text) {
-        if (character >= 'a' && character <= 'z')
-            character = static_cast<char>(character - 'a' + 'A');
-    }
-    return text;
 }
 
 // What libcurl calls; the worker's own operation has the stream's type.
@@ -66,7 +56,11 @@ bool DownloadHelper::initCurlHandler() {
     try {
         // A handle that is still there would write into the file that is closed now.
         closeTransfer();
-        outputFile.reset(std::fopen(downloadedFile.get(), appendMode ? "ab" : "wb"));
+        // After a cancel the file may be somebody else's; the transfer then ends at its start.
+        if (m_cancelled)
+            return true;
+        setUnfinished(false);
+        outputFile = openDownloadFile(downloadedFile.get(), appendMode);
         if (!outputFile) {
             trace.error("Error occurred in creating output file : %s \n", downloadedFile.get());
             return false;
@@ -123,14 +117,14 @@ int DownloadHelper::setupcurl() {
 void DownloadHelper::startDownload() {
     try {
         trace.info("INFO : Start download: %s\n", url.get());
-        const int result = m_cancelled ? CURLE_ABORTED_BY_CALLBACK : performAbortableTransfer(curlHandle);
+        const int result = m_cancelled ? CURLE_ABORTED_BY_CALLBACK : performTransfer(curlHandle);
         long httpCode = 0;
         // Without a reply there is no code, and 0 stays.
         static_cast<void>(curl_easy_getinfo(curlHandle.get(), CURLINFO_RESPONSE_CODE, &httpCode));
         judgeTransfer(result, httpCode);
     } catch (const std::exception &) {
         trace.error("Caught an exception in startDownload\n");
-        setFailed(true);
+        setUnfinished(true);
     }
     closeTransfer();
 }
@@ -140,7 +134,7 @@ void DownloadHelper::judgeTransfer(int transferResult, long httpCode) {
         const char *name = transferResult == CURLE_OPERATION_TIMEDOUT ? "CURLE_OPERATION_TIMEDOUT"
                                                                       : "CURLE_ABORTED_BY_CALLBACK";
         trace.error("Download Error: %s URL: %s\n", name, url.get());
-        setFailed(true);
+        setUnfinished(true);
         return;
     }
     if (transferResult == CURLE_PARTIAL_FILE) {
@@ -150,7 +144,7 @@ void DownloadHelper::judgeTransfer(int transferResult, long httpCode) {
     if (transferResult != CURLE_OK || (httpCode != 200 && httpCode != 206)) {
         trace.error("Error: HTTP response= %ld and CURL response = %d, URL: %s\n", httpCode, transferResult,
                     url.get());
-        setFailed(true);
+        setUnfinished(true);
         return;
     }
     acceptFile();
@@ -172,8 +166,7 @@ void DownloadHelper::acceptFile() {
             trace.error("ERROR : Download Failed: %s\n", url.get());
             return;
         }
-        setDownloadStatus(true);
-        setCompleted();
+        setFinished();
     }
     trace.info("Successfully downloaded: %s\n", url.get());
 }
@@ -181,23 +174,26 @@ void DownloadHelper::acceptFile() {
 void DownloadHelper::resumeDownload(bool resume) {
     try {
         trace.error("Resume Download: %s\n", url.get());
-        // An outer transfer of this worker may still have the file open, with bytes not written yet.
+        // An outer transfer of this worker may still have the file open.
         closeTransfer();
-        setFailed(false);
+        setUnfinished(false);
         chooseResumePoint(resume);
         if (initCurlHandler()) {
             startDownload();
             return;
         }
         trace.error("Not able to initialize curl: %s\n", url.get());
-        setFailed(true);
+        setUnfinished(true);
     } catch (const std::exception &) {
         trace.error("Caught an exception in resumeDownload\n");
-        setFailed(true);
+        setUnfinished(true);
     }
 }
 
 void DownloadHelper::chooseResumePoint(bool resume) {
+    // The file may be somebody else's by now.
+    if (m_cancelled)
+        return;
     long offset = 0;
     bool mayResume = resume;
     {
@@ -205,22 +201,15 @@ void DownloadHelper::chooseResumePoint(bool resume) {
         offset = resumeOffset;
         mayResume = mayResume && resumable;
     }
-    // An offset of 2 GiB or more did not fit and is negative.
-    appendMode = mayResume && offset >= 0 && cutFileAt(offset);
+    // An offset of 2 GiB or more did not fit and is negative. The file may hold more bytes than were counted,
+    // when the server told no length; they would come again. It may hold fewer, when the disk was full; the
+    // rest would not fit.
+    appendMode = mayResume && offset >= 0 && cutDownloadFile(downloadedFile.get(), offset);
     if (appendMode)
         return;
     const MutexLock lock(progressMutex);
     resumeOffset = 0;
     resumeBase = 0;
-}
-
-// The file may hold more bytes than were counted, when the server told no length; they would come again.
-// It may hold fewer, when they could not be written; the rest would not fit.
-bool DownloadHelper::cutFileAt(long offset) const {
-    struct stat status {};
-    if (stat(downloadedFile.get(), &status) != 0 || status.st_size < offset)
-        return false;
-    return status.st_size == offset || truncate(downloadedFile.get(), offset) == 0;
 }
 
 int DownloadHelper::validatePackage() {
@@ -231,47 +220,33 @@ int DownloadHelper::validatePackage() {
     }
     if (hashValue.empty())
         return -1;
-    // The tool reads the file: every byte must be in it.
     closeTransfer();
-    trace.info("INFO: Checking HashSUM : %s\n", downloadedFile.get());
-    if (hasExpectedHash())
+    if (m_cancelled) {
+        judgeTransfer(CURLE_ABORTED_BY_CALLBACK, 0);
+        return -1;
+    }
+    if (hasPackageHash(downloadedFile.get(), hashValue))
         return 0;
     resumeDownload(false);
     return -1;
 }
 
-bool DownloadHelper::hasExpectedHash() const {
-    const std::string file = downloadedFile.get();
-    ShellPipe pipe("/usr/local/Brovik/qrn/bin/sha1sum " + file + " | awk '{print $1}'");
-    std::optional<std::string> line = pipe.readLine();
-    if (!line) {
-        trace.error("Error: Failed to get Hashsum of %s\n", file.c_str());
-        return false;
-    }
-    if (!line->empty() && line->back() == '\n')
-        line->pop_back();
-    // The catalogs give the hash in upper case; one in lower case never matches (kept).
-    if (toUpperCase(*line) != hashValue) {
-        trace.error("Error: Hash mismatch : %s\n", file.c_str());
-        return false;
-    }
-    trace.info("INFO:Success Checking HashSUM : %s\n", file.c_str());
-    return true;
-}
-
 void DownloadHelper::giveUpValidation() {
     trace.error("ERROR: Exit maximum no of Checking HashSUM : %s\n", downloadedFile.get());
-    const MutexLock lock(progressMutex);
-    progressPercent = 0;
-    downloadSpeed = 0;
-    remainingTime = 0;
-    downloadedSize = 0;
-    totalSize = 0;
-    failed = false;
-    completed = false;
-    resumable = false;
-    resumeOffset = 0;
-    resumeBase = 0;
+    {
+        const MutexLock lock(progressMutex);
+        progressPercent = 0;
+        downloadSpeed = 0;
+        remainingTime = 0;
+        downloadedSize = 0;
+        totalSize = 0;
+        failed = false;
+        completed = false;
+        resumable = false;
+        resumeOffset = 0;
+        resumeBase = 0;
+    }
+    setDownloadStatus(false);
 }
 
 void DownloadHelper::setHashValue(std::string hash) {
@@ -287,13 +262,21 @@ void DownloadHelper::cancel() noexcept {
     m_cancelled = true;
 }
 
-void DownloadHelper::setFailed(bool value) {
-    const MutexLock lock(progressMutex);
-    failed = value;
+// A reader who finds the file completed finds its status true as well: the status is set first and taken back
+// last.
+void DownloadHelper::setUnfinished(bool hasFailed) {
+    {
+        const MutexLock lock(progressMutex);
+        failed = hasFailed;
+        completed = false;
+    }
+    setDownloadStatus(false);
 }
 
-void DownloadHelper::setCompleted() {
+void DownloadHelper::setFinished() {
+    setDownloadStatus(true);
     const MutexLock lock(progressMutex);
+    failed = false;
     completed = true;
     resumable = true;
 }

@@ -1,7 +1,7 @@
 #include "File.h"
 
 void FileCloser::operator()(std::FILE *file) const noexcept {
-    // Bytes that could not be written show where the content is checked: a package by its hash, a catalog
-    // when it is parsed.
+    // Nothing that matters is written only now: a download's file is not buffered, and libxml2 flushes its
+    // own.
     static_cast<void>(std::fclose(file));
 }
