@@ -15,7 +15,6 @@
 #include "InstallationOrder.h"
 #include "LibXmlWrapper.h"
 #include "Paths.h"
-#include "PipeMode.h"
 #include "PropertyList.h"
 #include "ShellPipe.h"
 #include "Text.h"
@@ -214,8 +213,7 @@ void UpdateManager::findDynamicBrandingPackageAndInstall(std::vector<std::string
 }
 
 bool UpdateManager::runCommand(const char *command) const {
-    ShellPipe pipe(command, runCommandPipeMode);
-    return pipe.isOpen() && pipe.close() == 0;
+    return shellCommandSucceeds(command);
 }
 
 bool UpdateManager::fileExist(const std::string &path) const {
