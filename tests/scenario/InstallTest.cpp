@@ -206,6 +206,44 @@ TEST(Install, EndsWithoutAScriptWhereItsFolderIsMissing) {
     EXPECT_FALSE(std::filesystem::exists(packageListPath));
 }
 
+// --- what may not go wrong for root
+
+TEST(Install, DoesNotWaitForADaemonThatABrandingPackageStarts) {
+    leaveConfiguration();
+    const std::string branding = leavePackage(folder + "1.0.1.0/DynamicBranding.pkg");
+    const std::string package = leavePackage(folder + "1.0.1.0/One.pkg");
+    writeText(packageListPath, branding + "\n" + package + "\n");
+    writeText("/usr/local/bin/installer", "#!/bin/bash\n[[ $* != *Branding* ]] || sleep 1000 &\n");
+    EXPECT_EQ(install().status, 1);
+    EXPECT_EQ(readText(prodConfigXml), newConfiguration);
+    EXPECT_EQ(shell("pgrep -c -x sleep"), "1\n");
+}
+
+TEST(Install, LetsNobodyElseWriteTheScript) {
+    leaveConfiguration();
+    writeText(packageListPath, leavePackage(folder + "1.0.1.0/One.pkg") + "\n");
+    // Sees the script before its mode is changed.
+    writeText("/usr/bin/sudo",
+              "#!/bin/bash\n[[ $1 != chmod ]] || stat -c %a \"$3\" >/tmp/mode\nexec \"$@\"\n");
+    EXPECT_EQ(
+        run({"bash", "-c", "umask 0; exec \"$@\"", "bash", updater, "1.0.0.5", "105-1", "Install"}).status,
+        1);
+    EXPECT_EQ(readText("/tmp/mode"), "644\n");
+    EXPECT_EQ(readText(prodConfigXml), newConfiguration);
+}
+
+TEST(Install, HandsTheStartersOpenFileLimitOnToTheService) {
+    leaveConfiguration();
+    writeText(restartMarkerPath, "");
+    writeText(serviceControlPath, "#!/bin/bash\nulimit -S -n >/tmp/limit\n");
+    writeText(packageListPath, leavePackage(folder + "1.0.1.0/One.pkg") + "\n");
+    EXPECT_EQ(
+        run({"bash", "-c", "ulimit -S -n 64; exec \"$@\"", "bash", updater, "1.0.0.5", "105-1", "Install"})
+            .status,
+        1);
+    EXPECT_EQ(readText("/tmp/limit"), "64\n");
+}
+
 // --- nothing to install
 
 struct List {
