@@ -208,6 +208,38 @@ TEST(Install, EndsWithoutAScriptWhereItsFolderIsMissing) {
 
 // --- what may not go wrong for root
 
+// A disk that is full after 4096 bytes cut such a script into a command that removes the product.
+TEST(Install, ExecutesNoScriptThatTheDiskCutShort) {
+    leaveConfiguration();
+    const std::string dangerous = "sudo rm -rf /usr/local/Brovik";
+    const std::string before = scriptClosing.substr(0, scriptClosing.find(dangerous)) + dangerous;
+    std::string list;
+    std::string script = scriptHeader;
+    for (int number = 10; number < 21; ++number) {
+        const std::string package =
+            leavePackage(folder + "1.0.1.0/Package" + std::to_string(number) + ".pkg");
+        list += package + "\n";
+        script += scripted(package);
+    }
+    // The last name stands in three lines and has the length that makes the cut fall where it does most harm.
+    const std::string lastFolder = folder + "1.0.1.0/";
+    const std::size_t left = 4096 - script.size() - before.size() - scripted(lastFolder).size();
+    const std::string last = leavePackage(lastFolder + std::string(left / 3, 'Z'));
+    script += scripted(last) + scriptClosing;
+    ASSERT_EQ(script.substr(4096 - dangerous.size(), dangerous.size()), dangerous);
+    writeText(packageListPath, list + last + "\n");
+    shell("mount -t tmpfs -o size=4096 scripts " + repostFolder);
+
+    EXPECT_EQ(install().status, 1);
+    EXPECT_NE(transcript().find(scriptRuns + ">ERROR: execl failed ! Error: No such file or directory \n"),
+              std::string::npos)
+        << transcript();
+    EXPECT_FALSE(std::filesystem::exists(installerRecord));
+    EXPECT_TRUE(std::filesystem::exists(prodConfigXml));
+    EXPECT_TRUE(std::filesystem::exists(last));
+    EXPECT_TRUE(std::filesystem::is_empty(repostFolder));
+}
+
 TEST(Install, DoesNotWaitForADaemonThatABrandingPackageStarts) {
     leaveConfiguration();
     const std::string branding = leavePackage(folder + "1.0.1.0/DynamicBranding.pkg");

@@ -1,12 +1,12 @@
 #pragma once
 
-#include <fstream>
 #include <list>
 #include <string>
 #include <vector>
 
 #include "CatalogParser.h"
 #include "HotFixSelection.h"
+#include "InstallerScriptFile.h"
 
 // Chooses the hot-fixes that apply, orders the downloaded packages, and installs them through a script.
 // Used by one thread.
@@ -58,12 +58,6 @@ public:
     static int updateProductConfigXml(std::string path, std::string element, std::string value);
 
 private:
-    void writeScriptHeader();
-    void writeScriptClosing();
-    int runScript();
-    [[noreturn]] void executeScript() const;
-    [[noreturn]] void waitForScript(int child) const;
-
     ReleaseMaxima m_maxima;
-    std::ofstream m_script;
+    InstallerScriptFile m_script;
 };

@@ -1,18 +1,15 @@
 #include "UpdateManager.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <cstdlib>
 #include <exception>
-#include <system_error>
-
-#include <sys/stat.h>
-#include <sys/wait.h>
-#include <unistd.h>
+#include <fstream>
 
 #include "DownloadController.h"
 #include "HotFixSelection.h"
 #include "InstallationOrder.h"
+#include "InstallerScript.h"
+#include "InstallerScriptRun.h"
 #include "LibXmlWrapper.h"
 #include "Paths.h"
 #include "PropertyList.h"
@@ -21,17 +18,6 @@
 #include "TextList.h"
 #include "TolvaneHandler.h"
 #include "Trace.h"
-
-namespace {
-
-constexpr unsigned secondsBeforeScript = 10;
-constexpr mode_t scriptCreationMask = 027;
-
-std::string errorText(int error) {
-    return std::generic_category().message(error);
-}
-
-} // namespace
 
 std::list<const char *> UpdateManager::getListOfUpdates(std::vector<HotFixPackageInfo> hotFixes,
                                                         std::string installedVersion,
@@ -100,103 +86,32 @@ void UpdateManager::swap(std::string &left, std::string &right) const {
 int UpdateManager::installUpdatePackages(std::vector<std::string> packages) {
     try {
         trace.info("INFO: Installation of Updates starts\n");
-        m_script = std::ofstream(installerScriptPath, std::ios::trunc);
-        writeScriptHeader();
+        m_script.begin();
+        m_script.write(installerScriptOpening());
         for (const std::string &path : getFinalSortedListAccordingToOrderOfInstallation(packages)) {
             if (installPackage(path.c_str()) != 0) {
                 trace.error("ERROR: Installation %s Failed \n", path.c_str());
                 return -1;
             }
         }
-        writeScriptClosing();
-        m_script.close();
+        m_script.write(installerScriptClosing());
+        const bool isWhole = m_script.finish();
         trace.info("INFO : Installing Packages from /usr/local/repost/installer.sh\n");
-        return runScript();
+        return runInstallerScript(isWhole);
     } catch (const std::exception &) {
         trace.error("ERROR: Caught Exception - Installation Failed\n");
+        m_script.discard();
         std::exit(1);
     }
 }
 
-void UpdateManager::writeScriptHeader() {
-    m_script << "#!/bin/bash\n"
-                "set -x\n"
-                "LOG_NAME=/var/log/DownloadManager.log\n"
-                "checkStatus()\n"
-                "{\n"
-                "status=$1\n"
-                "PackageName=$2\n"
-                "if [ $status -ne 0 ] ; then\n"
-                "echo \"Failed to install $PackageName\" >> $LOG_NAME\n"
-                "exit -1\n"
-                "fi\n"
-                "echo \"Installed $PackageName successfully\" >> $LOG_NAME\n"
-                "}\n";
-}
-
-void UpdateManager::writeScriptClosing() {
-    m_script
-        << "echo \"Updating ProductConfig.xml ...\"\n"
-           "sudo cp /usr/local/Brovik/TempDownload/ProductConfig.xml /usr/local/Brovik/ProductConfig.xml\n"
-           "if [ -e /usr/local/Brovik/TempDownload/NeedRestartForRepost ] ; then\n"
-           "echo \"Restarting QRN ...\" >> $LOG_NAME\n"
-           "/usr/local/Brovik/qrn/bin/qrn restart >> /dev/null 2>&1\n"
-           "echo \"Restarted QRN\" >> $LOG_NAME\n"
-           "fi\n"
-           "sudo rm -rf /usr/local/Brovik/TempDownload\n"
-           "rm -rf /private/tmp/ZTKProductUpdate\n"
-           "rm -rf /usr/local/repost/installer.sh\n";
-}
-
-int UpdateManager::runScript() {
-    sleep(secondsBeforeScript);
-    // The updater itself leads the new session; it may lead one already, which is as good.
-    static_cast<void>(setsid());
-    umask(scriptCreationMask);
-    static_cast<void>(runCommand("sudo chmod 755 /usr/local/repost/installer.sh"));
-    const pid_t child = fork();
-    if (child == -1) {
-        trace.info("Fork Failed\n");
-        return 0;
-    }
-    if (child == 0)
-        executeScript();
-    waitForScript(child);
-}
-
-void UpdateManager::executeScript() const {
-    trace.info("Child process: executing /usr/local/repost/installer.sh \n");
-    // The parent's clean-up is not the child's, hence _exit.
-    if (execl(installerScriptPath, installerScriptPath, nullptr) == -1) {
-        trace.error("ERROR: execl failed ! Error: %s \n", errorText(errno).c_str());
-        _exit(1);
-    }
-    static_cast<void>(runCommand("rm -rf /usr/local/repost"));
-    _exit(0);
-}
-
-void UpdateManager::waitForScript(int child) const {
-    int status = 0;
-    while (waitpid(child, &status, 0) == -1) {
-        if (errno == EINTR)
-            std::exit(0);
-        trace.info("Error %s\n", errorText(errno).c_str());
-    }
-    // Whatever the script's own status (kept as shipped).
-    std::exit(1);
-}
-
 int UpdateManager::installPackage(const char *path) {
     trace.info("INFO: Installing %s \n", path);
-    const std::string command =
-        std::string("sudo installer -package ") + path + " -target / 2>&1 > /dev/null ";
     if (!isBrandingPackage(path)) {
-        m_script << "echo \" Installing " << path << "\" >> $LOG_NAME\n"
-                 << command << "\n"
-                 << "checkStatus $? " << path << "\n";
+        m_script.write(installerScriptLines(path));
         return 0;
     }
-    if (!runShellCommand(command)) {
+    if (!runShellCommand(installCommand(path))) {
         trace.error("ERROR: Installation %s Failed \n", path);
         return -1;
     }
