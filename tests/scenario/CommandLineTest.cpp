@@ -97,6 +97,45 @@ TEST(CommandLine, SendsTheAffiliateIdUpToItsFirstDash) {
     }
 }
 
+// --- what the starter hands on
+
+// A check, started by a shell that does something first.
+Ended checkStartedBy(const std::string &starter) {
+    return run({"bash", "-c", starter, "bash", updater, "1.0.0.5", "105-1", "CheckForInstall"});
+}
+
+struct NamedStarter {
+    const char *name;
+    const char *starter;
+};
+
+class ClosedStream : public testing::TestWithParam<NamedStarter> {};
+
+TEST_P(ClosedStream, LeadsNothingIntoTheLog) {
+    offer({publishPackage(scriptedHost + "/One.pkg", someBytes(1000))});
+    EXPECT_EQ(checkStartedBy(GetParam().starter).status, 0);
+    EXPECT_EQ(transcript(), tracedUntilPackages() + tracedThreads(1) +
+                                tracedPackage(scriptedHost + "/One.pkg", packagePath("One.pkg")) +
+                                tracedPlainConfiguration() + tracedEnd);
+    EXPECT_EQ(readText(packagePath("One.pkg")), someBytes(1000));
+}
+
+INSTANTIATE_TEST_SUITE_P(CommandLine, ClosedStream,
+                         testing::Values(NamedStarter{"Input", "exec \"$@\" <&-"},
+                                         NamedStarter{"Output", "exec \"$@\" >&-"},
+                                         NamedStarter{"Error", "exec \"$@\" 2>&-"},
+                                         NamedStarter{"All", "exec \"$@\" <&- >&- 2>&-"}),
+                         caseName);
+
+TEST(CommandLine, LetsNobodyElseWriteItsFiles) {
+    offer({publishPackage(scriptedHost + "/One.pkg", someBytes(1000))});
+    EXPECT_EQ(checkStartedBy("umask 0; exec \"$@\"").status, 0);
+    EXPECT_TRUE(std::filesystem::exists(packagePath("One.pkg")));
+    EXPECT_EQ(
+        shell("find " + keyCoreDownloadCache + " " + traceLogPath + " " + packageListPath + " -perm /022"),
+        "");
+}
+
 TEST(Log, GrowsFromRunToRun) {
     writeText(traceLogPath, "2001-01-01.00:00:00 : what an older run left\n");
     EXPECT_EQ(run(updaterWith({"1.0.0.5"})).status, 255);

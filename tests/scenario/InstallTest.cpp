@@ -206,6 +206,76 @@ TEST(Install, EndsWithoutAScriptWhereItsFolderIsMissing) {
     EXPECT_FALSE(std::filesystem::exists(packageListPath));
 }
 
+// --- what may not go wrong for root
+
+// A disk that is full after 4096 bytes cut such a script into a command that removes the product.
+TEST(Install, ExecutesNoScriptThatTheDiskCutShort) {
+    leaveConfiguration();
+    const std::string dangerous = "sudo rm -rf /usr/local/Brovik";
+    const std::string before = scriptClosing.substr(0, scriptClosing.find(dangerous)) + dangerous;
+    std::string list;
+    std::string script = scriptHeader;
+    for (int number = 10; number < 21; ++number) {
+        const std::string package =
+            leavePackage(folder + "1.0.1.0/Package" + std::to_string(number) + ".pkg");
+        list += package + "\n";
+        script += scripted(package);
+    }
+    // The last name stands in three lines and has the length that makes the cut fall where it does most harm.
+    const std::string lastFolder = folder + "1.0.1.0/";
+    const std::size_t left = 4096 - script.size() - before.size() - scripted(lastFolder).size();
+    const std::string last = leavePackage(lastFolder + std::string(left / 3, 'Z'));
+    script += scripted(last) + scriptClosing;
+    ASSERT_EQ(script.substr(4096 - dangerous.size(), dangerous.size()), dangerous);
+    writeText(packageListPath, list + last + "\n");
+    shell("mount -t tmpfs -o size=4096 scripts " + repostFolder);
+
+    EXPECT_EQ(install().status, 1);
+    EXPECT_NE(transcript().find(scriptRuns + ">ERROR: execl failed ! Error: No such file or directory \n"),
+              std::string::npos)
+        << transcript();
+    EXPECT_FALSE(std::filesystem::exists(installerRecord));
+    EXPECT_TRUE(std::filesystem::exists(prodConfigXml));
+    EXPECT_TRUE(std::filesystem::exists(last));
+    EXPECT_TRUE(std::filesystem::is_empty(repostFolder));
+}
+
+TEST(Install, DoesNotWaitForADaemonThatABrandingPackageStarts) {
+    leaveConfiguration();
+    const std::string branding = leavePackage(folder + "1.0.1.0/DynamicBranding.pkg");
+    const std::string package = leavePackage(folder + "1.0.1.0/One.pkg");
+    writeText(packageListPath, branding + "\n" + package + "\n");
+    writeText("/usr/local/bin/installer", "#!/bin/bash\n[[ $* != *Branding* ]] || sleep 1000 &\n");
+    EXPECT_EQ(install().status, 1);
+    EXPECT_EQ(readText(prodConfigXml), newConfiguration);
+    EXPECT_EQ(shell("pgrep -c -x sleep"), "1\n");
+}
+
+TEST(Install, LetsNobodyElseWriteTheScript) {
+    leaveConfiguration();
+    writeText(packageListPath, leavePackage(folder + "1.0.1.0/One.pkg") + "\n");
+    // Sees the script before its mode is changed.
+    writeText("/usr/bin/sudo",
+              "#!/bin/bash\n[[ $1 != chmod ]] || stat -c %a \"$3\" >/tmp/mode\nexec \"$@\"\n");
+    EXPECT_EQ(
+        run({"bash", "-c", "umask 0; exec \"$@\"", "bash", updater, "1.0.0.5", "105-1", "Install"}).status,
+        1);
+    EXPECT_EQ(readText("/tmp/mode"), "644\n");
+    EXPECT_EQ(readText(prodConfigXml), newConfiguration);
+}
+
+TEST(Install, HandsTheStartersOpenFileLimitOnToTheService) {
+    leaveConfiguration();
+    writeText(restartMarkerPath, "");
+    writeText(serviceControlPath, "#!/bin/bash\nulimit -S -n >/tmp/limit\n");
+    writeText(packageListPath, leavePackage(folder + "1.0.1.0/One.pkg") + "\n");
+    EXPECT_EQ(
+        run({"bash", "-c", "ulimit -S -n 64; exec \"$@\"", "bash", updater, "1.0.0.5", "105-1", "Install"})
+            .status,
+        1);
+    EXPECT_EQ(readText("/tmp/limit"), "64\n");
+}
+
 // --- nothing to install
 
 struct List {

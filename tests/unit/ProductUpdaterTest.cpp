@@ -9,18 +9,51 @@
 #include <vector>
 
 #include <sys/resource.h>
+#include <sys/stat.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "DownloadController.h"
 #include "FailingAllocation.h"
+#include "OpenFileLimit.h"
 #include "TextFile.h"
 #include "Trace.h"
 #include "TraceFile.h"
 
 // The command line's main.
 int productUpdaterMain(int argc, char *argv[]);
+
+namespace {
+
+// A system that names no highest limit and takes none above this one; 0 stands for the machine's own rules.
+rlim_t highestTaken = 0;
+
+} // namespace
+
+// NOLINTBEGIN(bugprone-reserved-identifier): the names that the linker's --wrap asks for
+extern "C" {
+int __real_getrlimit(int resource, rlimit *limit);
+int __wrap_getrlimit(int resource, rlimit *limit);
+int __wrap_getrlimit(int resource, rlimit *limit) {
+    const int result = __real_getrlimit(resource, limit);
+    if (highestTaken != 0)
+        limit->rlim_max = RLIM_INFINITY;
+    return result;
+}
+
+int __real_setrlimit(int resource, const rlimit *limit);
+int __wrap_setrlimit(int resource, const rlimit *limit);
+int __wrap_setrlimit(int resource, const rlimit *limit) {
+    if (highestTaken == 0)
+        return __real_setrlimit(resource, limit);
+    if (limit->rlim_cur > highestTaken)
+        return -1;
+    const rlimit taken{limit->rlim_cur, highestTaken};
+    return __real_setrlimit(resource, &taken);
+}
+}
+// NOLINTEND(bugprone-reserved-identifier)
 
 namespace {
 
@@ -249,28 +282,69 @@ TEST(UpdaterCommandLine, ReleasesTheControllerAtItsEnd) {
     EXPECT_FALSE(isMarked());
 }
 
-TEST(UpdaterCommandLine, RaisesTheOpenFileLimit) {
+// --- what the starter set
+// -------------------------------------------------------------------------------------
+
+// Sets the limit that a starter hands on; gives the highest one.
+rlim_t startWithOpenFileLimit(rlim_t starters) {
     rlimit limit{};
-    ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &limit), 0);
-    limit.rlim_max = limit.rlim_cur; // which may be as high as the system allows
-    limit.rlim_cur = 128;
-    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &limit), 0);
-    EXPECT_EQ(commandLineWithMode("no mode"), 0);
-    rlimit raised{};
-    ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &raised), 0);
-    EXPECT_EQ(raised.rlim_cur, limit.rlim_max);
-    EXPECT_EQ(raised.rlim_max, limit.rlim_max);
+    EXPECT_EQ(getrlimit(RLIMIT_NOFILE, &limit), 0);
+    limit.rlim_cur = starters;
+    EXPECT_EQ(setrlimit(RLIMIT_NOFILE, &limit), 0);
+    return limit.rlim_max;
+}
+
+rlim_t openFileLimit() {
+    rlimit limit{};
+    EXPECT_EQ(getrlimit(RLIMIT_NOFILE, &limit), 0);
+    return limit.rlim_cur;
+}
+
+TEST(OpenFileLimit, IsRaisedByARunThatDownloads) {
+    const rlim_t highest = startWithOpenFileLimit(128);
+    EXPECT_EQ(commandLineWithMode("CheckForInstall"), 0);
+    EXPECT_EQ(openFileLimit(), highest);
+}
+
+// It would be the suite's service that gets it.
+TEST(OpenFileLimit, StaysInARunThatInstalls) {
+    startWithOpenFileLimit(128);
+    writeText("/tmp/packagelist.txt", "");
+    EXPECT_EQ(commandLineWithMode("Install"), 0);
+    EXPECT_EQ(openFileLimit(), 128U);
+}
+
+TEST(OpenFileLimit, IsRaisedToWhatTheSystemTakes) {
+    startWithOpenFileLimit(128);
+    highestTaken = 10240;
+    raiseOpenFileLimit();
+    EXPECT_GT(openFileLimit(), 10240U / 2);
+    EXPECT_LE(openFileLimit(), 10240U);
+}
+
+TEST(OpenFileLimit, StaysWhereTheSystemTakesNoHigherOne) {
+    startWithOpenFileLimit(128);
+    highestTaken = 128;
+    raiseOpenFileLimit();
+    EXPECT_EQ(openFileLimit(), 128U);
+}
+
+TEST(ProductUpdaterMain, KeepsItsFilesFromOtherWritersWhateverItsStarterSet) {
+    umask(0);
+    EXPECT_EQ(commandLineWithMode("NoSuchMode"), 0);
+    EXPECT_EQ(umask(022), 022U);
+}
+
+TEST(ProductUpdaterMain, KeepsAStricterCreationMask) {
+    umask(0077);
+    EXPECT_EQ(commandLineWithMode("NoSuchMode"), 0);
+    EXPECT_EQ(umask(022), 0077U);
 }
 
 TEST(ProductUpdater, LeavesTheHostsOpenFileLimitAlone) {
-    rlimit limit{};
-    ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &limit), 0);
-    limit.rlim_cur = 128;
-    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &limit), 0);
-    ProductUpdater::getInstance()->updateProduct("1.0.0.5", "105", "no mode");
-    rlimit after{};
-    ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &after), 0);
-    EXPECT_EQ(after.rlim_cur, 128U);
+    startWithOpenFileLimit(128);
+    ProductUpdater::getInstance()->updateProduct("1.0.0.5", "105", "CheckForInstall");
+    EXPECT_EQ(openFileLimit(), 128U);
 }
 
 } // namespace

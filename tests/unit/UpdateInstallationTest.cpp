@@ -7,9 +7,11 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <sstream>
 #include <string>
 #include <vector>
 
+#include <sys/mount.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -19,6 +21,7 @@
 
 #include "DownloadController.h"
 #include "FailingAllocation.h"
+#include "InstallerScript.h"
 #include "TextFile.h"
 #include "Trace.h"
 #include "TraceFile.h"
@@ -31,7 +34,7 @@ using testing::ExitedWithCode;
 using Texts = std::vector<std::string>;
 
 constexpr const char *script = "/usr/local/repost/installer.sh";
-// Another name of the script's file: stays when the script removes itself.
+// Another name of the script's file, given once it is written: stays when the script removes itself.
 constexpr const char *scriptKept = "/usr/local/repost/kept.sh";
 // What the engine asked of the operating system, a line each.
 constexpr const char *askedFor = "/tmp/asked-for";
@@ -39,12 +42,24 @@ constexpr const char *askedFor = "/tmp/asked-for";
 enum class ForkAnswer { real, failure };
 enum class WaitAnswer { real, failureFirst };
 enum class ExeclAnswer { real, returnsZero };
+enum class FsyncAnswer { real, failure };
 ForkAnswer forkAnswer = ForkAnswer::real;
 WaitAnswer waitAnswer = WaitAnswer::real;
 ExeclAnswer execlAnswer = ExeclAnswer::real;
+FsyncAnswer fsyncAnswer = FsyncAnswer::real;
 
 void note(const std::string &what) {
     std::ofstream(askedFor, std::ios::app) << what << "\n";
+}
+
+// "" unless there is a file of that name.
+std::string modeOf(const char *path) {
+    struct stat found {};
+    if (lstat(path, &found) != 0 || !S_ISREG(found.st_mode))
+        return "";
+    std::ostringstream text;
+    text << std::oct << (found.st_mode & 07777U);
+    return text.str();
 }
 
 } // namespace
@@ -58,11 +73,31 @@ pid_t __real_waitpid(pid_t child, int *status, int options);
 pid_t __wrap_waitpid(pid_t child, int *status, int options);
 int __real_execl(const char *path, const char *argument, ...);
 int __wrap_execl(const char *path, const char *argument, ...);
+int __real_fsync(int file);
+int __wrap_fsync(int file);
+int __real_rename(const char *from, const char *to);
+int __wrap_rename(const char *from, const char *to);
 
-// Nobody waits in a test; that the engine would is noted.
+// Nobody waits in a test; that the engine would is noted, and how the script stands there by then.
 unsigned __wrap_sleep(unsigned seconds) {
-    note("sleep " + std::to_string(seconds) + (std::filesystem::exists(script) ? " after the script" : ""));
+    const std::string mode = modeOf(script);
+    note("sleep " + std::to_string(seconds) + (mode.empty() ? "" : " after the script of mode " + mode));
+    std::error_code cannotBeKept; // nor written where that is so
+    std::filesystem::create_hard_link(script, scriptKept, cannotBeKept);
     return 0;
+}
+
+int __wrap_fsync(int file) {
+    note("fsync");
+    if (fsyncAnswer == FsyncAnswer::real)
+        return __real_fsync(file);
+    errno = ENOSPC;
+    return -1;
+}
+
+int __wrap_rename(const char *from, const char *to) {
+    note(std::string("rename to ") + to);
+    return __real_rename(from, to);
 }
 
 pid_t __wrap_fork() {
@@ -104,6 +139,9 @@ const std::string header = "#!/bin/bash\n"
                            "echo \"Installed $PackageName successfully\" >> $LOG_NAME\n"
                            "}\n";
 
+const std::string earlierScript =
+    "#!/bin/bash\necho executed >/tmp/earlier\nexit\n" + std::string(100'000, '#');
+
 const std::string closing =
     "echo \"Updating ProductConfig.xml ...\"\n"
     "sudo cp /usr/local/Brovik/TempDownload/ProductConfig.xml /usr/local/Brovik/ProductConfig.xml\n"
@@ -137,10 +175,14 @@ protected:
         writeText("/usr/local/Brovik/DynaConfig.plist",
                   "<plist><dict><key>InstallPkgOrder</key><array><string>Repost.pkg</string>"
                   "<string>Firewall.pkg</string></array></dict></plist>");
-        // An earlier script, longer than the new one may be.
-        writeText(script, std::string(100'000, '#'));
-        std::filesystem::create_hard_link(script, scriptKept);
+        leaveEarlierScript();
         DownloadController::getInstance();
+    }
+
+    // A script of an earlier run, longer than the new one may be, that tells when it is executed.
+    static void leaveEarlierScript() {
+        writeText(script, earlierScript);
+        std::filesystem::permissions(script, std::filesystem::perms(0755));
     }
 
     // A package that the installer unpacks.
@@ -203,8 +245,9 @@ TEST_F(UpdateInstallation, InstallsInOrderThroughAScriptThatCleansUp) {
                             executes + installedByScript(repost) + installedByScript(named) +
                                 installedByScript(other) + installedByScript(later) +
                                 "Restarting QRN ...\nRestarted QRN\n"));
-    EXPECT_EQ(readText(askedFor), "sleep 10 after the script\nexecl /usr/local/repost/installer.sh "
-                                  "/usr/local/repost/installer.sh\n");
+    EXPECT_EQ(readText(askedFor), "fsync\nrename to /usr/local/repost/installer.sh\n"
+                                  "sleep 10 after the script of mode 644\n"
+                                  "execl /usr/local/repost/installer.sh /usr/local/repost/installer.sh\n");
 
     EXPECT_EQ(readText("/tmp/qrn"), "restart\n0027\n");
     EXPECT_EQ(readText("/tmp/session"), readText("/tmp/updater"));
@@ -279,6 +322,115 @@ TEST_F(UpdateInstallation, ScriptThatCannotBeExecutedIsAnErrorLine) {
     EXPECT_THAT(traceMessages(), ElementsAre("ERROR: execl failed ! Error: Permission denied \n"));
 }
 
+// --- a script that is not whole
+
+// The run ends like one whose script cannot be executed; nothing was.
+void expectNothingExecuted(const std::string &reason) {
+    EXPECT_EQ(traceMessages().back(), "ERROR: execl failed ! Error: " + reason + " \n");
+    EXPECT_FALSE(std::filesystem::exists("/tmp/earlier"));
+    EXPECT_EQ(readText("/srv/rehearsal/log/installer.log"), "");
+    EXPECT_EQ(readText("/usr/local/Brovik/ProductConfig.xml"), "the old configuration");
+    EXPECT_TRUE(std::filesystem::exists("/usr/local/Brovik/TempDownload"));
+}
+
+// A disk of its own for the script's folder.
+void mountScriptFolder(const std::string &options) {
+    ASSERT_EQ(mount("scripts", "/usr/local/repost", "tmpfs", 0, options.c_str()), 0);
+}
+
+class FullDisk : public UpdateInstallation, public testing::WithParamInterface<int> {};
+
+// The cut would fall into other lines each time: such a script would have removed more than the downloads.
+TEST_P(FullDisk, LeavesNoScriptAndExecutesNone) {
+    mountScriptFolder("size=4096");
+    Texts packages;
+    for (int number = 10; number < 10 + GetParam(); ++number)
+        packages.push_back(package("1.0.0.9/Package" + std::to_string(number) + ".pkg"));
+    ASSERT_GT(header.size() + packages.size() * packageLines(packages[0]).size() + closing.size(), 4096U);
+    EXPECT_EXIT(install(packages), ExitedWithCode(1), "");
+    expectNothingExecuted("No such file or directory");
+    EXPECT_TRUE(std::filesystem::is_empty("/usr/local/repost"));
+}
+
+INSTANTIATE_TEST_SUITE_P(UpdateInstallation, FullDisk, testing::Range(14, 20));
+
+TEST_F(UpdateInstallation, FullDiskLeavesNoEarlierScriptEither) {
+    mountScriptFolder("size=4096");
+    writeText(script, "#!/bin/bash\necho executed >/tmp/earlier\n");
+    std::filesystem::permissions(script, std::filesystem::perms(0755));
+    EXPECT_EXIT(install(Texts(20, package("1.0.0.9/A.pkg"))), ExitedWithCode(1), "");
+    expectNothingExecuted("No such file or directory");
+    EXPECT_TRUE(std::filesystem::is_empty("/usr/local/repost"));
+}
+
+TEST_F(UpdateInstallation, ScriptThatTheDiskDoesNotTakeIsNotExecuted) {
+    const auto installOnFailingDisk = [] {
+        fsyncAnswer = FsyncAnswer::failure;
+        install({});
+    };
+    EXPECT_EXIT(installOnFailingDisk(), ExitedWithCode(1), "");
+    expectNothingExecuted("No such file or directory");
+    EXPECT_TRUE(std::filesystem::is_empty("/usr/local/repost"));
+}
+
+TEST_F(UpdateInstallation, EarlierScriptThatCannotBeRemovedIsNotExecuted) {
+    // What is mounted on cannot be removed or replaced, and can be executed.
+    ASSERT_EQ(mount(script, script, nullptr, MS_BIND, nullptr), 0);
+    EXPECT_EXIT(install({package("1.0.0.9/A.pkg")}), ExitedWithCode(1), "");
+    expectNothingExecuted("Not a directory");
+    EXPECT_EQ(readText(script), earlierScript);
+}
+
+TEST_F(UpdateInstallation, EarlierScriptOnAReadOnlyDiskIsNotExecuted) {
+    mountScriptFolder("");
+    leaveEarlierScript();
+    ASSERT_EQ(mount(nullptr, "/usr/local/repost", nullptr, MS_REMOUNT | MS_RDONLY, nullptr), 0);
+    EXPECT_EXIT(install({package("1.0.0.9/A.pkg")}), ExitedWithCode(1), "");
+    expectNothingExecuted("Not a directory");
+    EXPECT_EQ(readText(script), earlierScript);
+}
+
+// --- a script that is written anew
+
+// One of an earlier run may still be read by the shell that runs it.
+TEST_F(UpdateInstallation, EarlierScriptIsReplacedAndNotRewritten) {
+    std::filesystem::create_hard_link(script, "/usr/local/repost/earlier.sh");
+    EXPECT_EXIT(install({}), ExitedWithCode(1), "");
+    EXPECT_EQ(readText("/usr/local/repost/earlier.sh"), earlierScript);
+    EXPECT_EQ(readText(scriptKept), header + closing);
+}
+
+TEST_F(UpdateInstallation, LinksInTheScriptsPlacesAreNotFollowed) {
+    writeText("/tmp/one", "one");
+    writeText("/tmp/two", "two");
+    std::filesystem::remove(script);
+    std::filesystem::create_symlink("/tmp/one", script);
+    std::filesystem::create_symlink("/tmp/two", "/usr/local/repost/installer.sh.new");
+    EXPECT_EXIT(install({}), ExitedWithCode(1), "");
+    EXPECT_EQ(readText("/tmp/one"), "one");
+    EXPECT_EQ(readText("/tmp/two"), "two");
+    EXPECT_EQ(readText(scriptKept), header + closing);
+    EXPECT_EQ(readText("/usr/local/Brovik/ProductConfig.xml"), "the new configuration");
+}
+
+// A daemon that a branding package starts would keep the script from being executed by it.
+TEST_F(UpdateInstallation, BrandingPackagesDoNotInheritTheScript) {
+    // The real one closes what it inherits.
+    writeText("/usr/bin/sudo", "#!/bin/bash\nexec \"$@\"\n");
+    writeText("/usr/local/bin/installer", "#!/bin/bash\nls -l /proc/self/fd >>/tmp/descriptors\n");
+    EXPECT_EXIT(install({package("1.0.0.9/DynamicBranding.pkg")}), ExitedWithCode(1), "");
+    EXPECT_THAT(readText("/tmp/descriptors"), testing::HasSubstr("/proc/"));
+    EXPECT_THAT(readText("/tmp/descriptors"), testing::Not(testing::HasSubstr("/usr/local/repost")));
+}
+
+TEST(InstallerScript, IsTheTextOfTheOrderedPackages) {
+    EXPECT_EQ(installerScript({"/p/B.pkg", "/p/A.pkg"}),
+              header + packageLines("/p/B.pkg") + packageLines("/p/A.pkg") + closing);
+    EXPECT_EQ(installerScript({}), header + closing);
+}
+
+// --- a run that ends otherwise
+
 TEST_F(UpdateInstallation, ScriptThatSudoDoesNotMakeExecutableIsNotRun) {
     // Without sudo nothing makes it executable, and nobody looks at that.
     std::filesystem::remove("/usr/bin/sudo");
@@ -347,6 +499,7 @@ TEST_F(UpdateInstallation, ExceptionIsAnErrorLineAndEndsTheProcess) {
     };
     EXPECT_EXIT(installWithoutMemory(), ExitedWithCode(1), "");
     EXPECT_THAT(traceMessages(), ElementsAre("ERROR: Caught Exception - Installation Failed\n"));
+    EXPECT_TRUE(std::filesystem::is_empty("/usr/local/repost"));
 }
 
 TEST_F(UpdateInstallation, LinesAreInfoLines) {

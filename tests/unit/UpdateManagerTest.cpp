@@ -1,6 +1,7 @@
 #include "UpdateManager.h"
 
 #include <algorithm>
+#include <ctime>
 #include <filesystem>
 #include <memory>
 #include <random>
@@ -18,6 +19,8 @@
 
 #include "DownloadController.h"
 #include "FailingAllocation.h"
+#include "HotFixSelection.h"
+#include "InstallationOrder.h"
 #include "NoMoreFiles.h"
 #include "TextFile.h"
 #include "TextList.h"
@@ -98,6 +101,47 @@ INSTANTIATE_TEST_SUITE_P(
         Bounds{"EmptyProductVersionWithFittingBounds", "1.0.0.5", "1.0.0.0", "2.0.0.0", "10.0.0", "11.0.0",
                "", false},
         Bounds{"ProductVersionMayBeOlder", "1.0.0.5", "", "", "", "", "1.0.0.1", true}),
+    [](const auto &caseInfo) { return caseInfo.param.name; });
+
+struct Judgement {
+    const char *name;
+    const char *minVer;
+    const char *maxVer;
+    const char *osxMinVer;
+    const char *osxMaxVer;
+    const char *productVer;
+    Selection selection;
+};
+
+class HotFixJudgement : public testing::TestWithParam<Judgement> {};
+
+// For product 2.0.0.0 on system 10.8.5.
+TEST_P(HotFixJudgement, IsTheFirstReasonAgainstIt) {
+    const Judgement &judgement = GetParam();
+    EXPECT_EQ(judgeHotFix({"", "", "", "", judgement.minVer, judgement.maxVer, judgement.osxMinVer,
+                           judgement.osxMaxVer, judgement.productVer, "", false},
+                          "2.0.0.0", "10.8.5"),
+              judgement.selection);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    UpdateManager, HotFixJudgement,
+    testing::Values(Judgement{"NoBounds", "", "", "", "", "1.0.0.9", Selection::applies},
+                    Judgement{"AllBoundsAtTheirEdge", "2.0.0.0", "2.0.0.0", "10.8.5", "10.8.5", "1.0.0.9",
+                              Selection::applies},
+                    Judgement{"NoProductVersion", "", "", "", "", "", Selection::noProductVersion},
+                    Judgement{"SystemTooOld", "", "", "10.8.6", "", "1.0.0.9", Selection::systemTooOld},
+                    Judgement{"SystemTooNew", "", "", "", "10.8.4", "1.0.0.9", Selection::systemTooNew},
+                    Judgement{"ProductTooOld", "2.0.0.1", "", "", "", "1.0.0.9", Selection::productTooOld},
+                    Judgement{"ProductTooNew", "", "1.9.9.9", "", "", "1.0.0.9", Selection::productTooNew},
+                    Judgement{"NoProductVersionBeforeAll", "2.0.0.1", "1.9.9.9", "10.8.6", "10.8.4", "",
+                              Selection::noProductVersion},
+                    Judgement{"SystemTooOldBeforeTheRest", "2.0.0.1", "1.9.9.9", "10.8.6", "10.8.4",
+                              "1.0.0.9", Selection::systemTooOld},
+                    Judgement{"SystemTooNewBeforeTheRest", "2.0.0.1", "1.9.9.9", "", "10.8.4", "1.0.0.9",
+                              Selection::systemTooNew},
+                    Judgement{"ProductTooOldBeforeTooNew", "2.0.0.1", "1.9.9.9", "", "", "1.0.0.9",
+                              Selection::productTooOld}),
     [](const auto &caseInfo) { return caseInfo.param.name; });
 
 TEST(UpdateSelection, EveryFieldOfAKeptHotFixIsKept) {
@@ -261,6 +305,10 @@ INSTANTIATE_TEST_SUITE_P(
 
 constexpr int manyPackages = 100'000;
 
+// Processor time, far above what n log n comparisons take, also under a sanitizer, and far below what n * n
+// take.
+constexpr std::clock_t timeToSort = std::clock_t{60} * CLOCKS_PER_SEC;
+
 std::string packageOfVersion(int number) {
     return "/p/HF_1." + std::to_string(number / 1000) + "." + std::to_string(number % 1000) + ".0/" +
            std::to_string(number) + ".pkg";
@@ -308,7 +356,9 @@ TEST_P(ManyPackages, AreSortedInTimeOnASmallStack) {
     Texts paths = GetParam().paths();
     ASSERT_THAT(paths, SizeIs(manyPackages));
     const Texts before = sortedByText(paths);
+    const std::clock_t begin = std::clock();
     sortOnSmallStack(paths);
+    EXPECT_LT(std::clock() - begin, timeToSort);
     EXPECT_TRUE(isAscending(paths));
     EXPECT_TRUE(sortedByText(paths) == before);
 }
@@ -321,6 +371,29 @@ Texts sortedPackages() {
     return paths;
 }
 
+Texts packagesUpAndDown() {
+    Texts paths;
+    paths.reserve(manyPackages);
+    for (int i = 0; i < manyPackages; ++i)
+        paths.push_back(packageOfVersion(std::min(i, manyPackages - 1 - i)));
+    return paths;
+}
+
+// An order whose middle is always its highest version, so that every split leaves one package alone.
+Texts packagesWithTheHighestInTheMiddle() {
+    std::vector<int> versions{0};
+    versions.reserve(manyPackages);
+    for (int i = 1; i < manyPackages; ++i) {
+        int &middle = versions[static_cast<std::size_t>(i) / 2];
+        versions.push_back(std::exchange(middle, i));
+    }
+    Texts paths;
+    paths.reserve(manyPackages);
+    for (const int version : versions)
+        paths.push_back(packageOfVersion(version));
+    return paths;
+}
+
 INSTANTIATE_TEST_SUITE_P(UpdateManager, ManyPackages,
                          testing::Values(Sorting{"Sorted", sortedPackages},
                                          Sorting{"Reversed",
@@ -329,6 +402,8 @@ INSTANTIATE_TEST_SUITE_P(UpdateManager, ManyPackages,
                                                      std::reverse(paths.begin(), paths.end());
                                                      return paths;
                                                  }},
+                                         Sorting{"UpAndDown", packagesUpAndDown},
+                                         Sorting{"HighestInTheMiddle", packagesWithTheHighestInTheMiddle},
                                          Sorting{"Equal",
                                                  [] { return Texts(manyPackages, packageOfVersion(1)); }},
                                          Sorting{"TwoVersions",

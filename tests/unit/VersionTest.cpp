@@ -47,6 +47,7 @@ struct Comparison {
 class IsGreaterThan : public testing::TestWithParam<Comparison> {};
 
 TEST_P(IsGreaterThan, ComparesNumberByNumber) {
+    EXPECT_EQ(isGreaterVersion(GetParam().first, GetParam().second), GetParam().greater);
     EXPECT_EQ(DownloadController::IsGreaterThan(GetParam().first, GetParam().second), GetParam().greater);
 }
 

@@ -3,6 +3,7 @@
 
 class Descriptor {
 public:
+    Descriptor() = default;
     // Negative for none.
     explicit Descriptor(int number) noexcept
         : m_number(number) {}
@@ -18,5 +19,5 @@ public:
     bool close() noexcept;
 
 private:
-    int m_number;
+    int m_number = -1;
 };

@@ -1,5 +1,8 @@
 #pragma once
 
+#include <optional>
+
+#include "Descriptor.h"
 #include "ThreadSafety.h"
 
 // One job at a time on this machine, whoever runs it: two processes would write the same packages and lists.
@@ -32,9 +35,9 @@ public:
 private:
     void acquire();
     void release();
-    static int openAndLock();
+    static Descriptor openAndLock();
 
     boost::mutex m_mutex;
     unsigned m_uses GUARDED_BY(m_mutex) = 0;
-    int m_descriptor GUARDED_BY(m_mutex) = -1;
+    std::optional<Descriptor> m_file GUARDED_BY(m_mutex);
 };

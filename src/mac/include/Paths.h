@@ -34,6 +34,8 @@ constexpr const char *updateMarkerPath = "/usr/local/Brovik/qrn/var/RequireProdu
 // The installer script and its folder: the script is written and run by an "Install" run and removes itself
 // at its end; the folder is made by the suite's installer.
 constexpr const char *installerScriptPath = "/usr/local/repost/installer.sh";
+// The script while it is written; gets the name above once it is whole.
+constexpr const char *newInstallerScriptPath = "/usr/local/repost/installer.sh.new";
 constexpr const char *installerScriptFolder = "/usr/local/repost";
 // Asks the script to restart the suite's service at its end; made by packages, removed with the downloads.
 constexpr const char *restartMarkerPath = "/usr/local/Brovik/TempDownload/NeedRestartForRepost";

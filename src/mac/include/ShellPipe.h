@@ -21,7 +21,7 @@ public:
     std::optional<std::string> readLine();
 
     // Waits for the command, whose further output is lost, and gives its wait status, -1 when there is none.
-    // The pipe is closed then.
+    // Does not wait for what the command left behind that goes on. The pipe is closed then.
     int close() noexcept;
 
 private:
@@ -30,3 +30,6 @@ private:
 
 // Runs a command whose output and status do not matter; false when the shell could not be started.
 bool runShellCommand(const std::string &command);
+
+// Runs a command whose output does not matter; whether it could be started and ended with status 0.
+bool shellCommandSucceeds(const std::string &command);

@@ -1,11 +1,12 @@
 #pragma once
 
-#include <fstream>
 #include <list>
 #include <string>
 #include <vector>
 
 #include "CatalogParser.h"
+#include "HotFixSelection.h"
+#include "InstallerScriptFile.h"
 
 // Chooses the hot-fixes that apply, orders the downloaded packages, and installs them through a script.
 // Used by one thread.
@@ -57,16 +58,6 @@ public:
     static int updateProductConfigXml(std::string path, std::string element, std::string value);
 
 private:
-    std::list<std::string> orderWithinVersion(std::list<std::string> group,
-                                              const std::vector<std::string> &orderNames) const;
-    std::list<std::string> takeReposts(std::list<std::string> reposts,
-                                       const std::vector<std::string> &orderNames) const;
-    void writeScriptHeader();
-    void writeScriptClosing();
-    int runScript();
-    [[noreturn]] void executeScript() const;
-    [[noreturn]] void waitForScript(int child) const;
-
-    std::string m_maxPackageVersion;
-    std::ofstream m_script;
+    ReleaseMaxima m_maxima;
+    InstallerScriptFile m_script;
 };

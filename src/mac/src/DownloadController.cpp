@@ -338,7 +338,7 @@ std::string DownloadController::getHashValueFromPackagePath(const char *url) {
 }
 
 bool DownloadController::IsGreaterThan(std::string first, std::string second) {
-    return parseVersion(first) > parseVersion(second);
+    return isGreaterVersion(first, second);
 }
 
 void DownloadController::setMaxBuildNo_ProductVerSionForFreshInstall() {

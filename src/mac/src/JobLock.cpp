@@ -5,47 +5,53 @@
 
 #include <fcntl.h>
 #include <sys/file.h>
-#include <unistd.h>
 
 #include "Paths.h"
 #include "Trace.h"
+
+namespace {
+
+void tellFailure() {
+    trace.error("ERROR: Not able to lock %s: %s\n", jobLockPath,
+                std::generic_category().message(errno).c_str());
+}
+
+} // namespace
 
 void JobLock::acquire() {
     // Held while another process is waited for: this process's other threads need the lock as well then.
     const MutexLock lock(m_mutex);
     if (m_uses == 0)
-        m_descriptor = openAndLock();
+        m_file.emplace(openAndLock());
     ++m_uses;
 }
 
 void JobLock::release() {
     const MutexLock lock(m_mutex);
-    if (--m_uses != 0 || m_descriptor < 0)
+    if (--m_uses != 0)
         return;
     // By name, and not only by closing: a host may have forked meanwhile, and its child shares the lock.
-    static_cast<void>(flock(m_descriptor, LOCK_UN));
-    static_cast<void>(close(m_descriptor)); // nothing was written that could be lost
-    m_descriptor = -1;
+    if (*m_file)
+        static_cast<void>(flock(m_file->number(), LOCK_UN));
+    m_file.reset();
 }
 
-// The descriptor, or -1 when there is none to be had.
-int JobLock::openAndLock() {
+// None when it is not to be had.
+Descriptor JobLock::openAndLock() {
     // Not readable for others, or anybody could hold the lock.
-    const int descriptor = open(jobLockPath, O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600);
-    if (descriptor < 0) {
-        trace.error("ERROR: Not able to lock %s: %s\n", jobLockPath,
-                    std::generic_category().message(errno).c_str());
-        return -1;
+    Descriptor file(open(jobLockPath, O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600));
+    if (!file) {
+        tellFailure();
+        return file;
     }
-    if (flock(descriptor, LOCK_EX | LOCK_NB) == 0)
-        return descriptor;
+    if (flock(file.number(), LOCK_EX | LOCK_NB) == 0)
+        return file;
     trace.info("INFO: Waiting for another job on this machine to end\n");
-    while (flock(descriptor, LOCK_EX) != 0) {
+    while (flock(file.number(), LOCK_EX) != 0) {
         if (errno == EINTR)
             continue;
-        trace.error("ERROR: Not able to lock %s: %s\n", jobLockPath,
-                    std::generic_category().message(errno).c_str());
+        tellFailure();
         break;
     }
-    return descriptor;
+    return file;
 }

@@ -4,9 +4,12 @@
 #include <cstdlib>
 #include <memory>
 
-#include <sys/resource.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include "DownloadController.h"
+#include "OpenFileLimit.h"
 #include "ThreadSafety.h"
 #include "Trace.h"
 
@@ -50,14 +53,21 @@ bool ProductUpdater::isUpdateRequired(const std::string & /*currentVersion*/,
 
 namespace {
 
-// One thread per URL, each with a connection and a file: large releases need more than the usual 1024.
-void raiseOpenFileLimit() {
-    rlimit limit{};
-    if (getrlimit(RLIMIT_NOFILE, &limit) != 0)
-        return;
-    limit.rlim_cur = limit.rlim_max;
-    // Where the system refuses, the limit it started with stays.
-    static_cast<void>(setrlimit(RLIMIT_NOFILE, &limit));
+// A starter may leave standard streams closed. The first files that are opened would take their places, and
+// what is printed would go into the log.
+void openStandardStreams() {
+    int descriptor = 0;
+    do
+        descriptor = open("/dev/null", O_RDWR);
+    while (descriptor != -1 && descriptor < STDERR_FILENO);
+    if (descriptor > STDERR_FILENO)
+        static_cast<void>(close(descriptor)); // nothing was written there
+}
+
+// A starter may allow everybody everything, the script that root runs included.
+void keepFilesFromOtherWriters() {
+    const mode_t starters = umask(S_IWGRP | S_IWOTH);
+    static_cast<void>(umask(starters | S_IWGRP | S_IWOTH));
 }
 
 // A starter may have children ignored, and that is inherited: none could be waited for then.
@@ -69,9 +79,10 @@ void keepChildrenWaitable() {
 
 // The command line: the installed version, the affiliate id and the mode.
 __attribute__((visibility("default"))) int main(int argc, char *argv[]) {
-    raiseOpenFileLimit();
+    openStandardStreams();
+    keepFilesFromOtherWriters();
     keepChildrenWaitable();
-    // First of all, since creating the controller opens the trace.
+    // Before the arguments are looked at, since creating the controller opens the trace.
     ProductUpdater *updater = ProductUpdater::getInstance();
     trace.info("Product updater is started\n");
     if (argc != 4) {
@@ -79,7 +90,12 @@ __attribute__((visibility("default"))) int main(int argc, char *argv[]) {
         std::exit(-1);
     }
     trace.info("Product updater: CurProdVersion: %s CurProdAffId: %s\n", argv[1], argv[2]);
-    static_cast<void>(updater->updateProduct(argv[1], argv[2], argv[3]));
+    const std::string mode = argv[3];
+    // One thread per URL, each with a connection and a file: large releases need more than usual. A run that
+    // installs hands its limits on to the suite's service, which must get the starter's.
+    if (mode == "CheckForInstall")
+        raiseOpenFileLimit();
+    static_cast<void>(updater->updateProduct(argv[1], argv[2], mode));
     trace.info("Product updater is exited\n");
     ProductUpdater::releaseInstance();
     return 0;

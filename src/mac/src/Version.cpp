@@ -39,3 +39,7 @@ std::array<std::int32_t, 4> parseVersion(const std::string &text) noexcept {
     }
     return components;
 }
+
+bool isGreaterVersion(const std::string &first, const std::string &second) noexcept {
+    return parseVersion(first) > parseVersion(second);
+}

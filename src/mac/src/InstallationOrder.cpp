@@ -1,0 +1,141 @@
+#include "InstallationOrder.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <map>
+
+#include <boost/algorithm/string/find.hpp>
+
+#include "Text.h"
+#include "Version.h"
+
+namespace {
+
+std::string &at(std::vector<std::string> &paths, int index) {
+    return paths[static_cast<std::size_t>(index)];
+}
+
+bool hasLowerVersion(const std::string &left, const std::string &right) {
+    return isGreaterVersion(hotFixVersionOf(right), hotFixVersionOf(left));
+}
+
+// Sorts in n log n for every input, and more slowly than splitting does for most.
+void heapSort(std::vector<std::string> &paths, int first, int last) {
+    const auto begin = paths.begin() + first;
+    const auto end = paths.begin() + last + 1;
+    std::make_heap(begin, end, hasLowerVersion);
+    std::sort_heap(begin, end, hasLowerVersion);
+}
+
+// Splits until there is nothing left to split or the depth is used up: splits that leave most paths on one
+// side again and again would take n * n comparisons.
+void sortBySplitting(std::vector<std::string> &paths, int first, int last, int depth) {
+    for (; first < last; --depth) {
+        if (depth == 0) {
+            heapSort(paths, first, last);
+            return;
+        }
+        const int split = splitAroundVersion(paths, at(paths, first + (last - first) / 2), first, last);
+        // Only the smaller part by recursion, so that the stack stays small.
+        if (split - first < last - split - 1) {
+            sortBySplitting(paths, first, split, depth - 1);
+            first = split + 1;
+        } else {
+            sortBySplitting(paths, split + 1, last, depth - 1);
+            last = split;
+        }
+    }
+}
+
+// Twice what splits into halves would need.
+int depthFor(int count) {
+    int depth = 0;
+    for (; count > 1; count /= 2)
+        depth += 2;
+    return depth;
+}
+
+// The named packages come first, in the order of the names; the others follow as they were.
+std::list<std::string> orderWithinVersion(std::list<std::string> group,
+                                          const std::vector<std::string> &orderNames) {
+    std::list<std::string> ordered;
+    for (const std::string &orderName : orderNames) {
+        const auto named = std::find_if(group.begin(), group.end(), [&](const std::string &path) {
+            return afterLastSlash(path) == orderName;
+        });
+        if (named != group.end())
+            ordered.splice(ordered.end(), group, named);
+    }
+    ordered.splice(ordered.end(), group);
+    return ordered;
+}
+
+// Each name admits one repost package; one that no name admits is left out.
+std::list<std::string> takeReposts(std::list<std::string> reposts,
+                                   const std::vector<std::string> &orderNames) {
+    std::list<std::string> taken;
+    for (const std::string &orderName : orderNames) {
+        const auto named = std::find_if(reposts.begin(), reposts.end(), [&](const std::string &path) {
+            return !boost::algorithm::ifind_first(path, orderName).empty();
+        });
+        if (named != reposts.end())
+            taken.splice(taken.end(), reposts, named);
+    }
+    return taken;
+}
+
+} // namespace
+
+bool isBrandingPackage(const std::string &path) {
+    return contains(path, "DynamicBranding.pkg");
+}
+
+std::string hotFixVersionOf(const std::string &path) {
+    const std::string directory = path.substr(0, path.rfind('/'));
+    const std::string name = afterLastSlash(directory);
+    // Any one of these characters, not the three together (kept as shipped).
+    return name.substr(name.find_last_of("HF_") + 1);
+}
+
+void sortByHotFixVersion(std::vector<std::string> &paths, int first, int last) {
+    sortBySplitting(paths, first, last, depthFor(last - first + 1));
+}
+
+int splitAroundVersion(std::vector<std::string> &paths, const std::string &pivot, int first, int last) {
+    // A copy: the pivot may be one of the paths.
+    const std::string pivotVersion = hotFixVersionOf(pivot);
+    int low = first;
+    int high = last;
+    while (true) {
+        while (low < last && isGreaterVersion(pivotVersion, hotFixVersionOf(at(paths, low))))
+            ++low;
+        while (high > first && isGreaterVersion(hotFixVersionOf(at(paths, high)), pivotVersion))
+            --high;
+        if (low >= high)
+            return std::max(first, std::min(high, last - 1));
+        at(paths, low).swap(at(paths, high));
+        ++low;
+        --high;
+    }
+}
+
+std::list<std::string> installationOrder(const std::vector<std::string> &sortedPaths,
+                                         const std::vector<std::string> &orderNames) {
+    // The text order of the versions decides between groups: 10 comes before 9 (kept).
+    std::map<std::string, std::list<std::string>> groups;
+    for (const std::string &path : sortedPaths)
+        groups[hotFixVersionOf(path)].push_back(path);
+
+    std::list<std::string> reposts;
+    std::list<std::string> others;
+    for (auto &[version, group] : groups) {
+        for (std::string &path : orderWithinVersion(std::move(group), orderNames)) {
+            if (!path.empty())
+                (contains(path, "repost") ? reposts : others).push_back(std::move(path));
+        }
+    }
+
+    std::list<std::string> ordered = takeReposts(std::move(reposts), orderNames);
+    ordered.splice(ordered.end(), others);
+    return ordered;
+}
