@@ -1,6 +1,19 @@
 #include "InstallerScript.h"
 
+#include <initializer_list>
+
 #include "Paths.h"
+
+namespace {
+
+std::string joined(std::initializer_list<std::string> lines) {
+    std::string text;
+    for (const std::string &line : lines)
+        text += line + "\n";
+    return text;
+}
+
+} // namespace
 
 std::string installCommand(const std::string &path) {
     // In this order the redirections keep the tool's complaints and drop the rest.
@@ -8,51 +21,44 @@ std::string installCommand(const std::string &path) {
 }
 
 std::string installerScriptOpening() {
-    return std::string("#!/bin/bash\n"
-                       "set -x\n"
-                       "LOG_NAME=") +
-           traceLogPath +
-           "\n"
-           "checkStatus()\n"
-           "{\n"
-           "status=$1\n"
-           "PackageName=$2\n"
-           "if [ $status -ne 0 ] ; then\n"
-           "echo \"Failed to install $PackageName\" >> $LOG_NAME\n"
-           "exit -1\n"
-           "fi\n"
-           "echo \"Installed $PackageName successfully\" >> $LOG_NAME\n"
-           "}\n";
+    return joined({
+        "#!/bin/bash",
+        "set -x",
+        std::string("LOG_NAME=") + traceLogPath,
+        "checkStatus()",
+        "{",
+        "status=$1",
+        "PackageName=$2",
+        "if [ $status -ne 0 ] ; then",
+        "echo \"Failed to install $PackageName\" >> $LOG_NAME",
+        "exit -1",
+        "fi",
+        "echo \"Installed $PackageName successfully\" >> $LOG_NAME",
+        "}",
+    });
 }
 
 std::string installerScriptLines(const std::string &path) {
-    return "echo \" Installing " + path + "\" >> $LOG_NAME\n" + //
-           installCommand(path) + "\n" +                        //
-           "checkStatus $? " + path + "\n";
+    return joined({
+        "echo \" Installing " + path + "\" >> $LOG_NAME",
+        installCommand(path),
+        "checkStatus $? " + path,
+    });
 }
 
 std::string installerScriptClosing() {
-    // The first line is for the standard output and not for the log (kept as shipped).
-    return "echo \"Updating ProductConfig.xml ...\"\n"
-           "sudo cp " +
-           updatedProdConfigXml + " " + prodConfigXml +
-           "\n"
-           "if [ -e " +
-           restartMarkerPath +
-           " ] ; then\n"
-           "echo \"Restarting QRN ...\" >> $LOG_NAME\n" +
-           serviceControlPath +
-           " restart >> /dev/null 2>&1\n"
-           "echo \"Restarted QRN\" >> $LOG_NAME\n"
-           "fi\n"
-           "sudo rm -rf " +
-           keyCoreDownloadCache +
-           "\n"
-           "rm -rf " +
-           updateScratchFolder +
-           "\n"
-           "rm -rf " +
-           installerScriptPath + "\n";
+    return joined({
+        "echo \"Updating ProductConfig.xml ...\"", // not to the log (kept as shipped)
+        "sudo cp " + updatedProdConfigXml + " " + prodConfigXml,
+        std::string("if [ -e ") + restartMarkerPath + " ] ; then",
+        "echo \"Restarting QRN ...\" >> $LOG_NAME",
+        std::string(serviceControlPath) + " restart >> /dev/null 2>&1",
+        "echo \"Restarted QRN\" >> $LOG_NAME",
+        "fi",
+        "sudo rm -rf " + keyCoreDownloadCache,
+        std::string("rm -rf ") + updateScratchFolder,
+        std::string("rm -rf ") + installerScriptPath,
+    });
 }
 
 std::string installerScript(const std::list<std::string> &orderedPaths) {
