@@ -9,6 +9,7 @@
 
 #include "FailingAllocation.h"
 #include "FailingFileCall.h"
+#include "FailingXmlAllocation.h"
 #include "FullDisk.h"
 #include "LibXmlWrapper.h"
 #include "NoMoreFiles.h"
@@ -228,6 +229,28 @@ TEST_F(ReleaseRecordTest, PreparesTheWholeConfigurationOrNoneWithoutMemory) {
     }
     testing::internal::GetCapturedStderr();
     EXPECT_GT(allocation, 50U);
+}
+
+TEST_F(ReleaseRecordTest, PreparesTheWholeConfigurationOrNoneWithoutMemoryForItsDocuments) {
+    std::size_t allocation = 0;
+    testing::internal::CaptureStderr();
+    for (bool reached = true; reached; ++allocation) {
+        std::filesystem::remove(preparedPath);
+        {
+            const FailingXmlAllocation failing(allocation);
+            try {
+                record.writeToProductConfiguration();
+            } catch (const std::bad_alloc &) {
+                EXPECT_FALSE(std::filesystem::exists(preparedPath)) << allocation;
+            }
+            reached = failing.happened();
+        }
+        if (std::filesystem::exists(preparedPath)) {
+            EXPECT_EQ(settingsOf(preparedPath), newSettings) << allocation;
+        }
+    }
+    testing::internal::GetCapturedStderr();
+    EXPECT_GT(allocation, 500U);
 }
 
 TEST_F(ReleaseRecordTest, PreparesNothingWhenTheInstalledOneCannotBeReadForAMoment) {

@@ -89,12 +89,15 @@ CURLcode __wrap_curl_easy_perform(CURL *handle) {
     return spy.perform ? spy.perform() : __real_curl_easy_perform(handle);
 }
 
-xmlDocPtr __real_xmlReadFd(int file, const char *url, const char *encoding, int options);
-xmlDocPtr __wrap_xmlReadFd(int file, const char *url, const char *encoding, int options);
-xmlDocPtr __wrap_xmlReadFd(int file, const char *url, const char *encoding, int options) {
+xmlDocPtr __real_xmlCtxtReadFd(xmlParserCtxtPtr parser, int file, const char *url, const char *encoding,
+                               int options);
+xmlDocPtr __wrap_xmlCtxtReadFd(xmlParserCtxtPtr parser, int file, const char *url, const char *encoding,
+                               int options);
+xmlDocPtr __wrap_xmlCtxtReadFd(xmlParserCtxtPtr parser, int file, const char *url, const char *encoding,
+                               int options) {
     if (parsesUntilFailure >= 0 && parsesUntilFailure-- == 0)
         return nullptr;
-    return __real_xmlReadFd(file, url, encoding, options);
+    return __real_xmlCtxtReadFd(parser, file, url, encoding, options);
 }
 }
 

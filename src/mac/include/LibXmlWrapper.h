@@ -1,17 +1,14 @@
 #pragma once
 
-#include <memory>
+#include <cstddef>
+#include <optional>
 #include <string>
 #include <vector>
 
-struct _xmlDoc;
+#include "XmlDocument.h"
+
 struct _xmlNode;
 struct _xmlNodeSet;
-
-struct XmlDocDeleter {
-    void operator()(_xmlDoc *document) const noexcept;
-};
-using XmlDoc = std::unique_ptr<_xmlDoc, XmlDocDeleter>;
 
 // One parsed XML document, asked and edited by XPath in plain strings.
 //
@@ -19,7 +16,7 @@ using XmlDoc = std::unique_ptr<_xmlDoc, XmlDocDeleter>;
 // own go nowhere. A document that could not be parsed stays usable: every query gives its empty result and
 // every edit fails. The text of a node is the text directly at its start, "" when it starts with anything
 // else. Text that is set is text, not markup. Nothing but the named file is ever read: neither the network
-// nor external entities.
+// nor external entities. Queries throw std::bad_alloc rather than give a part of an answer; edits fail then.
 class LibXmlWrapper {
 public:
     // Parses a file; a failure is told on standard error.
@@ -43,14 +40,14 @@ public:
     // Writes the document, indented and in UTF-8. Always true, also when the file could not be written
     // (kept as shipped).
     bool SaveToFile(const std::string &fileName);
-    // Replaces the output by the document, indented and in UTF-8. Always true.
+    // Replaces the output by the document, indented and in UTF-8. Always true; throws std::bad_alloc.
     bool SaveToMemory(std::string &output);
     // Sets the text of every node that the expression selects in a file, and replaces the file at once, also
     // when nothing was selected. 0, or -1 when the file or the expression cannot be read; a file that
     // cannot be opened for writing is left as it is and gives 0. The arguments must not be null.
     static int UpdateNodeWithValue(const char *filename, const char *xpathExpr, const char *value);
     // Its inner step: sets the text of every node of the set, the last first, and clears their entries. The
-    // value and the entries must not be null; a null set is an empty one.
+    // value and the entries must not be null; a null set is an empty one. Throws std::bad_alloc.
     static void update_xpath_nodes(_xmlNodeSet *nodes, const char *value);
 
     // The text of the one node that the expression selects; "" when there is not just one.
@@ -58,6 +55,8 @@ public:
     std::string getXPathStringValue(const std::string &xpath) const;
     // Whether the expression selects exactly one node; two are as false as none.
     bool isXPathElementExists(const std::string &xpath) const;
+    // How many nodes the expression selects; none when there was no memory to ask, which is told.
+    std::optional<std::size_t> countNodes(const std::string &xpath) const;
     // An attribute of the one element that the expression selects; "" when there is not just one.
     std::string getXPathElementAttribute(const std::string &xpath, const std::string &attribute) const;
     // True for the texts "true" and "TRUE" only. Throws std::exception when there is no text.

@@ -1,5 +1,8 @@
 #include "ProductConfiguration.h"
 
+#include <cstddef>
+#include <optional>
+
 #include "LibXmlWrapper.h"
 #include "Trace.h"
 
@@ -14,13 +17,14 @@ int ProductConfiguration::updateElement(const std::string &path, const std::stri
                value.c_str());
     LibXmlWrapper configuration(path);
     const std::string xpath = "/ProductConfiguration/" + element;
+    const std::optional<std::size_t> count = configuration.countNodes(xpath);
     int result = 0;
-    if (configuration.isXPathElementExists(xpath)) {
+    if (count == 1U) {
         result = LibXmlWrapper::UpdateNodeWithValue(path.c_str(), xpath.c_str(), value.c_str());
         if (result != 0)
             trace.error("ERROR: Update Productconfig.xml with %s element and its value %s Failed !\n",
                         element.c_str(), value.c_str());
-    } else {
+    } else if (count) {
         // Two of them become three (kept), and a save that fails is not reported.
         static_cast<void>(configuration.AddNewNode(element, value));
     }

@@ -8,8 +8,8 @@
 #include <libxml/parser.h>
 #include <plist/plist.h>
 
-#include "LibXmlWrapper.h"
 #include "ReplaceFile.h"
+#include "XmlDocument.h"
 
 namespace {
 

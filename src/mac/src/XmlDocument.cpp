@@ -1,0 +1,98 @@
+#include "XmlDocument.h"
+
+#include <climits>
+#include <cstdio>
+#include <utility>
+
+#include <libxml/parser.h>
+#include <libxml/tree.h>
+#include <libxml/xmlsave.h>
+
+#include "File.h"
+#include "ReplaceFile.h"
+#include "StandardStreams.h"
+#include "XmlErrors.h"
+
+namespace {
+
+// What libxml2 writes, gathered before any file is touched.
+struct Serialised {
+    std::string bytes;
+    bool isWhole = true;
+};
+
+int append(void *serialised, const char *bytes, int count) noexcept {
+    auto &target = *static_cast<Serialised *>(serialised);
+    try {
+        target.bytes.append(bytes, static_cast<std::size_t>(count));
+        return count;
+    } catch (...) {
+        target.isWhole = false;
+        return -1;
+    }
+}
+
+struct XmlParserDeleter {
+    void operator()(xmlParserCtxt *parser) const noexcept { xmlFreeParserCtxt(parser); }
+};
+using XmlParser = std::unique_ptr<xmlParserCtxt, XmlParserDeleter>;
+
+// Null without memory for the whole document: libxml2 may give the part that it had read.
+template <typename Read>
+XmlDoc parse(Read read) {
+    const XmlErrors errors;
+    const XmlParser parser(xmlNewParserCtxt());
+    XmlDoc document(parser ? read(parser.get()) : nullptr);
+    if (document && (errors.ranOutOfMemory() || parser->errNo == XML_ERR_NO_MEMORY))
+        document.reset();
+    return document;
+}
+
+} // namespace
+
+void XmlDocDeleter::operator()(xmlDoc *document) const noexcept {
+    xmlFreeDoc(document);
+}
+
+// Files are opened here and not by libxml2, which takes "-", URLs and percent signs in a name for more than a
+// name and would read or write something else.
+XmlDoc parseXmlFile(const char *fileName) {
+    XmlDoc document = parse([fileName](xmlParserCtxt *parser) -> xmlDoc * {
+        const File file(std::fopen(fileName, "rb"));
+        return file ? xmlCtxtReadFd(parser, fileno(file.get()), fileName, nullptr, XML_PARSE_NONET) : nullptr;
+    });
+    if (!document)
+        printError("Error: unable to parse file \"%s\"\n", fileName);
+    return document;
+}
+
+XmlDoc parseXml(const char *buffer, unsigned long size) {
+    if (size > INT_MAX)
+        return nullptr;
+    return parse([buffer, size](xmlParserCtxt *parser) {
+        return xmlCtxtReadMemory(parser, buffer, static_cast<int>(size), nullptr, nullptr, XML_PARSE_NONET);
+    });
+}
+
+std::optional<std::string> serialiseXml(xmlDoc *document, const char *encoding, XmlForm form) {
+    if (!document)
+        return std::nullopt;
+    const XmlErrors errors;
+    xmlCharEncodingHandler *encoder = encoding ? xmlFindCharEncodingHandler(encoding) : nullptr;
+    Serialised result;
+    xmlOutputBuffer *output = xmlOutputBufferCreateIO(append, nullptr, &result, encoder);
+    // An encoding that cannot be had is not named either. This releases the output as well.
+    const int written = xmlSaveFormatFileTo(output, document, encoder ? encoding : nullptr,
+                                            form == XmlForm::indented ? 1 : 0);
+    if (written < 0 || !result.isWhole || errors.ranOutOfMemory())
+        return std::nullopt;
+    return std::move(result.bytes);
+}
+
+int saveXml(xmlDoc *document, const std::string &fileName, const char *encoding, XmlForm form) {
+    const std::optional<std::string> text = serialiseXml(document, encoding, form);
+    // A document may hold characters that its text must not; nobody could read the file then.
+    if (!text || text->size() > INT_MAX || !parseXml(text->data(), text->size()))
+        return -1;
+    return rewriteFile(fileName, *text) ? static_cast<int>(text->size()) : -1;
+}

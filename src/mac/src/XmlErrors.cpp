@@ -1,0 +1,46 @@
+#include "XmlErrors.h"
+
+#include <new>
+
+#include <libxml/xmlerror.h>
+#include <libxml/xpath.h>
+
+XmlErrors::XmlErrors() noexcept
+    : m_genericHandler(xmlGenericError)
+    , m_genericContext(xmlGenericErrorContext)
+    , m_structuredHandler(reinterpret_cast<void (*)()>(xmlStructuredError))
+    , m_structuredContext(xmlStructuredErrorContext) {
+    xmlSetGenericErrorFunc(nullptr, ignore);
+    xmlSetStructuredErrorFunc(this, note);
+}
+
+XmlErrors::~XmlErrors() {
+    xmlSetStructuredErrorFunc(m_structuredContext,
+                              reinterpret_cast<xmlStructuredErrorFunc>(m_structuredHandler));
+    xmlSetGenericErrorFunc(m_genericContext, m_genericHandler);
+}
+
+void XmlErrors::throwWithoutMemory() const {
+    if (m_ranOutOfMemory)
+        throw std::bad_alloc();
+}
+
+template <typename Error>
+void XmlErrors::note(void *errors, Error *error) noexcept {
+    if (error != nullptr && error->code == XML_ERR_NO_MEMORY)
+        static_cast<XmlErrors *>(errors)->m_ranOutOfMemory = true;
+}
+
+void XmlErrors::ignore(void *, const char *, ...) noexcept {
+}
+
+XmlXPathErrors::XmlXPathErrors(xmlXPathContext &context) noexcept
+    : m_context(context) {
+    m_context.error = note;
+    m_context.userData = static_cast<XmlErrors *>(this);
+}
+
+XmlXPathErrors::~XmlXPathErrors() {
+    m_context.error = nullptr;
+    m_context.userData = nullptr;
+}
