@@ -15,7 +15,9 @@ std::ostream &operator<<(std::ostream &stream, const Outcome &outcome) {
 }
 
 Outcome outside(const std::string &script) {
-    const std::string command = "rehearsal='" REHEARSAL "' seal='" REHEARSAL "/seal' service='" SERVICE "' "
+    // Tools word their messages as the locale says.
+    const std::string command = "export LC_ALL=C; rehearsal='" REHEARSAL "' seal='" REHEARSAL
+                                "/seal' service='" SERVICE "' "
                                 "bash -s 2>&1 <<'END OF SCRIPT'\n" +
                                 script + "\nEND OF SCRIPT\n";
     FILE *pipe = popen(command.c_str(), "r");
