@@ -17,7 +17,7 @@ std::ostream &operator<<(std::ostream &stream, const Outcome &outcome) {
 Outcome outside(const std::string &script) {
     // Tools word their messages as the locale says.
     const std::string command = "export LC_ALL=C; rehearsal='" REHEARSAL "' seal='" REHEARSAL
-                                "/seal' service='" SERVICE "' "
+                                "/seal' service='" SERVICE "' build='" BUILD "' "
                                 "bash -s 2>&1 <<'END OF SCRIPT'\n" +
                                 script + "\nEND OF SCRIPT\n";
     FILE *pipe = popen(command.c_str(), "r");

@@ -12,7 +12,8 @@ struct Outcome {
 bool operator==(const Outcome &left, const Outcome &right);
 std::ostream &operator<<(std::ostream &stream, const Outcome &outcome);
 
-// Runs a bash script on this machine. $rehearsal is the tools' folder, $seal the seal, $service the service.
+// Runs a bash script on this machine. $rehearsal is the tools' folder, $seal the seal, $service the service, $build the
+// folder of this build.
 Outcome outside(const std::string &script);
 
 // Runs a bash script in a fresh sealed machine started with these options.
