@@ -216,6 +216,16 @@ TEST_F(SealInASealedMachine, hasTheFolderItRunsInAlsoBesideAndInAMountBelowTmp) 
     EXPECT_EQ(outcome, (Outcome{"on it\nchanged\non it\nbeside it\nchanged\nbeside it\n", 0}));
 }
 
+TEST_F(SealInASealedMachine, hasDevicesThatAreMounts) {
+    const Outcome outcome = inside(R"sh(
+        [[ -w /dev ]] || { echo 'needs real root, to make a file for a device'; exit 77; }
+        touch /dev/mounted && mount --bind /dev/zero /dev/mounted
+        "$seal" bash -c 'head -c 3 /dev/mounted | wc -c')sh");
+    if (outcome.status == 77)
+        GTEST_SKIP() << outcome.output;
+    EXPECT_EQ(outcome, (Outcome{"3\n", 0}));
+}
+
 TEST_F(SealInASealedMachine, forgetsAnInstalledEngineAndWhatItLeft) {
     const Outcome outcome = inside(
         R"sh(
