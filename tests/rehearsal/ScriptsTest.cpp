@@ -99,8 +99,8 @@ TEST(StyleScript, saysThatItNeedsGit) {
 }
 
 TEST(InstallScript, namesWhatIsMissingOnAnotherSystem) {
-    const Outcome outcome = inside(R"sh(
-        rm "$(type -P dpkg-query)" "$(type -P nginx)"
+    const Outcome outcome = inside(hide + R"sh(
+        hide dpkg-query nginx
         "$rehearsal/../scripts/install-packages" build && echo 'all for the build'
         "$rehearsal/../scripts/install-packages" demo 2>&1 | head -n 3; echo "${PIPESTATUS[0]}")sh");
     EXPECT_EQ(outcome.output, "all for the build\nThis is not a Debian system, and nginx is missing. Please "

@@ -158,7 +158,7 @@ TEST_F(SealInASealedMachine, needsNoHostsFile) {
 }
 
 TEST_F(SealInASealedMachine, isCheckedForWithoutWhatABareSystemLacks) {
-    EXPECT_EQ(inside("rm -f /etc/hosts $(type -P ip nginx sudo openssl curl cmake ps); \"$seal\" --check"),
+    EXPECT_EQ(inside(hide + "rm /etc/hosts; hide ip nginx openssl curl cmake; \"$seal\" --check"),
               (Outcome{"", 0}));
 }
 

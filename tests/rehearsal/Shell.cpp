@@ -39,6 +39,11 @@ Outcome inside(const std::string &script, const std::string &options) {
                    "\nEND OF INNER SCRIPT");
 }
 
+const std::string hide = R"sh(
+    PATH=$PATH:/usr/sbin:/sbin
+    hide() { for name; do mount --bind /dev/null "$(type -P "$name")"; done; }
+)sh";
+
 Outcome insideWithServers(const std::string &script) {
     return inside(script, "--servers --service \"$service\"");
 }

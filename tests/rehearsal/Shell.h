@@ -18,4 +18,7 @@ Outcome outside(const std::string &script);
 
 // Runs a bash script in a fresh sealed machine started with these options.
 Outcome inside(const std::string &script, const std::string &options = "");
+// Defines "hide COMMAND...", by which a sealed machine seems to lack commands.
+extern const std::string hide;
+
 Outcome insideWithServers(const std::string &script);
