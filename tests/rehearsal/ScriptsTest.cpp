@@ -103,6 +103,8 @@ TEST(InstallScript, namesWhatIsMissingOnAnotherSystem) {
         hide dpkg-query nginx
         "$rehearsal/../scripts/install-packages" build && echo 'all for the build'
         "$rehearsal/../scripts/install-packages" demo 2>&1 | head -n 3; echo "${PIPESTATUS[0]}")sh");
+    if (outcome.status == needsRealRoot)
+        GTEST_SKIP() << outcome.output;
     EXPECT_EQ(outcome.output, "all for the build\nThis is not a Debian system, and nginx is missing. Please "
                               "install what these Debian "
                               "packages hold:\n  ca-certificates\n  iproute2\n1\n");

@@ -41,7 +41,11 @@ Outcome inside(const std::string &script, const std::string &options) {
 
 const std::string hide = R"sh(
     PATH=$PATH:/usr/sbin:/sbin
-    hide() { for name; do mount --bind /dev/null "$(type -P "$name")"; done; }
+    hide() {
+        for name; do
+            rm "$(type -P "$name")" 2>/dev/null || { echo "needs real root, to remove $name"; exit 77; }
+        done
+    }
 )sh";
 
 Outcome insideWithServers(const std::string &script) {
