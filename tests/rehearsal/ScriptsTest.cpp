@@ -64,6 +64,16 @@ TEST(DemoScript, refusesAWordThatItDoesNotKnow) {
     EXPECT_EQ(outcome.output.substr(outcome.output.size() - 3), "64\n");
 }
 
+TEST(DemoBuild, isForItsOwnServiceAndLooksForNoTestLibrary) {
+    const Outcome outcome = inside(R"sh(
+        cd "$rehearsal/.." && rm -rf build/rehearsal
+        cmake --preset rehearsal -DUPDATE_SERVICE_HOST=host.example >/dev/null
+        cmake --preset rehearsal >/dev/null
+        grep UPDATE_SERVICE_HOST build/rehearsal/CMakeCache.txt
+        grep -i gtest build/rehearsal/CMakeCache.txt)sh");
+    EXPECT_EQ(outcome.output, "UPDATE_SERVICE_HOST:STRING=update.brovik.example\n");
+}
+
 TEST(TestScript, tellsItsOwnUsage) {
     EXPECT_EQ(outside(R"sh("$rehearsal/../test" --help | head -n 1)sh").output,
               "usage: ./test [PRESET] [OPTION]...\n");
