@@ -18,9 +18,9 @@ Outcome outside(const std::string &script);
 
 // Runs a bash script in a fresh sealed machine started with these options.
 Outcome inside(const std::string &script, const std::string &options = "");
+Outcome insideWithServers(const std::string &script);
+
 // Defines "hide COMMAND...", which removes commands from a sealed machine, and ends with this status where
 // only real root may.
 extern const std::string hide;
 constexpr int needsRealRoot = 77;
-
-Outcome insideWithServers(const std::string &script);
