@@ -15,7 +15,9 @@ std::ostream &operator<<(std::ostream &stream, const Outcome &outcome) {
 }
 
 Outcome outside(const std::string &script) {
-    const std::string command = "rehearsal='" REHEARSAL "' seal='" REHEARSAL "/seal' service='" SERVICE "' "
+    // Tools word their messages as the locale says.
+    const std::string command = "export LC_ALL=C; rehearsal='" REHEARSAL "' seal='" REHEARSAL
+                                "/seal' service='" SERVICE "' build='" BUILD "' "
                                 "bash -s 2>&1 <<'END OF SCRIPT'\n" +
                                 script + "\nEND OF SCRIPT\n";
     FILE *pipe = popen(command.c_str(), "r");
@@ -36,6 +38,15 @@ Outcome inside(const std::string &script, const std::string &options) {
     return outside("\"$seal\" " + options + " bash -s <<'END OF INNER SCRIPT'\n" + script +
                    "\nEND OF INNER SCRIPT");
 }
+
+const std::string hide = R"sh(
+    PATH=$PATH:/usr/sbin:/sbin
+    hide() {
+        for name; do
+            rm "$(type -P "$name")" 2>/dev/null || { echo "needs real root, to remove $name"; exit 77; }
+        done
+    }
+)sh";
 
 Outcome insideWithServers(const std::string &script) {
     return inside(script, "--servers --service \"$service\"");

@@ -15,6 +15,13 @@ TEST(Sudo, worksWithoutAPromptOrAWarning) {
     EXPECT_EQ(inside("sudo -n id -u; sudo -n touch /var/log/x"), (Outcome{"0\n", 0}));
 }
 
+TEST(SudoStandIn, takesTheOptionAgainstPromptsAndNoOther) {
+    EXPECT_EQ(outside(R"sh("$rehearsal/stand-ins/sudo" -n -- echo 'two  blanks')sh"),
+              (Outcome{"two  blanks\n", 0}));
+    EXPECT_EQ(outside(R"sh("$rehearsal/stand-ins/sudo" -u nobody true)sh"),
+              (Outcome{"sudo: the stand-in knows no option -u\n", 1}));
+}
+
 TEST(Sha1sum, isTheSuitesTool) {
     EXPECT_EQ(inside("printf abc | /usr/local/Brovik/qrn/bin/sha1sum").output,
               "a9993e364706816aba3e25717850c26c9cd0d89d  -\n");

@@ -4,6 +4,7 @@
 #include <array>
 #include <filesystem>
 #include <sstream>
+#include <utility>
 
 #include "Program.h"
 #include "TextFile.h"
@@ -43,6 +44,16 @@ std::string fileNameIn(const std::string &message) {
     return end.substr(0, end.find_first_of(" \n"));
 }
 
+// Files in the order of their names. That a thread began names no file and comes before all that threads did:
+// which of several begins first is the system's choice.
+bool isToldBefore(const std::string &left, const std::string &right) {
+    const auto rank = [](const std::string &message) {
+        const std::string file = fileNameIn(message);
+        return std::pair(file, file.empty() && message.find("downLoadThreadEntry") == std::string::npos);
+    };
+    return rank(left) < rank(right);
+}
+
 std::vector<std::string> linesOf(const std::string &text) {
     std::vector<std::string> lines;
     std::istringstream stream(text);
@@ -62,9 +73,7 @@ std::string transcript() {
     std::vector<std::string> messages = traceMessages();
     for (auto begin = messages.begin(); begin != messages.end();) {
         const auto end = std::find_if_not(begin, messages.end(), isOfTransfer);
-        std::stable_sort(begin, end, [](const std::string &left, const std::string &right) {
-            return fileNameIn(left) < fileNameIn(right);
-        });
+        std::stable_sort(begin, end, isToldBefore);
         begin = end == messages.end() ? end : end + 1;
     }
     std::string text;

@@ -57,8 +57,8 @@ Texts linesOf(const std::string &command) {
 }
 
 Texts exportedNames() {
-    return linesOf("nm --dynamic --defined-only --format=posix " LIBRARY_FILE
-                   " | cut -d' ' -f1 | LC_ALL=C sort");
+    return linesOf("nm --dynamic --defined-only --format=posix '" LIBRARY_FILE
+                   "' | cut -d' ' -f1 | LC_ALL=C sort");
 }
 
 TEST(Exports, AreTheListedNamesAndNothingElse) {
@@ -94,14 +94,15 @@ TEST(Exports, HeaderMeansTheSameToC) {
 
 TEST(CommandLineProgram, HasNoCodeOfItsOwn) {
     const Texts defined =
-        linesOf("nm --defined-only --format=posix " PROGRAM_FILE " | grep ' [Tt] ' | cut -d' ' -f1");
+        linesOf("nm --defined-only --format=posix '" PROGRAM_FILE "' | grep ' [Tt] ' | cut -d' ' -f1");
     EXPECT_THAT(defined, Not(Contains("main")));
-    EXPECT_THAT(linesOf("nm --undefined-only --format=posix " PROGRAM_FILE " | cut -d' ' -f1 | cut -d@ -f1"),
-                Contains("main"));
+    EXPECT_THAT(
+        linesOf("nm --undefined-only --format=posix '" PROGRAM_FILE "' | cut -d' ' -f1 | cut -d@ -f1"),
+        Contains("main"));
 }
 
 TEST(CommandLineProgram, RunsTheLibrarysMain) {
-    const int status = ShellPipe(PROGRAM_FILE " 1.0.0.5 105 2>&1").close();
+    const int status = ShellPipe("'" PROGRAM_FILE "' 1.0.0.5 105 2>&1").close();
     ASSERT_TRUE(WIFEXITED(status));
     EXPECT_EQ(WEXITSTATUS(status), 255);
     EXPECT_THAT(traceMessages(), ElementsAre("Product updater is started\n",
@@ -109,7 +110,7 @@ TEST(CommandLineProgram, RunsTheLibrarysMain) {
 }
 
 TEST(CommandLineProgram, EndsWithStatusZeroWhenThereIsNothingToDo) {
-    EXPECT_EQ(ShellPipe(PROGRAM_FILE " 1.0.0.5 105 NoMode 2>&1").close(), 0);
+    EXPECT_EQ(ShellPipe("'" PROGRAM_FILE "' 1.0.0.5 105 NoMode 2>&1").close(), 0);
     EXPECT_THAT(traceMessages(),
                 ElementsAre("Product updater is started\n",
                             "Product updater: CurProdVersion: 1.0.0.5 CurProdAffId: 105\n",

@@ -13,6 +13,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "OtherUsers.h"
 #include "TextFile.h"
 
 namespace {
@@ -383,6 +384,8 @@ TEST(PropertyListWrite, MakesANewFileWithTheOrdinaryMode) {
 }
 
 TEST(PropertyListWrite, KeepsModeAndOwnerOfAnExistingFile) {
+    if (!hasOtherUsers())
+        GTEST_SKIP() << noOtherUsers;
     writeText(path, "old");
     ASSERT_EQ(chown(path.c_str(), 1, 2), 0);
     ASSERT_EQ(chmod(path.c_str(), 0606), 0);
@@ -456,6 +459,8 @@ TEST(PropertyListWrite, LeavesTheOldContentWhenTheNewOneDoesNotFit) {
 }
 
 TEST(PropertyListWrite, FailsForAnOwnerThatCannotBeKept) {
+    if (!hasOtherUsers())
+        GTEST_SKIP() << noOtherUsers;
     // Only root may give files away; what an ordinary user could not do must not half happen either.
     writeText(path, "old content");
     ASSERT_EQ(chown(path.c_str(), 1, 1), 0);

@@ -1,0 +1,130 @@
+// The project's own scripts, as whoever calls them sees them.
+#include "Shell.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+struct Told {
+    const char *story;
+    const char *inTheMidst; // a line that it tells while the engine works
+    const char *needed;     // a file without which it goes wrong soon
+};
+
+// CTest shows it beside the test's name.
+void PrintTo(const Told &shown, std::ostream *stream) {
+    *stream << shown.story;
+}
+
+class Story : public testing::TestWithParam<Told> {
+protected:
+    static std::string begin() {
+        const Told &told = GetParam();
+        return std::string("story=$rehearsal/demo/") + told.story + " line='^" + told.inTheMidst +
+               "' needed=" + told.needed +
+               R"sh(
+            results=$(mktemp -d) && touch "$results/told"
+            machine=("$seal" --install "$build" --servers --writable "$results" --))sh"
+               "\n";
+    }
+};
+
+TEST_P(Story, endsAtOnceWhenItIsInterrupted) {
+    const Outcome outcome = outside(begin() + R"sh(
+        set -m # a process group of its own, as in a terminal
+        "${machine[@]}" "$story" "$results" >"$results/told" 2>&1 &
+        until grep -q "$line" "$results/told"; do kill -0 $! || exit; done
+        kill -INT -- -$!
+        wait $!
+        echo "$?"
+        grep -i problem "$results/told"
+        ls "$results/DownloadManager.log" >/dev/null
+        rm -r "$results")sh");
+    EXPECT_EQ(outcome, (Outcome{"130\n", 0}));
+}
+
+TEST_P(Story, leavesTheLogWhenItFails) {
+    const Outcome outcome = outside(begin() + R"sh(
+        "${machine[@]}" bash -c 'rm "$0" && exec "$@"' "$needed" "$story" "$results" >"$results/told" 2>&1
+        echo "$?"
+        grep -o -m 1 'Enter sendTolvane' "$results/DownloadManager.log"
+        rm -r "$results")sh");
+    EXPECT_EQ(outcome, (Outcome{"1\nEnter sendTolvane\n", 0}));
+}
+
+INSTANTIATE_TEST_SUITE_P(Demo, Story,
+                         testing::Values(Told{"update", "  started ", "/usr/local/Brovik/qrn/bin/sha1sum"},
+                                         Told{"fresh", "[0-9]* %, ", "/private/tmp/configuration.plist"}),
+                         [](const auto &one) { return one.param.story; });
+
+TEST(DemoScript, refusesAWordThatItDoesNotKnow) {
+    const Outcome outcome =
+        outside(R"sh("$rehearsal/../demo" backwards | head -n 1; echo "${PIPESTATUS[0]}")sh");
+    EXPECT_EQ(outcome.output.substr(0, outcome.output.find('\n')), "./demo: there is no backwards");
+    EXPECT_EQ(outcome.output.substr(outcome.output.size() - 3), "64\n");
+}
+
+TEST(DemoBuild, isForItsOwnServiceAndLooksForNoTestLibrary) {
+    const Outcome outcome = inside(R"sh(
+        cd "$rehearsal/.." && rm -rf build/rehearsal
+        cmake --preset rehearsal -DUPDATE_SERVICE_HOST=host.example >/dev/null
+        cmake --preset rehearsal >/dev/null
+        grep UPDATE_SERVICE_HOST build/rehearsal/CMakeCache.txt
+        grep -i gtest build/rehearsal/CMakeCache.txt)sh");
+    EXPECT_EQ(outcome.output, "UPDATE_SERVICE_HOST:STRING=update.brovik.example\n");
+}
+
+TEST(TestScript, tellsItsOwnUsage) {
+    EXPECT_EQ(outside(R"sh("$rehearsal/../test" --help | head -n 1)sh").output,
+              "usage: ./test [PRESET] [OPTION]...\n");
+}
+
+TEST(TestScript, refusesAPresetAndAnOptionThatItDoesNotKnow) {
+    EXPECT_EQ(
+        outside(R"sh("$rehearsal/../test" fastest)sh"),
+        (Outcome{
+            "./test: there is no preset fastest\n./test: the presets are release, dev, asan-ubsan, tsan, "
+            "coverage and clang; see ./test --help\n",
+            64}));
+    EXPECT_EQ(outside(R"sh("$rehearsal/../test" -R Version --rerun-filed)sh"),
+              (Outcome{"./test: CTest has no option --rerun-filed; ctest --help shows what it has\n", 64}));
+}
+
+TEST(TestScript, refusesABuildForAnotherService) {
+    const Outcome outcome = inside(R"sh(
+        cd "$rehearsal/.." && mkdir -p build/dev
+        echo 'UPDATE_SERVICE_HOST:STRING=host.example' >build/dev/CMakeCache.txt
+        ./test dev)sh");
+    EXPECT_EQ(outcome.status, 64);
+    EXPECT_EQ(outcome.output.substr(0, outcome.output.find(',')),
+              "./test: build/dev is configured for the update service host.example");
+}
+
+TEST(StyleScript, saysThatItNeedsGit) {
+    const Outcome outcome = inside(R"sh(
+        mkdir /tmp/bin && ln -s /usr/bin/{bash,env,dirname} /tmp/bin && export PATH=/tmp/bin
+        "$rehearsal/../scripts/check-style")sh");
+    EXPECT_NE(outcome.output.find("so it needs git and a clone.\n"), std::string::npos) << outcome;
+    EXPECT_EQ(outcome.status, 1);
+}
+
+TEST(InstallScript, namesWhatIsMissingOnAnotherSystem) {
+    const Outcome outcome = inside(hide + R"sh(
+        hide dpkg-query nginx
+        "$rehearsal/../scripts/install-packages" build && echo 'all for the build'
+        "$rehearsal/../scripts/install-packages" demo 2>&1 | head -n 3; echo "${PIPESTATUS[0]}")sh");
+    if (outcome.status == needsRealRoot)
+        GTEST_SKIP() << outcome.output;
+    EXPECT_EQ(outcome.output, "all for the build\nThis is not a Debian system, and nginx is missing. Please "
+                              "install what these Debian "
+                              "packages hold:\n  ca-certificates\n  iproute2\n1\n");
+}
+
+// A demonstration needs no compiler but the build's, and nothing of the tests.
+TEST(PackageList, keepsTestsAndChecksOutOfTheDemonstration) {
+    const Outcome outcome = outside(
+        R"sh(grep -E '^(build|demo) ' "$rehearsal/../scripts/packages.debian" | grep -cE 'clang|gtest|gmock|valgrind|shellcheck|tmux')sh");
+    EXPECT_EQ(outcome.output, "0\n");
+}
+
+} // namespace
