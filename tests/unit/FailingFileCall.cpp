@@ -8,6 +8,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+std::vector<std::string> fileCalls;
+
 namespace {
 
 constexpr long never = -1;
@@ -15,7 +17,9 @@ constexpr long never = -1;
 // Calls until the one that fails.
 std::atomic<long> callsLeft{never};
 
-bool fails(int error) noexcept {
+bool fails(const char *name, int error) {
+    if (callsLeft == never) // taking notes needs memory, which another test may just take away
+        fileCalls.emplace_back(name);
     if (callsLeft == never || callsLeft.fetch_sub(1) != 0)
         return false;
     errno = error;
@@ -42,7 +46,7 @@ extern "C" {
 int __real_open(const char *path, int flags, ...);
 int __wrap_open(const char *path, int flags, ...);
 int __wrap_open(const char *path, int flags, ...) {
-    if (fails(EMFILE))
+    if (fails("open", EMFILE))
         return -1;
     std::va_list arguments;
     va_start(arguments, flags);
@@ -54,37 +58,37 @@ int __wrap_open(const char *path, int flags, ...) {
 ssize_t __real_read(int file, void *buffer, size_t size);
 ssize_t __wrap_read(int file, void *buffer, size_t size);
 ssize_t __wrap_read(int file, void *buffer, size_t size) {
-    return fails(EIO) ? -1 : __real_read(file, buffer, size);
+    return fails("read", EIO) ? -1 : __real_read(file, buffer, size);
 }
 
 ssize_t __real_write(int file, const void *buffer, size_t size);
 ssize_t __wrap_write(int file, const void *buffer, size_t size);
 ssize_t __wrap_write(int file, const void *buffer, size_t size) {
-    return fails(ENOSPC) ? -1 : __real_write(file, buffer, size);
+    return fails("write", ENOSPC) ? -1 : __real_write(file, buffer, size);
 }
 
 int __real_fsync(int file);
 int __wrap_fsync(int file);
 int __wrap_fsync(int file) {
-    return fails(EIO) ? -1 : __real_fsync(file);
+    return fails("fsync", EIO) ? -1 : __real_fsync(file);
 }
 
 int __real_fchown(int file, uid_t owner, gid_t group);
 int __wrap_fchown(int file, uid_t owner, gid_t group);
 int __wrap_fchown(int file, uid_t owner, gid_t group) {
-    return fails(EIO) ? -1 : __real_fchown(file, owner, group);
+    return fails("fchown", EIO) ? -1 : __real_fchown(file, owner, group);
 }
 
 int __real_fchmod(int file, mode_t mode);
 int __wrap_fchmod(int file, mode_t mode);
 int __wrap_fchmod(int file, mode_t mode) {
-    return fails(EIO) ? -1 : __real_fchmod(file, mode);
+    return fails("fchmod", EIO) ? -1 : __real_fchmod(file, mode);
 }
 
 int __real_rename(const char *from, const char *to);
 int __wrap_rename(const char *from, const char *to);
 int __wrap_rename(const char *from, const char *to) {
-    return fails(EIO) ? -1 : __real_rename(from, to);
+    return fails("rename", EIO) ? -1 : __real_rename(from, to);
 }
 }
 // NOLINTEND(bugprone-reserved-identifier)

@@ -1,6 +1,8 @@
 #pragma once
 
 #include <cstddef>
+#include <string>
+#include <vector>
 
 // A system that fails for a moment: while it lives, one of this program's calls that open, read, write or
 // place a file fails. Suites that use it lead these calls here by the linker, which failingFileCalls names.
@@ -15,3 +17,6 @@ public:
     // Whether the call was reached.
     bool happened() const noexcept;
 };
+
+// The names of these calls, in their order, since a test emptied it.
+extern std::vector<std::string> fileCalls;

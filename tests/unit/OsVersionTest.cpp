@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 #include <sys/utsname.h>
 
+#include "NoMoreFiles.h"
 #include "TextFile.h"
 
 bool operator==(const OsVersion &left, const OsVersion &right);
@@ -69,19 +70,31 @@ TEST(OsVersion, IsTheKernelsWithoutTheSystemsList) {
     EXPECT_EQ(readOsVersion(), kernelVersion());
 }
 
-TEST(OsVersion, IsTheKernelsWhenTheListIsCut) {
+// The kernel's numbers would be taken for those of a far later system.
+TEST(OsVersion, IsUnknownWhenTheListIsCut) {
     writeText(systemVersionPlist, "<plist><dict><key>ProductVersion</key><string>10.7");
-    EXPECT_EQ(readOsVersion(), kernelVersion());
+    EXPECT_EQ(readOsVersion(), (OsVersion{0, 0, 0}));
 }
 
-TEST(OsVersion, IsTheKernelsWhenTheVersionIsNoText) {
+TEST(OsVersion, IsUnknownWhenTheVersionIsNoText) {
     writeProductVersion("<real>10.7</real>");
-    EXPECT_EQ(readOsVersion(), kernelVersion());
+    EXPECT_EQ(readOsVersion(), (OsVersion{0, 0, 0}));
 }
 
-TEST(OsVersion, IsTheKernelsWhenTheListDoesNotTellIt) {
+TEST(OsVersion, IsUnknownWhenTheListDoesNotTellIt) {
     writeText(systemVersionPlist, "<plist><dict><key>ProductName</key><string>Mac</string></dict></plist>");
-    EXPECT_EQ(readOsVersion(), kernelVersion());
+    EXPECT_EQ(readOsVersion(), (OsVersion{0, 0, 0}));
+}
+
+TEST(OsVersion, IsUnknownWhenTheListCannotBeReadForAMoment) {
+    const NoMoreFiles noMoreFiles;
+    EXPECT_EQ(readOsVersion(), (OsVersion{0, 0, 0}));
+}
+
+TEST(OsVersion, IsReadFromTheFileThatALinkNames) {
+    std::filesystem::rename(systemVersionPlist, systemVersionPlist + ".other");
+    std::filesystem::create_symlink(systemVersionPlist + ".other", systemVersionPlist);
+    EXPECT_EQ(readOsVersion(), (OsVersion{10, 8, 5}));
 }
 
 } // namespace

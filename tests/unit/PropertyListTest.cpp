@@ -4,7 +4,9 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <new>
 #include <string>
+#include <system_error>
 #include <vector>
 
 #include <fcntl.h>
@@ -13,32 +15,12 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "FailingAllocation.h"
+#include "FailingFileCall.h"
+#include "FailingXmlAllocation.h"
+#include "NoMoreFiles.h"
 #include "OtherUsers.h"
 #include "TextFile.h"
-
-namespace {
-
-// What was done to files, in its order, since a test emptied it.
-std::vector<std::string> steps;
-
-} // namespace
-
-// The linker leads the engine's calls here.
-extern "C" {
-int __real_fsync(int file);
-int __wrap_fsync(int file);
-int __wrap_fsync(int file) {
-    steps.emplace_back("fsync");
-    return __real_fsync(file);
-}
-
-int __real_rename(const char *from, const char *to);
-int __wrap_rename(const char *from, const char *to);
-int __wrap_rename(const char *from, const char *to) {
-    steps.emplace_back("rename");
-    return __real_rename(from, to);
-}
-}
 
 namespace {
 
@@ -229,6 +211,72 @@ TEST(PropertyList, IsNoneForADirectory) {
     EXPECT_FALSE(PropertyList::read("/private/tmp"));
 }
 
+TEST(PropertyList, IsNoneForALinkInAnOpenFolderOnly) {
+    writeText("/private/tmp/other.plist", good);
+    std::filesystem::create_symlink("other.plist", path);
+    EXPECT_FALSE(PropertyList::readFromOpenFolder(path));
+    EXPECT_TRUE(PropertyList::read(path));
+    EXPECT_TRUE(PropertyList::readFromOpenFolder("/private/tmp/other.plist"));
+}
+
+TEST(PropertyList, IsNoneForWhatIsNoFileAndWaitsForNobody) {
+    ASSERT_EQ(mkfifo(path.c_str(), 0666), 0);
+    EXPECT_FALSE(PropertyList::read(path));
+    EXPECT_FALSE(PropertyList::readFromOpenFolder(path));
+    EXPECT_FALSE(PropertyList::read("/dev/zero"));
+}
+
+TEST(PropertyList, IsNoneForAFileLongerThanAnyList) {
+    writeText(path, good);
+    std::filesystem::resize_file(path, 5ULL << 30U);
+    EXPECT_FALSE(PropertyList::read(path));
+    writeText(path, plist("<dict><key>Key</key><string>x</string></dict>") + std::string(64U << 20U, ' '));
+    EXPECT_FALSE(PropertyList::read(path));
+}
+
+// A list that cannot be read for a moment is not an unreadable one, which would be replaced.
+TEST(PropertyList, IsNeverNoneWhenTheSystemFails) {
+    writeText(path, good);
+    std::size_t call = 0;
+    for (bool reached = true; reached; ++call) {
+        const FailingFileCall failing(call);
+        try {
+            EXPECT_TRUE(PropertyList::read(path)) << call;
+            reached = failing.happened();
+        } catch (const std::system_error &) {
+            reached = true;
+        }
+    }
+    EXPECT_GT(call, 2U);
+    const NoMoreFiles noMoreFiles;
+    EXPECT_THROW(PropertyList::readFromOpenFolder(path), std::system_error);
+}
+
+TEST(PropertyList, IsNeverNoneWithoutMemory) {
+    writeText(path, good);
+    std::size_t allocation = 0;
+    for (bool reached = true; reached; ++allocation) {
+        const FailingAllocation failing(allocation);
+        try {
+            EXPECT_TRUE(PropertyList::read(path)) << allocation;
+            reached = failing.happened();
+        } catch (const std::bad_alloc &) {
+            reached = true;
+        }
+    }
+    EXPECT_GT(allocation, 4U);
+    allocation = 0;
+    for (bool reached = true; reached; ++allocation) {
+        const FailingXmlAllocation failing(allocation);
+        try {
+            EXPECT_TRUE(PropertyList::read(path)) << allocation;
+        } catch (const std::bad_alloc &) {
+        }
+        reached = failing.happened();
+    }
+    EXPECT_GT(allocation, 20U);
+}
+
 TEST(PropertyList, ReadsAListOf40Megabytes) {
     std::string entries;
     const std::string text(1000, 'x');
@@ -383,6 +431,13 @@ TEST(PropertyListWrite, MakesANewFileWithTheOrdinaryMode) {
     EXPECT_EQ(statusOf(path).st_mode & 07777U, 0640U);
 }
 
+TEST(PropertyListWrite, MakesANewFileThatNobodyElseMayWriteWhateverTheMask) {
+    const mode_t callersMask = umask(0);
+    EXPECT_TRUE(PropertyList().write(path));
+    umask(callersMask);
+    EXPECT_EQ(statusOf(path).st_mode & 07777U, 0644U);
+}
+
 TEST(PropertyListWrite, KeepsModeAndOwnerOfAnExistingFile) {
     if (!hasOtherUsers())
         GTEST_SKIP() << noOtherUsers;
@@ -401,12 +456,6 @@ TEST(PropertyListWrite, LeavesWhoeverReadsTheOldContentUndisturbed) {
     EXPECT_TRUE(PropertyList().write(path));
     EXPECT_EQ(std::string(std::istreambuf_iterator<char>(reader), {}), "old content");
     EXPECT_EQ(readText(path), plist("<dict/>\n"));
-}
-
-TEST(PropertyListWrite, IsOnTheDiskBeforeItTakesTheOldOnesPlace) {
-    steps.clear();
-    ASSERT_TRUE(PropertyList().write(path));
-    EXPECT_THAT(steps, ElementsAre("fsync", "rename", "fsync")) << "the last is the folder's";
 }
 
 TEST(PropertyListWrite, LeavesNothingElseBehind) {

@@ -285,6 +285,73 @@ TEST_F(ReleaseRecordTest, SetsTheMaximaOfAFreshInstallationOnceTheListWasRead) {
     EXPECT_THAT(readText(configurationPlistPath), HasSubstr("<string>1.2.3.4</string>"));
 }
 
+// Whatever fails: the installer's entries are there, and the record is whole or as it was.
+TEST_F(ReleaseRecordTest, KeepsTheInstallersEntriesWhateverFails) {
+    const std::string before = readText(configurationPlistPath);
+    record.writeToPropertyList(std::nullopt);
+    const std::string after = readText(configurationPlistPath);
+    ASSERT_THAT(after, HasSubstr("<key>AffID</key>"));
+    const auto expectOldOrNew = [&](const auto &failure) {
+        writeText(configurationPlistPath, before);
+        try {
+            record.writeToPropertyList(std::nullopt);
+        } catch (const std::bad_alloc &) {
+            EXPECT_EQ(readText(configurationPlistPath), before);
+        }
+        const bool happened = failure.happened();
+        EXPECT_THAT(readText(configurationPlistPath), testing::AnyOf(before, after));
+        return happened;
+    };
+    std::size_t tries = 0;
+    for (bool reached = true; reached; ++tries)
+        reached = expectOldOrNew(FailingFileCall(tries));
+    EXPECT_GT(tries, 5U);
+    tries = 0;
+    for (bool reached = true; reached; ++tries)
+        reached = expectOldOrNew(FailingXmlAllocation(tries));
+    EXPECT_GT(tries, 20U);
+}
+
+TEST_F(ReleaseRecordTest, KeepsTheInstallersEntriesWithoutMemory) {
+    const std::string before = readText(configurationPlistPath);
+    std::size_t allocation = 0;
+    for (bool reached = true; reached; ++allocation) {
+        writeText(configurationPlistPath, before);
+        {
+            const FailingAllocation failing(allocation);
+            try {
+                record.writeToPropertyList(std::nullopt);
+                reached = failing.happened();
+            } catch (const std::bad_alloc &) {
+                reached = true;
+            }
+        }
+        EXPECT_NE(readText(configurationPlistPath).find("<key>AffID</key>"), std::string::npos) << allocation;
+    }
+    EXPECT_GT(allocation, 20U);
+}
+
+TEST_F(ReleaseRecordTest, TellsAListThatCannotBeReadForAMomentAndLeavesIt) {
+    openTrace();
+    const std::string before = readText(configurationPlistPath);
+    {
+        const NoMoreFiles noMoreFiles;
+        record.writeToPropertyList(std::nullopt);
+    }
+    EXPECT_EQ(readText(configurationPlistPath), before);
+    EXPECT_EQ(traceMessages().back(), "ERROR: Version and Build no Updated to plist Failed !\n");
+}
+
+TEST_F(ReleaseRecordTest, NeitherReadsNorWritesThroughALinkToAnothersList) {
+    std::filesystem::rename(configurationPlistPath, "/private/tmp/secret.plist");
+    const std::string secret = readText("/private/tmp/secret.plist");
+    std::filesystem::create_symlink("/private/tmp/secret.plist", configurationPlistPath);
+    record.writeToPropertyList(std::nullopt);
+    EXPECT_EQ(readText("/private/tmp/secret.plist"), secret);
+    EXPECT_FALSE(std::filesystem::is_symlink(configurationPlistPath));
+    EXPECT_EQ(readText(configurationPlistPath).find("AffID"), std::string::npos);
+}
+
 TEST_F(ReleaseRecordTest, TellsItsStepsInTheTrace) {
     openTrace();
     record.writeToPropertyList(std::nullopt);

@@ -1,10 +1,13 @@
 #include "ReplaceFile.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cstdlib>
 #include <filesystem>
 #include <functional>
+#include <iterator>
 #include <string>
+#include <vector>
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
@@ -81,6 +84,15 @@ TEST_P(EveryWay, LeavesTheOldFileOrTheNewOneWhicheverCallFails) {
         EXPECT_EQ(filesIn(folder), 1U) << call;
     }
     EXPECT_GT(call, 4U);
+}
+
+TEST_P(EveryWay, IsOnTheDiskBeforeItTakesTheOldOnesPlace) {
+    fileCalls.clear();
+    ASSERT_TRUE(replace("new"));
+    std::vector<std::string> placing;
+    std::copy_if(fileCalls.begin(), fileCalls.end(), std::back_inserter(placing),
+                 [](const std::string &call) { return call == "fsync" || call == "rename"; });
+    EXPECT_THAT(placing, testing::ElementsAre("fsync", "rename", "fsync")) << "the last is the folder's";
 }
 
 TEST_P(EveryWay, FailsWithoutTheFolder) {

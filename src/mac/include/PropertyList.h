@@ -18,16 +18,21 @@ public:
     PropertyList(const PropertyList &) = delete;
     PropertyList &operator=(const PropertyList &) = delete;
 
-    // None when the file cannot be read, is not a property list, or has another root than a dictionary.
+    // None when there is no file, when it may not be read, has more bytes than any real list, is no XML
+    // property list, or has another root than a dictionary. Throws std::system_error and std::bad_alloc when
+    // the system fails to read it, which tells nothing about the list. For folders that are root's: links are
+    // followed.
     static std::optional<PropertyList> read(const std::string &path);
+    // The same for a folder that is open to everybody, where a link may be anybody's: it counts as no list.
+    static std::optional<PropertyList> readFromOpenFolder(const std::string &path);
 
     // Replaces the value of a key by a dictionary of strings, in the order given.
     void setDictionary(const std::string &key,
                        const std::vector<std::pair<std::string, std::string>> &entries);
 
     // Writes the whole list as an XML property list, replacing the file at once: a reader sees the old or
-    // the new content, never a half. Mode and owner of an existing file stay. False when it failed; the
-    // file is unchanged then.
+    // the new content, never a half. Mode and owner of an existing file stay, a new one is writable for its
+    // owner only; a link is replaced. False when it failed; the file is unchanged then.
     bool write(const std::string &path) const;
 
     // The text of a key; none when it is missing or not a string.
@@ -38,6 +43,11 @@ public:
 
 private:
     struct Dictionary;
+
+    // None when the system's library takes it for no list, or when its root is no dictionary.
+    static std::optional<PropertyList> fromXml(const std::string &xml);
+    // None when the system's library cannot write it.
+    std::optional<std::string> toXml() const;
 
     std::unique_ptr<Dictionary> m_dictionary;
 };

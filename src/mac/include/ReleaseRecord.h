@@ -45,6 +45,7 @@ public:
     void writeToProductConfiguration();
 
 private:
+    bool updatePropertyList(const std::optional<std::vector<ProductInfo>> &products);
     std::array<std::string, 6> values() const;
 
     mutable boost::mutex m_valuesMutex;

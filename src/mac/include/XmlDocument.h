@@ -15,7 +15,8 @@ using XmlDoc = std::unique_ptr<_xmlDoc, XmlDocDeleter>;
 
 // Null for a file that cannot be read whole or is no document, which is told on standard error.
 XmlDoc parseXmlFile(const char *fileName);
-// The same of a buffer, which is not needed afterwards; silent.
+// The same of a buffer, which is not needed afterwards; silent. Throws std::bad_alloc, since the text may
+// then be a document all the same.
 XmlDoc parseXml(const char *buffer, unsigned long size);
 
 enum class XmlForm { asItStands, indented };

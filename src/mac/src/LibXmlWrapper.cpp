@@ -49,6 +49,15 @@ const char *fromXml(const xmlChar *text) {
     return reinterpret_cast<const char *>(text);
 }
 
+// A buffer that there is no memory for is one that cannot be parsed.
+XmlDoc parseOrNull(const char *buffer, unsigned long size) {
+    try {
+        return parseXml(buffer, size);
+    } catch (const std::bad_alloc &) {
+        return nullptr;
+    }
+}
+
 std::string markupOf(xmlDoc *document, xmlNode *node) {
     const XmlErrors errors;
     const XmlBuffer buffer(xmlBufferCreate());
@@ -82,7 +91,7 @@ LibXmlWrapper::LibXmlWrapper(const std::string &fileName)
 }
 
 LibXmlWrapper::LibXmlWrapper(const char *buffer, unsigned long size)
-    : m_document(parseXml(buffer, size)) {
+    : m_document(parseOrNull(buffer, size)) {
 }
 
 int LibXmlWrapper::AddNewNode(const std::string &name, const std::string &content) {

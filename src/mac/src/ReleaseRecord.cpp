@@ -100,20 +100,28 @@ void ReleaseRecord::writeToPropertyList(const std::optional<std::vector<ProductI
     // Names another file than is written (kept as shipped).
     trace.info("INFO: Updating /tmp/configuratiob.plist : buildno and version \n");
     const MutexLock writer(m_writerMutex);
-    PropertyList configuration = PropertyList::read(configurationPlistPath).value_or(PropertyList());
-    if (products)
-        setMaximaOf(*products);
-
-    const Values current = values();
-    std::vector<std::pair<std::string, std::string>> buildInfo;
-    for (std::size_t i = 0; i < current.size(); ++i)
-        buildInfo.emplace_back(plistKeys[i], current[i]);
-    configuration.setDictionary("BuildInfo", buildInfo);
-
-    if (configuration.write(configurationPlistPath))
+    if (updatePropertyList(products))
         trace.info("INFO: Version and Build no Updated to plist successfully\n");
     else
         trace.error("ERROR: Version and Build no Updated to plist Failed !\n");
+}
+
+// False, and the list as it was, when it could not be read for a moment or not be written.
+bool ReleaseRecord::updatePropertyList(const std::optional<std::vector<ProductInfo>> &products) {
+    try {
+        PropertyList configuration =
+            PropertyList::readFromOpenFolder(configurationPlistPath).value_or(PropertyList());
+        if (products)
+            setMaximaOf(*products);
+        const Values current = values();
+        std::vector<std::pair<std::string, std::string>> buildInfo;
+        for (std::size_t i = 0; i < current.size(); ++i)
+            buildInfo.emplace_back(plistKeys[i], current[i]);
+        configuration.setDictionary("BuildInfo", buildInfo);
+        return configuration.write(configurationPlistPath);
+    } catch (const std::system_error &) {
+        return false;
+    }
 }
 
 void ReleaseRecord::writeToProductConfiguration() {

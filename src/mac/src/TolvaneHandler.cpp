@@ -7,6 +7,7 @@
 #include <memory>
 #include <optional>
 #include <sstream>
+#include <system_error>
 #include <utility>
 
 #include <curl/curl.h>
@@ -272,11 +273,13 @@ void TolvaneHandler::setTolvaneRequestParameterForFreshInstall() {
 void TolvaneHandler::getRequestParameterFromConfigurationPlist() {
     trace.info("INFO : Getting Local,Affid,AppId from configuration.plist\n");
     try {
-        const std::optional<PropertyList> list = PropertyList::read(configurationPlistPath);
+        const std::optional<PropertyList> list = PropertyList::readFromOpenFolder(configurationPlistPath);
         if (!list)
             return;
         affId = plistText(*list, "AffID");
         appId = plistText(*list, "AppID");
+    } catch (const std::system_error &) {
+        return; // a list that cannot be read, for whatever reason, changes nothing
     } catch (...) {
         trace.error("ERROR: Unable to get the order of installation \n"); // kept as shipped
     }

@@ -2,6 +2,7 @@
 
 #include <climits>
 #include <cstdio>
+#include <new>
 #include <utility>
 
 #include <libxml/parser.h>
@@ -37,15 +38,33 @@ struct XmlParserDeleter {
 };
 using XmlParser = std::unique_ptr<xmlParserCtxt, XmlParserDeleter>;
 
-// Null without memory for the whole document: libxml2 may give the part that it had read.
+// Throws std::bad_alloc without memory for the whole document: libxml2 may give the part that it had read.
 template <typename Read>
 XmlDoc parse(Read read) {
     const XmlErrors errors;
     const XmlParser parser(xmlNewParserCtxt());
-    XmlDoc document(parser ? read(parser.get()) : nullptr);
-    if (document && (errors.ranOutOfMemory() || parser->errNo == XML_ERR_NO_MEMORY))
-        document.reset();
+    if (!parser)
+        throw std::bad_alloc();
+    XmlDoc document(read(parser.get()));
+    if (errors.ranOutOfMemory() || parser->errNo == XML_ERR_NO_MEMORY)
+        throw std::bad_alloc();
     return document;
+}
+
+// Files are opened here and not by libxml2, which takes "-", URLs and percent signs in a name for more than a
+// name and would read or write something else.
+XmlDoc readFile(xmlParserCtxt *parser, const char *fileName) {
+    const File file(std::fopen(fileName, "rb"));
+    return XmlDoc(file ? xmlCtxtReadFd(parser, fileno(file.get()), fileName, nullptr, XML_PARSE_NONET)
+                       : nullptr);
+}
+
+bool isDocument(const std::string &text) {
+    try {
+        return parseXml(text.data(), text.size()) != nullptr;
+    } catch (const std::bad_alloc &) {
+        return false;
+    }
 }
 
 } // namespace
@@ -54,13 +73,13 @@ void XmlDocDeleter::operator()(xmlDoc *document) const noexcept {
     xmlFreeDoc(document);
 }
 
-// Files are opened here and not by libxml2, which takes "-", URLs and percent signs in a name for more than a
-// name and would read or write something else.
 XmlDoc parseXmlFile(const char *fileName) {
-    XmlDoc document = parse([fileName](xmlParserCtxt *parser) -> xmlDoc * {
-        const File file(std::fopen(fileName, "rb"));
-        return file ? xmlCtxtReadFd(parser, fileno(file.get()), fileName, nullptr, XML_PARSE_NONET) : nullptr;
-    });
+    XmlDoc document;
+    try {
+        document = parse([fileName](xmlParserCtxt *parser) { return readFile(parser, fileName); });
+    } catch (const std::bad_alloc &) {
+        document.reset(); // told like any other failure
+    }
     if (!document)
         printError("Error: unable to parse file \"%s\"\n", fileName);
     return document;
@@ -70,7 +89,8 @@ XmlDoc parseXml(const char *buffer, unsigned long size) {
     if (size > INT_MAX)
         return nullptr;
     return parse([buffer, size](xmlParserCtxt *parser) {
-        return xmlCtxtReadMemory(parser, buffer, static_cast<int>(size), nullptr, nullptr, XML_PARSE_NONET);
+        return XmlDoc(
+            xmlCtxtReadMemory(parser, buffer, static_cast<int>(size), nullptr, nullptr, XML_PARSE_NONET));
     });
 }
 
@@ -92,7 +112,7 @@ std::optional<std::string> serialiseXml(xmlDoc *document, const char *encoding, 
 int saveXml(xmlDoc *document, const std::string &fileName, const char *encoding, XmlForm form) {
     const std::optional<std::string> text = serialiseXml(document, encoding, form);
     // A document may hold characters that its text must not; nobody could read the file then.
-    if (!text || text->size() > INT_MAX || !parseXml(text->data(), text->size()))
+    if (!text || text->size() > INT_MAX || !isDocument(*text))
         return -1;
     return rewriteFile(fileName, *text) ? static_cast<int>(text->size()) : -1;
 }

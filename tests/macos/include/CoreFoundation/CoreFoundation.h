@@ -16,14 +16,12 @@ using CFPropertyListRef = CFTypeRef;
 using CFAllocatorRef = const struct CFAllocatorObject *;
 using CFStringRef = const struct CFStringObject *;
 using CFDataRef = const struct CFDataObject *;
-using CFURLRef = const struct CFURLObject *;
 using CFArrayRef = const struct CFArrayObject *;
 using CFDictionaryRef = const struct CFDictionaryObject *;
 using CFMutableDictionaryRef = struct CFDictionaryObject *;
 
 using CFStringEncoding = UInt32;
 constexpr CFStringEncoding kCFStringEncodingUTF8 = 0x08000100;
-enum CFURLPathStyle : CFIndex { kCFURLPOSIXPathStyle = 0 };
 using CFOptionFlags = unsigned long;
 constexpr CFOptionFlags kCFPropertyListImmutable = 0;
 
@@ -45,14 +43,9 @@ CFIndex CFStringGetLength(CFStringRef string);
 CFIndex CFStringGetMaximumSizeForEncoding(CFIndex length, CFStringEncoding encoding);
 Boolean CFStringGetCString(CFStringRef string, char *buffer, CFIndex bufferSize, CFStringEncoding encoding);
 
+CFDataRef CFDataCreate(CFAllocatorRef allocator, const UInt8 *bytes, CFIndex length);
 const UInt8 *CFDataGetBytePtr(CFDataRef data);
 CFIndex CFDataGetLength(CFDataRef data);
-
-CFURLRef CFURLCreateWithFileSystemPath(CFAllocatorRef allocator, CFStringRef path, CFURLPathStyle style,
-                                       Boolean isDirectory);
-Boolean CFURLCreateDataAndPropertiesFromResource(CFAllocatorRef allocator, CFURLRef url, CFDataRef *data,
-                                                 CFDictionaryRef *properties, CFArrayRef desiredProperties,
-                                                 SInt32 *errorCode);
 
 CFTypeID CFArrayGetTypeID(void);
 CFIndex CFArrayGetCount(CFArrayRef array);

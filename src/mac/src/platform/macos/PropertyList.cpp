@@ -1,11 +1,9 @@
 #include "PropertyList.h"
 
-#include <string_view>
+#include <new>
 #include <type_traits>
 
 #include <CoreFoundation/CoreFoundation.h>
-
-#include "ReplaceFile.h"
 
 // Later systems call these functions obsolete; the oldest one served has nothing else.
 #pragma GCC diagnostic ignored "-Wdeprecated-declarations"
@@ -37,20 +35,11 @@ std::optional<std::string> textOf(const void *value, CFStringEncoding encoding) 
     return std::string(buffer.data());
 }
 
-Cf<CFDataRef> readFile(const std::string &path) {
-    const auto pathText = makeString(path);
-    if (!pathText)
-        return nullptr;
-    const Cf<CFURLRef> url(
-        CFURLCreateWithFileSystemPath(kCFAllocatorDefault, pathText.get(), kCFURLPOSIXPathStyle, 0));
-    if (!url)
-        return nullptr;
-    CFDataRef data = nullptr;
-    SInt32 error = 0; // says no more than the result
-    const bool done = CFURLCreateDataAndPropertiesFromResource(kCFAllocatorDefault, url.get(), &data, nullptr,
-                                                               nullptr, &error) != 0;
-    Cf<CFDataRef> owner(data);
-    return done ? std::move(owner) : nullptr;
+template <typename Ref>
+Cf<Ref> orThrow(Cf<Ref> made) {
+    if (!made)
+        throw std::bad_alloc();
+    return made;
 }
 
 Cf<CFPropertyListRef> parse(CFDataRef data) {
@@ -62,8 +51,8 @@ Cf<CFPropertyListRef> parse(CFDataRef data) {
 }
 
 Cf<CFMutableDictionaryRef> makeDictionary() {
-    return Cf<CFMutableDictionaryRef>(CFDictionaryCreateMutable(
-        kCFAllocatorDefault, 0, &kCFTypeDictionaryKeyCallBacks, &kCFTypeDictionaryValueCallBacks));
+    return orThrow<CFMutableDictionaryRef>(Cf<CFMutableDictionaryRef>(CFDictionaryCreateMutable(
+        kCFAllocatorDefault, 0, &kCFTypeDictionaryKeyCallBacks, &kCFTypeDictionaryValueCallBacks)));
 }
 
 const void *valueOf(CFDictionaryRef dictionary, const std::string &key) {
@@ -92,16 +81,18 @@ PropertyList::~PropertyList() = default;
 PropertyList::PropertyList(PropertyList &&other) noexcept = default;
 PropertyList &PropertyList::operator=(PropertyList &&other) noexcept = default;
 
-std::optional<PropertyList> PropertyList::read(const std::string &path) {
-    const auto data = readFile(path);
-    if (!data)
-        return std::nullopt;
+// The file was read beforehand and not by CFURLCreateDataAndPropertiesFromResource, which waits for whoever
+// writes to a FIFO, follows links and reads without bound.
+std::optional<PropertyList> PropertyList::fromXml(const std::string &xml) {
+    const auto data = orThrow<CFDataRef>(Cf<CFDataRef>(CFDataCreate(
+        kCFAllocatorDefault, reinterpret_cast<const UInt8 *>(xml.data()), static_cast<CFIndex>(xml.size()))));
     const auto root = parse(data.get());
     if (!root || CFGetTypeID(root.get()) != CFDictionaryGetTypeID())
         return std::nullopt;
     const auto dictionary = static_cast<CFDictionaryRef>(root.get());
     PropertyList list;
-    list.m_dictionary->root.reset(CFDictionaryCreateMutableCopy(kCFAllocatorDefault, 0, dictionary));
+    list.m_dictionary->root = orThrow<CFMutableDictionaryRef>(
+        Cf<CFMutableDictionaryRef>(CFDictionaryCreateMutableCopy(kCFAllocatorDefault, 0, dictionary)));
     return list;
 }
 
@@ -113,13 +104,11 @@ void PropertyList::setDictionary(const std::string &key,
     setValue(m_dictionary->root.get(), key, dictionary.get());
 }
 
-bool PropertyList::write(const std::string &path) const {
+std::optional<std::string> PropertyList::toXml() const {
     const Cf<CFDataRef> xml(CFPropertyListCreateXMLData(kCFAllocatorDefault, m_dictionary->root.get()));
     if (!xml)
-        return false;
-    const std::string bytes(CFDataGetBytePtr(xml.get()),
-                            CFDataGetBytePtr(xml.get()) + CFDataGetLength(xml.get()));
-    return replaceFile(path, bytes);
+        return std::nullopt;
+    return std::string(CFDataGetBytePtr(xml.get()), CFDataGetBytePtr(xml.get()) + CFDataGetLength(xml.get()));
 }
 
 std::optional<std::string> PropertyList::string(const std::string &key) const {
