@@ -26,7 +26,7 @@
 #include "IDBRField.h"
 #include "IDBRNode.h"
 #include "ISubInfo.h"
-#include "SubscriptionDatabase.h"
+#include "SubscriptionFiles.h"
 
 namespace {
 

@@ -14,8 +14,8 @@
 
 #include "CBkModuleClnt.h"
 #include "CIPtr.h"
+#include "FailingFileCall.h"
 #include "ISubInfo.h"
-#include "NoMoreFiles.h"
 #include "SubscriptionDatabase.h"
 #include "TextFile.h"
 #include "Trace.h"
@@ -1059,7 +1059,7 @@ TEST_F(Tolvane, EndsAnEndlessReplyAndTakesItForNone) {
 TEST_F(Tolvane, KeepsItsDefaultsSilentlyWhenThePropertyListCannotBeReadForAMoment) {
     writePropertyList("<key>AffID</key><string>105</string>");
     {
-        const NoMoreFiles noMoreFiles;
+        const FailingFileCall failing(0);
         handler.getRequestParameterFromConfigurationPlist();
     }
     EXPECT_THAT(traceMessages(), ElementsAre("INFO : Getting Local,Affid,AppId from configuration.plist\n"));
