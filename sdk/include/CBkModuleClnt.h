@@ -37,7 +37,9 @@ public:
     bool CreateObject(const char *key, Interface **object) {
         void *made = nullptr;
         const bool done = m_factory && m_factory->CreateObject(key, Interface::interfaceId, &made) >= 0;
-        *object = done ? static_cast<Interface *>(made) : nullptr;
+        CIPtr<Interface> owned(static_cast<Interface *>(made));
+        // An object that comes with a failure is released.
+        *object = done ? owned.release() : nullptr;
         return *object != nullptr;
     }
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <utility>
+
 // Holds one reference to an interface and releases it on scope exit.
 template <typename Interface>
 class CIPtr {
@@ -16,6 +18,9 @@ public:
             m_interface->Release();
         m_interface = interface;
     }
+    // Hands the reference on.
+    Interface *release() noexcept { return std::exchange(m_interface, nullptr); }
+    void swap(CIPtr &other) noexcept { std::swap(m_interface, other.m_interface); }
     // Where an operation stores the reference that it hands over.
     Interface **receive() {
         reset();

@@ -2,6 +2,7 @@
 //
 //   gcf-result N       what "GCF" returns (0 unless told)
 //   no-factory         "GCF" gives no factory
+//   objects-though-failed   what fails gives a factory or an object all the same
 //   subinfo-result N   what the factory returns (0 unless told)
 //   no-subinfo         the factory gives no object
 //   reader-result N    what the request for a reader returns (0 unless told)
@@ -25,7 +26,7 @@
 #include "IDBRField.h"
 #include "IDBRNode.h"
 #include "ISubInfo.h"
-#include "SubscriptionDatabase.h"
+#include "SubscriptionFiles.h"
 
 namespace {
 
@@ -38,6 +39,7 @@ using NodeText = std::vector<FieldText>;
 struct Behaviour {
     int gcfResult = 0;
     bool hasFactory = true;
+    bool givesThoughFailed = false;
     int subInfoResult = 0;
     bool hasSubInfo = true;
     int readerResult = 0;
@@ -57,6 +59,8 @@ Behaviour readBehaviour() {
             words >> behaviour.gcfResult;
         if (word == "no-factory")
             behaviour.hasFactory = false;
+        if (word == "objects-though-failed")
+            behaviour.givesThoughFailed = true;
         if (word == "subinfo-result")
             words >> behaviour.subInfoResult;
         if (word == "no-subinfo")
@@ -182,7 +186,7 @@ public:
         if (std::string(key) != "brovik/subinfo" || interfaceId != ISubInfo::interfaceId)
             return -1;
         const Behaviour behaviour = readBehaviour();
-        if (behaviour.hasSubInfo && behaviour.subInfoResult >= 0)
+        if (behaviour.hasSubInfo && (behaviour.subInfoResult >= 0 || behaviour.givesThoughFailed))
             *object = static_cast<ISubInfo *>(new SubInfo);
         return behaviour.subInfoResult;
     }
@@ -195,7 +199,7 @@ extern "C" __attribute__((visibility("default"))) int GCF(IClassFactory **factor
 
 int GCF(IClassFactory **factory) {
     const Behaviour behaviour = readBehaviour();
-    if (behaviour.hasFactory && behaviour.gcfResult == 0)
+    if (behaviour.hasFactory && (behaviour.gcfResult == 0 || behaviour.givesThoughFailed))
         *factory = new Factory;
     return behaviour.gcfResult;
 }

@@ -1,16 +1,12 @@
-// Where the tests' subscription library finds its text and leaves its notes, and how a test installs it.
+// How a test installs the subscription library and reads what it noted.
 #pragma once
 
 #include <filesystem>
 #include <string>
 
 #include "Paths.h"
+#include "SubscriptionFiles.h"
 #include "TextFile.h"
-
-// What the library holds and how it misbehaves: written by the test, read at every call.
-constexpr const char *subscriptionDataPath = "/srv/rehearsal/subscription.txt";
-// One line for every time it was loaded or unloaded: written by the library, read by the test.
-constexpr const char *subscriptionLogPath = "/srv/rehearsal/subscription.log";
 
 // Puts a build of the library where the engine looks for it.
 inline void installSubscriptionDatabase(const std::string &library, const std::string &data) {

@@ -185,15 +185,19 @@ class ModuleClientRefused : public testing::TestWithParam<Refusal> {};
 
 TEST_P(ModuleClientRefused, IsNotInitialised) {
     writeText(subscriptionDataPath, GetParam().data);
-    CBkModuleClnt client;
-    EXPECT_FALSE(client.Init(library));
+    {
+        CBkModuleClnt client;
+        EXPECT_FALSE(client.Init(library));
+    }
+    EXPECT_EQ(subscriptionLog(), "loaded\nunloaded, owed 0\n");
 }
 
-INSTANTIATE_TEST_SUITE_P(Entries, ModuleClientRefused,
-                         testing::Values(Refusal{"PositiveResult", "gcf-result 1\n"},
-                                         Refusal{"NegativeResult", "gcf-result -1\n"},
-                                         Refusal{"NoFactory", "no-factory\n"}),
-                         [](const auto &instance) { return instance.param.name; });
+INSTANTIATE_TEST_SUITE_P(
+    Entries, ModuleClientRefused,
+    testing::Values(Refusal{"PositiveResult", "gcf-result 1\n"}, Refusal{"NegativeResult", "gcf-result -1\n"},
+                    Refusal{"FactoryThoughFailed", "gcf-result 1\nobjects-though-failed\n"},
+                    Refusal{"NoFactory", "no-factory\n"}),
+    [](const auto &instance) { return instance.param.name; });
 
 class ModuleClientWithoutObject : public testing::TestWithParam<Refusal> {};
 
@@ -211,6 +215,8 @@ TEST_P(ModuleClientWithoutObject, MakesNothing) {
 
 INSTANTIATE_TEST_SUITE_P(Factories, ModuleClientWithoutObject,
                          testing::Values(Refusal{"NegativeResult", "subinfo-result -1\n"},
+                                         Refusal{"ObjectThoughFailed",
+                                                 "subinfo-result -1\nobjects-though-failed\n"},
                                          Refusal{"NoObject", "no-subinfo\n"}),
                          [](const auto &instance) { return instance.param.name; });
 

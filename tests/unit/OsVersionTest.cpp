@@ -9,7 +9,7 @@
 #include <gtest/gtest.h>
 #include <sys/utsname.h>
 
-#include "NoMoreFiles.h"
+#include "FailingFileCall.h"
 #include "TextFile.h"
 
 bool operator==(const OsVersion &left, const OsVersion &right);
@@ -87,7 +87,7 @@ TEST(OsVersion, IsUnknownWhenTheListDoesNotTellIt) {
 }
 
 TEST(OsVersion, IsUnknownWhenTheListCannotBeReadForAMoment) {
-    const NoMoreFiles noMoreFiles;
+    const FailingFileCall failing(0);
     EXPECT_EQ(readOsVersion(), (OsVersion{0, 0, 0}));
 }
 

@@ -14,6 +14,7 @@
 
 #include "CBkModuleClnt.h"
 #include "CIPtr.h"
+#include "FailingFileCall.h"
 #include "ISubInfo.h"
 #include "SubscriptionDatabase.h"
 #include "TextFile.h"
@@ -1034,6 +1035,42 @@ TEST_F(Tolvane, EndsATransferWhoseReplyDoesNotFitIntoMemory) {
     char byte = 'x';
     EXPECT_EQ(spy.writeFunction(&byte, 1, std::numeric_limits<std::size_t>::max() / 2, spy.writeData), 0U);
     EXPECT_EQ(spy.writeFunction(&byte, 1, 1, spy.writeData), 1U);
+}
+
+// A service that never stops sending must neither fill the memory nor have its cut reply judged.
+TEST_F(Tolvane, EndsAnEndlessReplyAndTakesItForNone) {
+    std::size_t taken = 0;
+    spy.perform = [&taken] {
+        const std::string block = "<a/>" + std::string(1U << 20U, ' ');
+        std::string copy = block;
+        while (spy.writeFunction(copy.data(), 1, copy.size(), spy.writeData) == copy.size())
+            taken += copy.size();
+        return CURLE_WRITE_ERROR;
+    };
+    EXPECT_EQ(handler.sendTolvaneRequest("<body/>", someUrl), CURLE_WRITE_ERROR);
+    EXPECT_LE(taken, 256U << 20U);
+    EXPECT_GE(taken, 64U << 20U);
+    serviceAnswers("<productresponse status=\"0\"/>");
+    EXPECT_EQ(handler.sendTolvaneFreshInstallRequest(), "<productresponse status=\"0\"/>")
+        << "nothing is left of it";
+}
+
+// For want of descriptors, say: what stood there before stays.
+TEST_F(Tolvane, KeepsItsDefaultsSilentlyWhenThePropertyListCannotBeReadForAMoment) {
+    writePropertyList("<key>AffID</key><string>105</string>");
+    {
+        const FailingFileCall failing(0);
+        handler.getRequestParameterFromConfigurationPlist();
+    }
+    EXPECT_THAT(traceMessages(), ElementsAre("INFO : Getting Local,Affid,AppId from configuration.plist\n"));
+    EXPECT_THAT(handler.getTolvaneRequestBody(), testing::HasSubstr("<affid>105</affid>"));
+}
+
+TEST_F(Tolvane, TakesNoIdsFromALinkToAnothersList) {
+    writePropertyList("<key>AffID</key><string>105</string>");
+    std::filesystem::rename(configurationPlistPath, "/private/tmp/other.plist");
+    std::filesystem::create_symlink("/private/tmp/other.plist", configurationPlistPath);
+    EXPECT_THAT(handler.getTolvaneRequestBody(), testing::HasSubstr("<affid>0</affid>"));
 }
 
 } // namespace

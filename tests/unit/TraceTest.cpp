@@ -9,6 +9,7 @@
 #include <thread>
 #include <vector>
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -41,6 +42,12 @@ TEST(Trace, FileIsOpenedByTheFirstController) {
     EXPECT_TRUE(std::filesystem::exists("/var/log/DownloadManager.log"));
     EXPECT_NE(logFilePtr, nullptr);
     EXPECT_EQ(traceInited, 1);
+}
+
+TEST(Trace, FileIsNotInheritedByOtherPrograms) {
+    const DownloadController controller;
+    ASSERT_NE(logFilePtr, nullptr);
+    EXPECT_EQ(fcntl(fileno(logFilePtr), F_GETFD) & FD_CLOEXEC, FD_CLOEXEC);
 }
 
 TEST(Trace, ShippedLevelsWriteEveryMessage) {

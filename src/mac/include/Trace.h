@@ -4,6 +4,7 @@
 // Errors: a trace that cannot be opened or written is silent; it never changes what the engine does.
 #pragma once
 
+#include <cstdarg>
 #include <cstdint>
 #include <cstdio>
 
@@ -36,6 +37,9 @@ public:
     void info(const char *format, ...) const noexcept __attribute__((format(printf, 2, 3)));
 
 private:
+    void writeIfGoverned(int level, const char *format, std::va_list arguments) const noexcept
+        __attribute__((format(printf, 3, 0)));
+
     const std::int32_t &m_governingLevel;
 };
 

@@ -7,11 +7,12 @@ bool CBkModuleClnt::Init(const std::string &path) {
     const auto getClassFactory = reinterpret_cast<GetClassFactory>(entry("GCF"));
     if (getClassFactory == nullptr)
         return false;
-    IClassFactory *factory = nullptr;
-    if (getClassFactory(&factory) != 0)
+    // A factory that comes with a failure is released like any other.
+    CIPtr<IClassFactory> factory;
+    if (getClassFactory(factory.receive()) != 0 || !factory)
         return false;
-    m_factory.reset(factory);
-    return factory != nullptr;
+    m_factory.swap(factory);
+    return true;
 }
 
 void CBkModuleClnt::Unload() {

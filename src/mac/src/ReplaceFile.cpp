@@ -102,7 +102,7 @@ std::optional<std::string> followLinks(std::string path) {
         if (length < 0)
             return errno == EINVAL || errno == ENOENT ? std::optional(std::move(path)) : std::nullopt;
         const std::string next(link.data(), static_cast<std::size_t>(length));
-        path = next.substr(0, 1) == "/" ? next : folderOf(path) + next;
+        path = next.substr(0, 1) == "/" ? next : folderOf(path).append(next);
     }
     return std::nullopt;
 }

@@ -16,16 +16,14 @@
 #include "CIPtr.h"
 #include "CurlEasy.h"
 #include "File.h"
-#include "IDBR.h"
-#include "IDBRField.h"
-#include "IDBRNode.h"
 #include "ISubInfo.h"
 #include "LibXmlWrapper.h"
 #include "Numbers.h"
 #include "OsVersion.h"
+#include "ProductConfiguration.h"
 #include "PropertyList.h"
+#include "SubscriptionSection.h"
 #include "Trace.h"
-#include "UpdateManager.h"
 
 #ifndef UPDATE_SERVICE_HOST
 #define UPDATE_SERVICE_HOST "update.brovik.example"
@@ -39,10 +37,11 @@ const std::string &freshInstallRequestURL =
 namespace {
 
 constexpr long requestTimeoutSeconds = 60;
+// Thousands of times the longest real reply; one without an end would fill the memory within the time.
+constexpr std::size_t mostReplyBytes = 128U << 20U;
 // The installer's programs read these texts into a buffer of 1024 bytes, zero included.
 constexpr std::size_t longestPlistText = 1023;
 constexpr int subscriptionSection = 4;
-constexpr std::size_t databaseTextLength = 300;
 
 struct PackageAppId {
     int packageId;
@@ -74,7 +73,10 @@ void appendHeader(CurlSlist &headers, const std::string &line) {
 // libcurl's view of write_data: no exception may cross it, and a short count ends the transfer.
 std::size_t appendReply(const char *data, std::size_t size, std::size_t count, void *output) noexcept {
     try {
-        return TolvaneHandler::write_data(data, size, count, static_cast<std::string *>(output));
+        auto *reply = static_cast<std::string *>(output);
+        if (size * count > mostReplyBytes - std::min(reply->size(), mostReplyBytes))
+            return 0;
+        return TolvaneHandler::write_data(data, size, count, reply);
     } catch (...) {
         return 0;
     }
@@ -92,33 +94,6 @@ bool appIdMarkerExists() {
 // Without the marker the next request reconciles the application id again, so a failure heals itself.
 void createAppIdMarker() {
     const File marker(std::fopen(appIdMarkerPath, "w+"));
-}
-
-using DatabaseText = std::array<char, databaseTextLength>;
-
-std::string textIn(const DatabaseText &buffer) {
-    return {buffer.begin(), std::find(buffer.begin(), buffer.end(), '\0')};
-}
-
-std::string nameOf(IDBRField &field) {
-    DatabaseText buffer{};
-    field.GetName(buffer.data(), buffer.size());
-    return textIn(buffer);
-}
-
-std::string valueOf(IDBRField &field) {
-    DatabaseText buffer{};
-    field.GetValue(buffer.data(), buffer.size());
-    return textIn(buffer);
-}
-
-// The value of the node's first field of that name; none when it has no such field.
-std::optional<std::string> findField(IDBRNode &node, const char *wantedName) {
-    for (CIPtr<IDBRField> field(node.FirstField()); field; field.reset(node.NextField())) {
-        if (nameOf(*field) == wantedName)
-            return valueOf(*field);
-    }
-    return std::nullopt;
 }
 
 } // namespace
@@ -182,6 +157,10 @@ int TolvaneHandler::sendTolvaneRequest(std::string body, std::string requestUrl)
         return result;
 
     result = static_cast<CURLcode>(performTransfer(curl));
+    // A reply that did not fit was cut here and is none. What else of a broken transfer came is kept (kept:
+    // the reply is judged by what is there).
+    if (result == CURLE_WRITE_ERROR)
+        std::string().swap(response);
     if (result == CURLE_OPERATION_TIMEDOUT)
         trace.error("Tolvane Handler : Error : Velbrin Request Time out\n");
     if (result != CURLE_OK)
@@ -297,7 +276,7 @@ void TolvaneHandler::getRequestParameterFromProductConfigXmlForUpdate() {
             trace.error("ERROR : TolvaneHandler - ERROR Getting Appid\n");
             return;
         }
-        const bool recorded = subscribedId == id || UpdateManager::updateProductConfigXml(
+        const bool recorded = subscribedId == id || ProductConfiguration::updateElement(
                                                         strProductconfigXml, "AppID", subscribedId) == 0;
         if (recorded)
             createAppIdMarker();
@@ -369,16 +348,7 @@ std::string TolvaneHandler::readDatabaseField(const char *wantedName) {
     CIPtr<ISubInfo> subInfo;
     if (!_CreateSubInfo(subInfo.receive(), client))
         return "";
-    CIPtr<IDBR> reader;
-    if (subInfo->GetReader(subscriptionSection, reader.receive()) < 0 || !reader)
-        return "";
-    std::string value;
-    for (CIPtr<IDBRNode> node(reader->FirstNode()); node; node.reset(reader->NextNode())) {
-        // Kept: the last node that holds the field wins.
-        if (std::optional<std::string> found = findField(*node, wantedName))
-            value = std::move(*found);
-    }
-    return value;
+    return SubscriptionSection(*subInfo, subscriptionSection).lastValueOf(wantedName);
 }
 
 bool TolvaneHandler::_CreateSubInfo(ISubInfo **subInfo, CBkModuleClnt &client) {

@@ -1,7 +1,8 @@
 #include "Trace.h"
 
-#include <cstdarg>
 #include <ctime>
+
+#include <fcntl.h>
 
 #include "Paths.h"
 
@@ -11,10 +12,6 @@ std::int32_t downloadManagerTraceFlagvalue = 5;
 std::int32_t catalogparserflagvalue = 5;
 
 namespace {
-
-bool isSuppressed(int level, std::int32_t governingLevel) noexcept {
-    return governingLevel < level || traceInited == 0 || logFilePtr == nullptr;
-}
 
 // Results are not looked at: a trace that cannot be written must not change what the engine does.
 __attribute__((format(printf, 1, 0))) void writeLine(const char *format, std::va_list arguments) noexcept {
@@ -38,32 +35,36 @@ void openTrace() noexcept {
     if (traceInited != 0)
         return;
     logFilePtr = std::fopen(traceLogPath, "a+");
+    // Programs that the engine or its host starts have no business with it. Nothing is lost when that fails.
+    if (logFilePtr != nullptr)
+        static_cast<void>(fcntl(fileno(logFilePtr), F_SETFD, FD_CLOEXEC));
     traceInited = 1;
 }
 
-void Trace::write(int level, const char *format, ...) const noexcept {
-    if (isSuppressed(level, m_governingLevel))
+void Trace::writeIfGoverned(int level, const char *format, std::va_list arguments) const noexcept {
+    // Before anything is formatted.
+    if (m_governingLevel < level || traceInited == 0 || logFilePtr == nullptr)
         return;
+    writeLine(format, arguments);
+}
+
+void Trace::write(int level, const char *format, ...) const noexcept {
     std::va_list arguments;
     va_start(arguments, format);
-    writeLine(format, arguments);
+    writeIfGoverned(level, format, arguments);
     va_end(arguments);
 }
 
 void Trace::error(const char *format, ...) const noexcept {
-    if (isSuppressed(errorLevel, m_governingLevel))
-        return;
     std::va_list arguments;
     va_start(arguments, format);
-    writeLine(format, arguments);
+    writeIfGoverned(errorLevel, format, arguments);
     va_end(arguments);
 }
 
 void Trace::info(const char *format, ...) const noexcept {
-    if (isSuppressed(infoLevel, m_governingLevel))
-        return;
     std::va_list arguments;
     va_start(arguments, format);
-    writeLine(format, arguments);
+    writeIfGoverned(infoLevel, format, arguments);
     va_end(arguments);
 }
