@@ -17,6 +17,7 @@ class DestinationFiles {
 public:
     explicit DestinationFiles(const Cancellation &cancellation)
         : m_cancellation(cancellation) {}
+    ~DestinationFiles() = default;
     DestinationFiles(const DestinationFiles &) = delete;
     DestinationFiles &operator=(const DestinationFiles &) = delete;
 

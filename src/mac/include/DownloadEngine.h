@@ -31,6 +31,7 @@ public:
     class Job {
     public:
         Job(DownloadEngine &engine, Cancellation::Ticket ticket);
+        ~Job() = default;
         Job(const Job &) = delete;
         Job &operator=(const Job &) = delete;
 

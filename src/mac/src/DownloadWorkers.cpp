@@ -39,7 +39,7 @@ bool DownloadWorkers::add(std::unique_ptr<DownloadHelper> &worker, Cancellation:
 
 std::shared_ptr<DownloadWorkers::Use> DownloadWorkers::claimToRetry(std::set<const DownloadHelper *> &claimed,
                                                                     Cancellation::Ticket ticket) {
-    const std::shared_ptr<Use> use(new Use(*this));
+    std::shared_ptr<Use> use(new Use(*this));
     MutexLock lock(m_mutex);
     while (!m_cancellation.isCancelled(ticket)) {
         bool waits = false;

@@ -42,7 +42,7 @@ public:
     }
 
 private:
-    const std::vector<ProductInfo> m_list;
+    const std::vector<ProductInfo> m_list{};
     std::unordered_map<std::string_view, std::size_t> m_firstByName; // the texts are the list's
     std::set<std::size_t> m_nameLengths;
 };
@@ -70,7 +70,7 @@ public:
     }
 
 private:
-    const std::vector<HotFixPackageInfo> m_list;
+    const std::vector<HotFixPackageInfo> m_list{};
     std::unordered_map<std::string_view, const HotFixPackageInfo *> m_firstByUrl; // all the list's
 };
 
