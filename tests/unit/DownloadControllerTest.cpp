@@ -9,6 +9,7 @@
 
 #include "ControllerFixture.h"
 #include "FailingAllocation.h"
+#include "NoMoreFiles.h"
 #include "Program.h"
 #include "RefusedLock.h"
 #include "RefusedThreads.h"
@@ -731,12 +732,36 @@ TEST_F(DownloadControllerTest, ACheckThatFailsLeavesNothingOfTheOneBefore) {
 }
 
 TEST_F(DownloadControllerTest, ACheckThatCannotRemoveTheOldListFetchesNothing) {
-    std::filesystem::create_directories(packageList + std::string("/folder"));
+    // A mount cannot be removed.
+    writeText(packageList, "/p/old.pkg\n");
+    ASSERT_EQ(mount(packageList.c_str(), packageList.c_str(), nullptr, MS_BIND, nullptr), 0);
     offerHotFixes({package("A.pkg", "1.0.1.0", "content")});
     EXPECT_EQ(controller.productUpdate("1.0.0.5", "105", "CheckForInstall"), -1);
+    EXPECT_EQ(umount(packageList.c_str()), 0);
     EXPECT_EQ(messages().back(), "ERROR: Not able to remove the old package list\n");
     EXPECT_THAT(server.ranges("/A.pkg"), IsEmpty());
     EXPECT_FALSE(std::filesystem::exists(marker));
+}
+
+TEST_F(DownloadControllerTest, AFreshInstallTakesAwayTheListWhosePackagesItMayOverwrite) {
+    const Offered offered = package("A.pkg", "1.0.1.0", "content");
+    offerHotFixes({offered});
+    EXPECT_EQ(controller.productUpdate("1.0.0.5", "105", "CheckForInstall"), 0);
+    DownloadController::releaseInstance();
+    offerProducts({offered});
+    EXPECT_EQ(DownloadController::getInstance()->freshInstall(), 0);
+    EXPECT_FALSE(std::filesystem::exists(packageList));
+    EXPECT_FALSE(std::filesystem::exists(marker));
+}
+
+TEST_F(DownloadControllerTest, AnInstallationWhoseListCannotBeReadSaysSoAndKeepsIt) {
+    writeText(packageList, "/p/A.pkg\n");
+    {
+        const NoMoreFiles none;
+        EXPECT_EQ(controller.productUpdate("1.0.0.5", "105", "Install"), -1);
+    }
+    EXPECT_THAT(messages().back(), testing::StartsWith("ERROR: Not able to read the package list: "));
+    EXPECT_EQ(readText(packageList), "/p/A.pkg\n");
 }
 
 TEST_F(DownloadControllerTest, ACheckThatCannotWriteTheWholeListFailsWithoutAMarker) {

@@ -8,9 +8,31 @@
 #include <unistd.h>
 
 #include "ControllerFixture.h"
+#include "FailingAllocation.h"
 #include "RefusedLock.h"
 #include "RefusedThreads.h"
 #include "TextList.h"
+
+namespace {
+
+// Called by any thread before a worker opens its file.
+std::function<void(const std::string &url)> beforeOpening;
+
+} // namespace
+
+// The linker leads the engine's calls here.
+extern "C" {
+bool __real__ZN14DownloadHelper4InitEPKcS1_15CURLSetUpConfig(DownloadHelper *worker, const char *url,
+                                                             const char *file, CURLSetUpConfig config);
+bool __wrap__ZN14DownloadHelper4InitEPKcS1_15CURLSetUpConfig(DownloadHelper *worker, const char *url,
+                                                             const char *file, CURLSetUpConfig config);
+bool __wrap__ZN14DownloadHelper4InitEPKcS1_15CURLSetUpConfig(DownloadHelper *worker, const char *url,
+                                                             const char *file, CURLSetUpConfig config) {
+    if (beforeOpening)
+        beforeOpening(url);
+    return __real__ZN14DownloadHelper4InitEPKcS1_15CURLSetUpConfig(worker, url, file, config);
+}
+}
 
 namespace {
 
@@ -281,6 +303,120 @@ TEST_F(DownloadEngineTest, WhatNeverHadAThreadIsNeverCompleteAndARetryFetchesIt)
     EXPECT_TRUE(progress().completed);
     EXPECT_FALSE(progress().failed);
     EXPECT_EQ(controller.getDownloadedPackages().size(), 3U);
+}
+
+// Asks without a pause, while every lock of a retry on this thread takes its time.
+class DownloadEngineInSlowMotion : public DownloadEngineTest {
+protected:
+    void expectNeverCompleteWhile(const std::function<void()> &work, const std::function<bool()> &mayBe) {
+        std::atomic<bool> stop{false};
+        std::atomic<int> wrong{0};
+        background.run([&] {
+            while (!stop)
+                wrong += progress().completed && !mayBe() ? 1 : 0;
+        });
+        {
+            const LockWatch watch([] { std::this_thread::sleep_for(std::chrono::milliseconds(10)); });
+            work();
+        }
+        stop = true;
+        background.join();
+        EXPECT_EQ(wrong, 0);
+    }
+};
+
+TEST_F(DownloadEngineInSlowMotion, ARetryOfWhatNeverHadAThreadIsNotCompleteBeforeItIsThere) {
+    offerProducts({package("1.pkg", "1.0.0.1", content), package("2.pkg", "1.0.0.1", content)});
+    {
+        const RefusedThreads refused(3); // two catalogs and a package
+        EXPECT_EQ(controller.freshInstall(), 0);
+    }
+    const auto bothAreThere = [this] {
+        return !server.ranges("/1.pkg").empty() && !server.ranges("/2.pkg").empty();
+    };
+    {
+        const RefusedThreads refused(0);
+        expectNeverCompleteWhile([this] { controller.retryDownload(); }, bothAreThere);
+    }
+    expectNeverCompleteWhile([this] { controller.retryDownload(); }, bothAreThere);
+    EXPECT_TRUE(progress().completed);
+}
+
+// Whatever a query sees first: a job that ends meanwhile, and badly, is not complete.
+TEST_F(DownloadEngineTest, AQueryBesideTheEndOfAJobDoesNotCallItComplete) {
+    // Before these locks of the query the second package comes and fails; in between it holds the workers'
+    // own.
+    for (const int moment : {1, 2, 4}) {
+        DownloadController::releaseInstance();
+        DownloadController &fresh = *DownloadController::getInstance();
+        const Gate second;
+        beforeOpening = [second](const std::string &url) {
+            if (url.find("/2.pkg") != std::string::npos)
+                second.wait();
+        };
+        offerProducts({package("1.pkg", "1.0.0.1", content),
+                       package("2.pkg", "1.0.0.1", content, {answer::reset(10)})});
+        forget();
+        background.run([&fresh] { static_cast<void>(fresh.freshInstall()); });
+        ASSERT_TRUE(
+            comesTrue([this] { return timesTraced("Successfully downloaded: <server>/1.pkg\n") == 1; }));
+        int locks = 0;
+        {
+            const LockWatch watch([&] {
+                if (locks++ != moment)
+                    return;
+                second.open();
+                background.join();
+            });
+            EXPECT_FALSE(fresh.getDownloadProgressInfo().completed) << moment;
+        }
+        EXPECT_GT(locks, moment);
+        EXPECT_EQ(timesTraced(recordedLine), 0) << moment;
+        beforeOpening = nullptr;
+    }
+}
+
+TEST_F(DownloadEngineTest, MemoryThatRunsOutInARetryLosesNoDownload) {
+    offerProducts({package("1.pkg", "1.0.0.1", content), package("2.pkg", "1.0.0.1", content)});
+    bool happened = true;
+    for (std::size_t allocation = 0; happened; ++allocation) {
+        ASSERT_LT(allocation, 60U);
+        DownloadController::releaseInstance();
+        DownloadController &fresh = *DownloadController::getInstance();
+        {
+            const RefusedThreads refused(3); // two catalogs and a package
+            EXPECT_EQ(fresh.freshInstall(), 0);
+        }
+        {
+            const RefusedThreads refused(0); // what a thread allocates is another matter
+            const FailingAllocation failing(allocation);
+            try {
+                fresh.retryDownload();
+            } catch (const std::exception &) { // the next one tries again
+            }
+            happened = failing.happened();
+        }
+        EXPECT_FALSE(fresh.getDownloadProgressInfo().completed) << allocation;
+        fresh.retryDownload();
+        EXPECT_EQ(fresh.getDownloadedPackages().size(), 2U) << allocation;
+        EXPECT_TRUE(fresh.getDownloadProgressInfo().completed) << allocation;
+    }
+}
+
+TEST_F(DownloadEngineTest, MemoryThatRunsOutBeforeTheThreadsLeavesTheJobFailed) {
+    server.serve("/1.pkg", content);
+    EXPECT_EQ(load("/1.pkg"), 0);
+    const std::string url = server.url("/1.pkg");
+    const std::string file = folder + "/1.pkg";
+    std::list<const char *> urls{url.c_str()};
+    std::list<const char *> files{file.c_str()};
+    {
+        const FailingAllocation failing(0);
+        controller.createDownloadThreads(urls, files);
+        EXPECT_TRUE(failing.happened());
+    }
+    EXPECT_TRUE(progress().failed);
+    EXPECT_FALSE(progress().completed);
 }
 
 TEST_F(DownloadEngineTest, AnUpdateWhosePackageNeverHadAThreadHasFailed) {

@@ -4,6 +4,7 @@
 #include <string>
 
 #include <gmock/gmock.h>
+#include <sys/mount.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -43,7 +44,7 @@ TEST(PackageListWrite, GivesOnePathALine) {
 
 TEST(PackageListWrite, IsReadAgain) {
     EXPECT_TRUE(writePackageList({"/p/b.pkg", "/p/a.pkg"}));
-    EXPECT_THAT(readPackageList(), ElementsAre("/p/b.pkg", "/p/a.pkg"));
+    EXPECT_THAT(*readPackageList(), ElementsAre("/p/b.pkg", "/p/a.pkg"));
 }
 
 TEST(PackageListWrite, IsOwnWhateverMaskAndWhoeverMadeAListBefore) {
@@ -55,7 +56,7 @@ TEST(PackageListWrite, IsOwnWhateverMaskAndWhoeverMadeAListBefore) {
     umask(mask);
     EXPECT_EQ(statusOf(path).st_uid, 0U);
     EXPECT_EQ(statusOf(path).st_mode & 07777U, 0644U);
-    EXPECT_THAT(readPackageList(), ElementsAre("/p/a.pkg"));
+    EXPECT_THAT(*readPackageList(), ElementsAre("/p/a.pkg"));
 }
 
 TEST(PackageListWrite, ReplacesALinkAndNotWhatItNames) {
@@ -69,7 +70,7 @@ TEST(PackageListWrite, ReplacesALinkAndNotWhatItNames) {
 TEST(PackageListWrite, ReplacesAFifoWithoutWaiting) {
     ASSERT_EQ(mkfifo(path.c_str(), 0666), 0);
     EXPECT_TRUE(writePackageList({"/p/a.pkg"}));
-    EXPECT_THAT(readPackageList(), ElementsAre("/p/a.pkg"));
+    EXPECT_THAT(*readPackageList(), ElementsAre("/p/a.pkg"));
 }
 
 TEST(PackageListWrite, LeavesNoListWhenItDoesNotFit) {
@@ -108,48 +109,54 @@ TEST(PackageListWrite, FailsOnADirectory) {
 
 TEST(PackageListRead, GivesNonEmptyLinesAsTheyStand) {
     writeText(path, std::string("\n/3.pkg\n\n\n /1.pkg \r\n\n/2\0.pkg", 28));
-    EXPECT_THAT(readPackageList(), ElementsAre("/3.pkg", " /1.pkg \r", std::string("/2\0.pkg", 7)));
+    EXPECT_THAT(*readPackageList(), ElementsAre("/3.pkg", " /1.pkg \r", std::string("/2\0.pkg", 7)));
     writeText(path, "");
-    EXPECT_THAT(readPackageList(), IsEmpty());
+    EXPECT_THAT(*readPackageList(), IsEmpty());
     writeText(path, "\n\n");
-    EXPECT_THAT(readPackageList(), IsEmpty());
+    EXPECT_THAT(*readPackageList(), IsEmpty());
 }
 
 TEST(PackageListRead, LosesNothingOfABigList) {
     EXPECT_TRUE(writePackageList(std::list<std::string>(200'000, "/p/a.pkg")));
-    EXPECT_EQ(readPackageList(), std::vector<std::string>(200'000, "/p/a.pkg"));
+    EXPECT_EQ(*readPackageList(), std::vector<std::string>(200'000, "/p/a.pkg"));
 }
 
 TEST(PackageListRead, TakesAnothersListForEmpty) {
     writeText(path, "/evil.pkg\n");
     ASSERT_EQ(chown(path.c_str(), 1, 0), 0);
-    EXPECT_THAT(readPackageList(), IsEmpty());
+    EXPECT_THAT(*readPackageList(), IsEmpty());
 }
 
 TEST(PackageListRead, TakesAListThatOthersMayWriteForEmpty) {
     writeText(path, "/evil.pkg\n");
     for (const mode_t mode : {0664U, 0646U, 0602U}) {
         ASSERT_EQ(chmod(path.c_str(), mode), 0);
-        EXPECT_THAT(readPackageList(), IsEmpty()) << mode;
+        EXPECT_THAT(*readPackageList(), IsEmpty()) << mode;
     }
     ASSERT_EQ(chmod(path.c_str(), 0644), 0);
-    EXPECT_THAT(readPackageList(), ElementsAre("/evil.pkg"));
+    EXPECT_THAT(*readPackageList(), ElementsAre("/evil.pkg"));
+}
+
+TEST(PackageListRead, TellsAMissingListFromAnEmptyOne) {
+    EXPECT_FALSE(readPackageList());
+    writeText(path, "");
+    EXPECT_TRUE(readPackageList());
 }
 
 TEST(PackageListRead, TakesALinkForEmpty) {
     writeText("/tmp/own", "/p/a.pkg\n");
     std::filesystem::create_symlink("/tmp/own", path);
-    EXPECT_THAT(readPackageList(), IsEmpty());
+    EXPECT_THAT(*readPackageList(), IsEmpty());
     std::filesystem::remove("/tmp/own");
-    EXPECT_THAT(readPackageList(), IsEmpty()) << "a link that leads nowhere is no missing list";
+    EXPECT_THAT(*readPackageList(), IsEmpty()) << "a link that leads nowhere is no missing list";
 }
 
 TEST(PackageListRead, TakesWhatIsNoFileForEmptyAndDoesNotWait) {
     ASSERT_EQ(mkfifo(path.c_str(), 0644), 0);
-    EXPECT_THAT(readPackageList(), IsEmpty());
+    EXPECT_THAT(*readPackageList(), IsEmpty());
     std::filesystem::remove(path);
     std::filesystem::create_directory(path);
-    EXPECT_THAT(readPackageList(), IsEmpty());
+    EXPECT_THAT(*readPackageList(), IsEmpty());
 }
 
 TEST(PackageListRead, ThrowsWithoutMemoryAndNeverStaysOrGivesLess) {
@@ -158,7 +165,7 @@ TEST(PackageListRead, ThrowsWithoutMemoryAndNeverStaysOrGivesLess) {
     for (bool reached = true; reached; ++allocation) {
         const FailingAllocation failing(allocation);
         try {
-            const std::size_t count = readPackageList().size();
+            const std::size_t count = readPackageList()->size();
             reached = failing.happened();
             EXPECT_EQ(count, 2U) << allocation;
         } catch (const std::bad_alloc &) {
@@ -174,7 +181,7 @@ TEST(PackageListRead, ThrowsWhenTheSystemFailsAndNeverStaysOrGivesLess) {
     for (bool reached = true; reached; ++call) {
         const FailingFileCall failing(call);
         try {
-            EXPECT_EQ(readPackageList().size(), 2U) << call;
+            EXPECT_EQ(readPackageList()->size(), 2U) << call;
             reached = failing.happened();
         } catch (const std::system_error &) {
             reached = true;
@@ -203,10 +210,17 @@ TEST(PackageListRemove, TakesALinkAwayAndNotWhatItNames) {
 }
 
 TEST(PackageListRemove, TellsAListThatStays) {
-    std::filesystem::create_directory(path);
+    writeText(path, "/p/a.pkg\n");
     writeText(marker, "");
+    ASSERT_EQ(mount(path.c_str(), path.c_str(), nullptr, MS_BIND, nullptr), 0);
     EXPECT_FALSE(removePackageList());
     EXPECT_FALSE(std::filesystem::exists(marker));
+    EXPECT_EQ(umount(path.c_str()), 0);
+}
+
+TEST(PackageListRemove, LeavesWhatWasNeverAList) {
+    std::filesystem::create_directory(path);
+    EXPECT_TRUE(removePackageList());
 }
 
 } // namespace

@@ -36,7 +36,7 @@ bool PackageFolder::isOnFullDisk() {
     while (!fs::exists(folder, failed) && folder.has_relative_path())
         folder = folder.parent_path();
     struct statvfs disk {};
-    if (statvfs(folder.c_str(), &disk) != 0)
+    if (statvfs(folder.c_str(), &disk) != 0 || disk.f_blocks == 0) // some tell no sizes
         return false;
     // All that is free: the engine is root, for whom some is kept.
     return static_cast<std::uintmax_t>(disk.f_bfree) * disk.f_frsize < leastRoom;

@@ -34,8 +34,10 @@ public:
         bool hasBegun() const noexcept { return m_begun; }
         // The file has been opened for writing: whatever was checked before is gone.
         void opened();
-        // The file as it is now has passed its check.
-        void checked();
+        // The same, unless the file is as its check left it.
+        void mayBeOpened();
+        // The file, opened before, has passed its check as it is now.
+        void checked() noexcept;
 
     private:
         DestinationFiles &m_files;
@@ -45,23 +47,21 @@ public:
 
     // Has waiting uses look at the cancel.
     void wakeWaiting();
-    // Whether the file is the one that passed its check last.
+    // Whether the file has passed its check and has not been opened for writing since.
     bool isChecked(const std::string &file) const;
 
 private:
-    // What tells one content of a file from another without reading it.
     struct State {
-        ino_t inode;
-        off_t size;
-        time_t modified;
-        bool operator==(const State &other) const noexcept;
+        bool isChecked = false;
+        // What tells one content from another without reading it, as the check left it.
+        off_t size = 0;
+        time_t modified = 0;
     };
-    static bool readState(const std::string &file, State &state) noexcept;
 
     const Cancellation &m_cancellation;
     mutable boost::mutex m_mutex;
     // Signalled when a use ends and when a cancel came.
     boost::condition_variable m_mayBegin;
     std::set<std::string> m_inUse GUARDED_BY(m_mutex);
-    std::map<std::string, State> m_checked GUARDED_BY(m_mutex);
+    std::map<std::string, State> m_states GUARDED_BY(m_mutex);
 };

@@ -30,7 +30,8 @@ public:
     // the last job left, and a cancel since its ticket was drawn holds for all that it would still download.
     class Job {
     public:
-        Job(DownloadEngine &engine, Cancellation::Ticket ticket);
+        Job(DownloadEngine &engine, Cancellation::Ticket ticket)
+            : m_outstanding(engine.beginJob(ticket)) {}
         ~Job() = default;
         Job(const Job &) = delete;
         Job &operator=(const Job &) = delete;
@@ -57,7 +58,7 @@ public:
     void forgetWorkers() { m_workers.destroyAll(); }
 
     // Whether a download never had a thread since the job began.
-    bool hasDownloadsNeverStarted() const { return m_threads.workIsLeftOver(); }
+    bool hasDownloadsNeverStarted() const { return m_threads.isWorkLeftOver(); }
     // The files of all workers, those of an earlier job in this process included.
     std::list<std::string> files() const { return m_workers.files(); }
     // The paths of the packages that are complete and checked; the plain ones are borrowed from the workers.
@@ -70,10 +71,13 @@ public:
     void setAnyFailed(bool failed);
 
 private:
+    Cancellation::OutstandingPackages beginJob(Cancellation::Ticket ticket);
+    std::list<DownloadThreads::Work> downloadsOf(const std::list<const char *> &urls,
+                                                 const std::list<const char *> &files);
     DownloadThreads::Work downloadOf(const char *url, const char *file, Cancellation::Ticket ticket);
     int run(const char *url, const char *file, Cancellation::Ticket ticket);
     void retryWorkers(Cancellation::Ticket ticket);
-    bool downloadsMayFollow() const;
+    bool mayDownloadsFollow() const;
 
     const PackageRecords &m_records;
     const CURLSetUpConfig m_curlConfig{10000, 30, 45};
@@ -82,7 +86,7 @@ private:
     DestinationFiles m_destinations{m_cancellation};
     DownloadWorkers m_workers{m_cancellation};
     DownloadThreads m_threads;
-    // Taken for moments only.
+    // Taken for moments only, before those of the others.
     mutable boost::mutex m_progressMutex;
     DownloadProgressInfo m_progress GUARDED_BY(m_progressMutex){0, 0, 0, 0, 0, false, false, true};
 };

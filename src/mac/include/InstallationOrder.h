@@ -18,7 +18,7 @@ void sortByHotFixVersion(std::vector<std::string> &paths, int first, int last);
 
 // Moves the paths from first to last so that no version of the lower part is above the pivot's and none of
 // the upper part below it; gives the last index of the lower part. No part is empty where there are two
-// paths.
+// paths and the pivot is one of them.
 int splitAroundVersion(std::vector<std::string> &paths, const std::string &pivot, int first, int last);
 
 // The order of installation of packages that are sorted by version. Versions follow one another in the order

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <list>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -11,14 +12,10 @@
 // whole; then there is none.
 bool writePackageList(const std::list<std::string> &paths);
 
-// Whether anything stands at the list's path.
-bool packageListExists();
-
-// The non-empty lines as they stand. Empty for a list that anybody else may have written, and for what is no
-// file. Never returns without a list (kept as shipped: a run that installs follows one that left a list).
-// Throws std::system_error or std::bad_alloc when the list cannot be read.
-std::vector<std::string> readPackageList();
+// The non-empty lines as they stand; none without a list. Empty for a list that anybody else may have
+// written, and for what is no file. Throws std::system_error or std::bad_alloc when the list cannot be read.
+std::optional<std::vector<std::string>> readPackageList();
 
 // Takes away what an earlier check left: the list, and before it the marker that tells the suite of it. False
-// when the list is still there.
+// when the list is still there; what is no file is none.
 bool removePackageList();

@@ -28,8 +28,9 @@ public:
     TolvaneHandler(const TolvaneHandler &) = delete;
     TolvaneHandler &operator=(const TolvaneHandler &) = delete;
 
-    // Both give the reply when it is judged a success, "" otherwise. A failed transfer leaves an empty
-    // reply, which is judged a success: callers test the text for emptiness.
+    // Both give the reply when it is judged a success, "" otherwise. A failed transfer leaves what
+    // came of the reply, mostly nothing, and an empty one is judged a success: callers test the text for
+    // emptiness.
     std::string sendTolvaneFreshInstallRequest();
     // The first argument is accepted and ignored (kept: the request does not carry the version).
     std::string sendTolvaneUpdateRequest(std::string currentVersion, std::string affiliateId,

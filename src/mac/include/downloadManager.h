@@ -23,8 +23,9 @@
  *
  * Processes
  *   One job runs at a time on a machine, whoever runs it: an installation or a retry that begins while
- *   another one or a product update is running, in this process or in another, waits until that has ended,
- *   and says so in the log. A process that died keeps nobody waiting.
+ * another process runs one, or a product update, waits until that has ended, and says so in the log. A
+ * process that died keeps nobody waiting. Within a process a second FreshInstall waits for the first, without
+ * a line in the log; a retry resumes what has failed beside it.
  *
  * Lifetime
  *   The engine lives as long as the process: nothing releases it, and what one call leaves the next one
@@ -61,7 +62,7 @@
  *   - certificates that libcurl trusts (Debian: the package ca-certificates), since the update service is
  *     asked over HTTPS.
  *   - room for all packages on the disk with "/usr/local/Brovik/TempDownload". Nobody looks before: on a full
- *     disk downloads fail, or packages do not pass their check.
+ *     disk downloads fail.
  *   libcurl obeys the proxies that the environment names, by https_proxy, http_proxy, all_proxy and no_proxy,
  *   and by all but http_proxy in capitals as well. The engine and its tools write remarks to the process's
  *   standard output and error: a host that prints there itself keeps a copy of the streams and points the
@@ -115,7 +116,7 @@ typedef struct DownloadProgressInfo {
     double remainingTime;   /* average, whole seconds; -2147483648, or an average with it, when unknown */
     double downloadedSize;  /* sum, kilobytes on the disk */
     double totalSize;       /* sum, kilobytes of the whole packages begun so far */
-    bool failed;            /* a download ended in error, or the installation failed before its downloads */
+    bool failed;    /* a download ended in error or had no thread, or all failed before the downloads */
     bool completed; /* every package is complete and its SHA-1 is the catalog's, and no download runs or is
                        still to be started; a package whose file could not be opened does not count, and only
                        the log names it */

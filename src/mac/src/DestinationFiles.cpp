@@ -24,15 +24,23 @@ DestinationFiles::Use::~Use() {
 
 void DestinationFiles::Use::opened() {
     const MutexLock lock(m_files.m_mutex);
-    m_files.m_checked.erase(m_file);
+    m_files.m_states[m_file] = {};
 }
 
-void DestinationFiles::Use::checked() {
-    State state{};
-    if (!readState(m_file, state))
-        return;
+void DestinationFiles::Use::mayBeOpened() {
+    struct stat now {};
+    const bool isThere = stat(m_file.c_str(), &now) == 0;
     const MutexLock lock(m_files.m_mutex);
-    m_files.m_checked[m_file] = state;
+    State &state = m_files.m_states[m_file];
+    if (!isThere || now.st_size != state.size || now.st_mtime != state.modified)
+        state = {};
+}
+
+void DestinationFiles::Use::checked() noexcept {
+    struct stat now {};
+    static_cast<void>(stat(m_file.c_str(), &now)); // of no size where it fails
+    const MutexLock lock(m_files.m_mutex);
+    m_files.m_states.find(m_file)->second = {true, now.st_size, now.st_mtime};
 }
 
 void DestinationFiles::wakeWaiting() {
@@ -41,22 +49,7 @@ void DestinationFiles::wakeWaiting() {
 }
 
 bool DestinationFiles::isChecked(const std::string &file) const {
-    State now{};
-    if (!readState(file, now))
-        return false;
     const MutexLock lock(m_mutex);
-    const auto checked = m_checked.find(file);
-    return checked != m_checked.end() && checked->second == now;
-}
-
-bool DestinationFiles::readState(const std::string &file, State &state) noexcept {
-    struct stat status {};
-    if (stat(file.c_str(), &status) != 0)
-        return false;
-    state = {status.st_ino, status.st_size, status.st_mtime};
-    return true;
-}
-
-bool DestinationFiles::State::operator==(const State &other) const noexcept {
-    return inode == other.inode && size == other.size && modified == other.modified;
+    const auto state = m_states.find(file);
+    return state != m_states.end() && state->second.isChecked;
 }

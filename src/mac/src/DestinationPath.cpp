@@ -7,7 +7,7 @@
 
 namespace {
 
-// A blank is not among them: it breaks the hash check of its package and does no other harm.
+// A blank is not among them: in a file's name it breaks the hash check and does no other harm.
 bool isRefused(char character) {
     const auto code = static_cast<unsigned char>(character);
     return code < 0x20 || code == 0x7f || contains(";&|<>()$`\\\"'", std::string(1, character));
@@ -22,7 +22,9 @@ bool leadsOut(const std::string &relativePath) {
 std::string destinationPath(const std::string &folder, const std::string &subFolder,
                             const std::string &fileName) {
     std::string path = folder + "/" + subFolder + "/" + fileName;
-    if (std::any_of(path.begin(), path.end(), isRefused) || leadsOut(subFolder + "/" + fileName))
+    // In a folder's name a blank makes the rest another folder's.
+    if (std::any_of(path.begin(), path.end(), isRefused) || contains(subFolder, " ") ||
+        leadsOut(subFolder + "/" + fileName))
         throw std::invalid_argument("a destination that no command may name");
     return path;
 }

@@ -4,7 +4,10 @@
 #include <exception>
 #include <map>
 #include <optional>
+#include <system_error>
 #include <utility>
+
+#include <unistd.h>
 
 #include "ExternalLibraries.h"
 #include "PackageList.h"
@@ -15,6 +18,17 @@
 #include "Trace.h"
 #include "UpdateManager.h"
 #include "Version.h"
+
+namespace {
+
+// An installation without a package list never ends (kept as shipped: it follows a check that left one). It
+// should not load the machine meanwhile, and a list that comes later is not taken.
+[[noreturn]] void waitForEver() {
+    while (true)
+        sleep(1);
+}
+
+} // namespace
 
 std::atomic<DownloadController *> DownloadController::s_pDownloadController{nullptr};
 
@@ -109,19 +123,23 @@ int DownloadController::checkForInstall(const std::string &currentVersion, const
 
 int DownloadController::install() {
     std::optional<JobLock::Use> machine(std::in_place, m_jobLock);
-    // Without a list the reading never ends; nobody else is to wait for that.
-    while (!packageListExists()) {
-        machine.reset();
-        static_cast<void>(readPackageList());
-        machine.emplace(m_jobLock);
+    std::optional<std::vector<std::string>> packages;
+    try {
+        packages = readPackageList();
+    } catch (const std::system_error &error) {
+        trace.error("ERROR: Not able to read the package list: %s\n", error.what());
+        return -1;
     }
-    const std::vector<std::string> packages = readPackageList();
+    if (!packages) {
+        machine.reset(); // nobody else is to wait for that
+        waitForEver();
+    }
     static_cast<void>(runShellCommand(std::string("sudo rm ") + packageListPath));
-    if (packages.empty()) {
+    if (packages->empty()) {
         trace.error("No Updates available\n");
         return 0;
     }
-    if (UpdateManager().installUpdatePackages(packages) != 0)
+    if (UpdateManager().installUpdatePackages(*packages) != 0)
         trace.error("ERROR: Update Failed\n");
     return 0;
 }
@@ -170,6 +188,12 @@ int DownloadController::downloadProducts() {
     if (urls.list().empty()) {
         markEarlyFailure();
         trace.error("ERROR: Package Missing\n");
+        return -1;
+    }
+    // An update's packages may be about to be overwritten.
+    if (!removePackageList()) {
+        markEarlyFailure();
+        trace.error("ERROR: Not able to remove the old package list\n");
         return -1;
     }
     m_earlyFailure = false;

@@ -18,11 +18,12 @@ DownloadEngine::~DownloadEngine() {
     m_threads.join();
 }
 
-DownloadEngine::Job::Job(DownloadEngine &engine, Cancellation::Ticket ticket)
-    : m_outstanding(engine.m_cancellation, ticket) {
-    static_cast<void>(engine.m_threads.takeLeftOver());
-    const MutexLock lock(engine.m_progressMutex);
-    engine.m_progress.completed = false;
+Cancellation::OutstandingPackages DownloadEngine::beginJob(Cancellation::Ticket ticket) {
+    // All of it at once: no query may find one without the other.
+    const MutexLock lock(m_progressMutex);
+    m_threads.forgetLeftOver();
+    m_progress.completed = false;
+    return {m_cancellation, ticket};
 }
 
 void DownloadEngine::downLoad(const std::list<const char *> &urls, const std::string &destination) {
@@ -50,16 +51,26 @@ void DownloadEngine::createDownloadThreads(const std::list<const char *> &urls,
     // At the level of an error (kept as shipped).
     trace.error("INFO: Creating Download thread\n");
     try {
-        const Cancellation::Ticket ticket = m_cancellation.ticketOfJob();
-        std::list<DownloadThreads::Work> works;
-        auto file = files.begin();
-        for (auto url = urls.begin(); url != urls.end() && file != files.end(); ++url, ++file)
-            works.push_back(downloadOf(*url, *file, ticket));
-        m_threads.startAll(std::move(works));
+        m_threads.startAll(downloadsOf(urls, files));
         m_threads.join();
     } catch (const std::exception &) {
         trace.error("ERROR: Download Thread Creation Failed\n");
     }
+}
+
+std::list<DownloadThreads::Work> DownloadEngine::downloadsOf(const std::list<const char *> &urls,
+                                                             const std::list<const char *> &files) {
+    const Cancellation::Ticket ticket = m_cancellation.ticketOfJob();
+    std::list<DownloadThreads::Work> works;
+    try {
+        auto file = files.begin();
+        for (auto url = urls.begin(); url != urls.end() && file != files.end(); ++url, ++file)
+            works.push_back(downloadOf(*url, *file, ticket));
+    } catch (const std::exception &) {
+        m_threads.noteLostWork();
+        throw;
+    }
+    return works;
 }
 
 // The texts are copied, since the work outlives the lists when a thread cannot be started.
@@ -90,6 +101,7 @@ int DownloadEngine::run(const char *url, const char *file, Cancellation::Ticket 
         return -1;
     if (!created->Init(url, file, m_curlConfig)) {
         trace.error("ERROR: Not able to initialize download helper\n");
+        destination.mayBeOpened();
         return -1;
     }
     destination.opened();
@@ -109,7 +121,7 @@ int DownloadEngine::run(const char *url, const char *file, Cancellation::Ticket 
 void DownloadEngine::retry(Cancellation::Ticket ticket) {
     try {
         retryWorkers(ticket);
-        m_threads.startAll(m_threads.takeLeftOver());
+        m_threads.startLeftOver();
     } catch (const std::exception &) {
         trace.error("ERROR: Download Thread Creation Failed\n");
     }
@@ -158,13 +170,14 @@ std::list<std::string> DownloadEngine::copyDownloadedPackages() const {
 }
 
 void DownloadEngine::averageProgress() {
-    const DownloadWorkers::Snapshots snapshots = m_workers.snapshots();
-    // With the lock held: a job that begins now takes back what is stored here.
     const MutexLock lock(m_progressMutex);
-    const bool mayFollow = downloadsMayFollow();
+    // Before the workers are looked at: what ends meanwhile may have ended badly. A job that begins meanwhile
+    // waits for the lock.
+    const bool mayFollow = mayDownloadsFollow();
+    const DownloadWorkers::Snapshots snapshots = m_workers.snapshots();
     if (mayFollow)
         m_progress.completed = false;
-    const bool neverStarted = m_threads.workIsLeftOver();
+    const bool neverStarted = m_threads.isWorkLeftOver();
     if (neverStarted)
         m_progress.failed = true;
     // An average over nothing is no figure: the previous ones stay.
@@ -183,8 +196,8 @@ void DownloadEngine::averageProgress() {
 }
 
 // Downloads that have no worker yet, whatever those that have one say.
-bool DownloadEngine::downloadsMayFollow() const {
-    return m_cancellation.packagesAreOutstanding() || m_threads.areRunning() || m_threads.workIsLeftOver();
+bool DownloadEngine::mayDownloadsFollow() const {
+    return m_cancellation.packagesAreOutstanding() || m_threads.isWorkOutstanding();
 }
 
 DownloadProgressInfo DownloadEngine::progress() const {

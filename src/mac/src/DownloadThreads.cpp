@@ -30,22 +30,32 @@ DownloadThreads::DownloadThreads()
 }
 
 void DownloadThreads::startAll(std::list<Work> works) {
-    // All count as running before the first one starts: none may look like the last.
-    std::list<std::shared_ptr<Running>> running;
-    for (std::size_t i = 0; i < works.size(); ++i)
-        running.push_back(std::make_shared<Running>(*this));
+    // From before the first one starts until what has no thread is left over: none may look like the last.
+    const Running untilKept(*this);
+    try {
+        startEach(works);
+    } catch (const std::exception &) {
+        leaveOver(works);
+        throw;
+    }
+}
 
+void DownloadThreads::startEach(std::list<Work> &works) {
     while (!works.empty()) {
         // A copy: the original stays for whoever tries again.
-        try {
-            start(std::move(running.front()), {works.front()}, true);
-        } catch (const std::exception &) {
-            leaveOver(works);
-            throw;
-        }
-        running.pop_front();
+        start(std::make_shared<Running>(*this), {works.front()}, true);
         works.pop_front();
     }
+}
+
+void DownloadThreads::startLeftOver() {
+    const Running untilStarted(*this);
+    std::list<Work> works;
+    {
+        const MutexLock lock(m_mutex);
+        works.swap(m_leftOver);
+    }
+    startAll(std::move(works));
 }
 
 void DownloadThreads::start(Work work) {
@@ -89,17 +99,24 @@ void DownloadThreads::join() {
     group->join_all();
 }
 
-bool DownloadThreads::areRunning() const {
+void DownloadThreads::noteLostWork() {
     const MutexLock lock(m_mutex);
-    return m_running != 0;
+    m_isWorkLost = true;
 }
 
-bool DownloadThreads::workIsLeftOver() const {
+void DownloadThreads::forgetLeftOver() {
+    std::list<Work> forgotten;
     const MutexLock lock(m_mutex);
-    return !m_leftOver.empty();
+    forgotten.swap(m_leftOver);
+    m_isWorkLost = false;
 }
 
-std::list<DownloadThreads::Work> DownloadThreads::takeLeftOver() {
+bool DownloadThreads::isWorkLeftOver() const {
     const MutexLock lock(m_mutex);
-    return std::exchange(m_leftOver, {});
+    return isLeftOver();
+}
+
+bool DownloadThreads::isWorkOutstanding() const {
+    const MutexLock lock(m_mutex);
+    return m_running != 0 || isLeftOver();
 }

@@ -22,10 +22,12 @@ std::string errorText(int error) {
     return std::generic_category().message(error);
 }
 
-// What is executed: the script; or what cannot be, whatever is there, since a name with a slash at its end is
-// that of a folder. The system then tells why.
+// What is executed: the script; or, where something else stands under its name, what cannot be executed,
+// since a name with a slash at its end is that of a folder. The system then tells why.
 std::string executedPath(bool isWhole) {
-    return isWhole ? installerScriptPath : std::string(installerScriptPath) + "/";
+    struct stat found {};
+    const bool isAnother = !isWhole && lstat(installerScriptPath, &found) == 0;
+    return isAnother ? std::string(installerScriptPath) + "/" : installerScriptPath;
 }
 
 [[noreturn]] void executeScript(const std::string &path) {
@@ -53,7 +55,6 @@ std::string executedPath(bool isWhole) {
 } // namespace
 
 int runInstallerScript(bool isWhole) {
-    const std::string path = executedPath(isWhole);
     sleep(secondsBeforeScript);
     // The updater itself leads the new session; it may lead one already, which is as good.
     static_cast<void>(setsid());
@@ -65,6 +66,6 @@ int runInstallerScript(bool isWhole) {
         return 0;
     }
     if (child == 0)
-        executeScript(path);
+        executeScript(executedPath(isWhole));
     waitForScript(child);
 }

@@ -5,6 +5,7 @@
 #include <limits>
 #include <optional>
 
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include "Paths.h"
@@ -12,13 +13,6 @@
 #include "ReplaceFile.h"
 
 namespace {
-
-// The list is looked for just once (kept as shipped): one that comes later is not taken. Waiting should not
-// load the machine.
-[[noreturn]] void waitForEver() {
-    while (true)
-        sleep(1);
-}
 
 std::vector<std::string> nonEmptyLines(const std::string &text) {
     std::vector<std::string> lines;
@@ -35,6 +29,12 @@ bool removeIfThere(const char *path) {
     return unlink(path) == 0 || errno == ENOENT;
 }
 
+// Then it was never a list: whoever wants one takes it for an empty one.
+bool isNoFile(const char *path) {
+    struct stat found {};
+    return lstat(path, &found) == 0 && !S_ISREG(found.st_mode);
+}
+
 } // namespace
 
 bool writePackageList(const std::list<std::string> &paths) {
@@ -49,16 +49,12 @@ bool writePackageList(const std::list<std::string> &paths) {
     return false;
 }
 
-bool packageListExists() {
-    return !isAbsent(packageListPath);
-}
-
-std::vector<std::string> readPackageList() {
+std::optional<std::vector<std::string>> readPackageList() {
     std::optional<RegularFile> list = RegularFile::open(packageListPath, Links::refuse);
-    if (!list && !packageListExists())
-        waitForEver();
+    if (!list && isAbsent(packageListPath))
+        return std::nullopt;
     if (!list || !list->isOwn())
-        return {};
+        return std::vector<std::string>();
     // No limit: nobody else has made it.
     return nonEmptyLines(list->read(std::numeric_limits<std::size_t>::max()).value_or(""));
 }
@@ -67,5 +63,5 @@ bool removePackageList() {
     // The marker first: with a marker and no list the suite would start a run that never ends. A marker that
     // cannot be removed is no reason to leave the list, which would install what is being replaced.
     static_cast<void>(removeIfThere(updateMarkerPath));
-    return removeIfThere(packageListPath);
+    return removeIfThere(packageListPath) || isNoFile(packageListPath);
 }

@@ -1,5 +1,6 @@
 #include "ReleaseRecord.h"
 
+#include <algorithm>
 #include <limits>
 #include <system_error>
 #include <utility>
@@ -56,11 +57,11 @@ std::optional<std::string> readConfiguration(const std::string &path) {
     }
 }
 
-// The last setting of that name, since one that stands more than once gets another one.
-std::string lastSetting(const LibXmlWrapper &configuration, const std::string &element) {
+// Any of that name will do: one that stands more than once gets another one.
+bool holdsSetting(const LibXmlWrapper &configuration, const std::string &element, const std::string &value) {
     const std::vector<std::string> texts =
         configuration.getXPathAllElement("/*/*[local-name()='" + element + "']");
-    return texts.empty() ? "" : texts.back();
+    return std::find(texts.begin(), texts.end(), value) != texts.end();
 }
 
 // Whether a configuration with these values could be made of the installed one, told by reading it again: the
@@ -68,7 +69,7 @@ std::string lastSetting(const LibXmlWrapper &configuration, const std::string &e
 bool holdsValues(const std::string &prepared, const Values &values) {
     const LibXmlWrapper configuration(prepared.data(), prepared.size());
     for (std::size_t i = 0; i < values.size(); ++i) {
-        if (!values[i].empty() && lastSetting(configuration, configurationElements[i]) != values[i])
+        if (!values[i].empty() && !holdsSetting(configuration, configurationElements[i], values[i]))
             return false;
     }
     return true;

@@ -53,7 +53,10 @@ public:
         : m_target(std::move(target))
         , m_path(m_target + "." + std::to_string(std::random_device()()))
         , m_file(open(m_path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode))
-        , m_isThere(static_cast<bool>(m_file)) {}
+        , m_isThere(static_cast<bool>(m_file)) {
+        if (!m_file)
+            m_error = errno;
+    }
     ~ReplacementFile() {
         if (m_isThere)
             static_cast<void>(unlink(m_path.c_str())); // nobody could be told of another failure
@@ -61,9 +64,16 @@ public:
     ReplacementFile(const ReplacementFile &) = delete;
     ReplacementFile &operator=(const ReplacementFile &) = delete;
 
-    bool takeOwnerAndMode(const struct stat &other) const {
-        return m_file && fchown(m_file.number(), other.st_uid, other.st_gid) == 0 &&
-               fchmod(m_file.number(), other.st_mode & 07777U) == 0;
+    bool takeOwnerAndMode(const struct stat &other) {
+        struct stat own {};
+        if (!m_file || fstat(m_file.number(), &own) != 0)
+            return false;
+        const bool isOwnersAlready = own.st_uid == other.st_uid && own.st_gid == other.st_gid;
+        if ((isOwnersAlready || fchown(m_file.number(), other.st_uid, other.st_gid) == 0) &&
+            fchmod(m_file.number(), other.st_mode & 07777U) == 0)
+            return true;
+        m_error = errno;
+        return false;
     }
 
     // To be called once.
@@ -73,11 +83,19 @@ public:
         // On the disk before it takes the place, or a loss of power could leave neither content.
         if (fsync(m_file.number()) != 0 || !m_file.close())
             return false;
-        if (std::rename(m_path.c_str(), m_target.c_str()) != 0)
+        if (std::rename(m_path.c_str(), m_target.c_str()) != 0) {
+            m_error = errno;
             return false;
+        }
         m_isThere = false;
         flushFolderOf(m_target);
         return true;
+    }
+
+    // Whether there may be no other file in the other one's place: the folder takes none, its owner cannot be
+    // given, or the name is a mount or as long as a name can be.
+    bool isRefused() const {
+        return m_error == EACCES || m_error == EPERM || m_error == EBUSY || m_error == ENAMETOOLONG;
     }
 
 private:
@@ -85,12 +103,17 @@ private:
     std::string m_path;
     Descriptor m_file;
     bool m_isThere;
+    int m_error = 0;
 };
 
+enum class Replaced { yes, no, refused };
+
 // Never more open to others than the file that is replaced, from the first moment.
-bool replaceKeepingMode(const std::string &path, const struct stat &old, std::string_view bytes) {
+Replaced replaceKeepingMode(const std::string &path, const struct stat &old, std::string_view bytes) {
     ReplacementFile file(path, old.st_mode & 0777U);
-    return file.takeOwnerAndMode(old) && file.fillAndCommit(bytes);
+    if (file.takeOwnerAndMode(old) && file.fillAndCommit(bytes))
+        return Replaced::yes;
+    return file.isRefused() ? Replaced::refused : Replaced::no;
 }
 
 // The path that a path leads to, link by link, so that a link to a file that is not there yet is followed
@@ -118,9 +141,8 @@ Descriptor openToWrite(const std::string &path) {
     return Descriptor(open(path.c_str(), O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
 }
 
-bool writeInPlace(const std::string &path, std::string_view bytes) {
+bool writeInPlace(Descriptor file, std::string_view bytes) {
     const PipeSignalBlock block;
-    Descriptor file = openToWrite(path);
     const int flags = file ? fcntl(file.number(), F_GETFL) : -1;
     // A slow reader, though, has its time.
     if (flags < 0 || fcntl(file.number(), F_SETFL, flags & ~O_NONBLOCK) != 0)
@@ -133,7 +155,7 @@ bool writeInPlace(const std::string &path, std::string_view bytes) {
 bool replaceFile(const std::string &path, std::string_view bytes) {
     struct stat old {};
     if (lstat(path.c_str(), &old) == 0 && S_ISREG(old.st_mode))
-        return replaceKeepingMode(path, old, bytes);
+        return replaceKeepingMode(path, old, bytes) == Replaced::yes;
     return replaceByOwnFile(path, bytes);
 }
 
@@ -149,7 +171,13 @@ bool rewriteFile(const std::string &path, std::string_view bytes) {
     if (stat(path.c_str(), &old) != 0)
         return errno == ENOENT && ReplacementFile(*target, modeOfNewFile).fillAndCommit(bytes);
     if (!S_ISREG(old.st_mode))
-        return writeInPlace(path, bytes);
+        return writeInPlace(openToWrite(path), bytes);
     // A rename would succeed where writing to the file is not allowed.
-    return openToWrite(path) && isSameFile(*target, old) && replaceKeepingMode(*target, old, bytes);
+    Descriptor file = openToWrite(path);
+    if (!file || !isSameFile(*target, old))
+        return false;
+    const Replaced replaced = replaceKeepingMode(*target, old, bytes);
+    if (replaced == Replaced::refused && ftruncate(file.number(), 0) == 0)
+        return writeInPlace(std::move(file), bytes);
+    return replaced == Replaced::yes;
 }

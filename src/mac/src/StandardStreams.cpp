@@ -29,9 +29,11 @@ __attribute__((format(printf, 1, 0))) std::string formatted(const char *format, 
 void writeDirectly(int descriptor, std::string_view text) noexcept {
     while (!text.empty()) {
         const ssize_t count = write(descriptor, text.data(), text.size());
-        if (count < 0 && errno != EINTR)
+        if (count < 0 && errno == EINTR)
+            continue;
+        if (count <= 0)
             return;
-        text.remove_prefix(count < 0 ? 0 : static_cast<std::size_t>(count));
+        text.remove_prefix(static_cast<std::size_t>(count));
     }
 }
 

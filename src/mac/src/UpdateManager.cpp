@@ -3,8 +3,10 @@
 #include <algorithm>
 #include <cstdlib>
 #include <exception>
-#include <fstream>
 
+#include <fcntl.h>
+
+#include "Descriptor.h"
 #include "DownloadController.h"
 #include "HotFixSelection.h"
 #include "InstallationOrder.h"
@@ -132,7 +134,8 @@ bool UpdateManager::runCommand(const char *command) const {
 }
 
 bool UpdateManager::fileExist(const std::string &path) const {
-    return std::ifstream(path).is_open();
+    // A FIFO is nothing to wait for.
+    return static_cast<bool>(Descriptor(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC)));
 }
 
 int UpdateManager::updateProductConfigXml(std::string path, std::string element, std::string value) {
