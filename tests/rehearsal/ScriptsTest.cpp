@@ -112,7 +112,7 @@ TEST(InstallScript, namesWhatIsMissingOnAnotherSystem) {
     const Outcome outcome = inside(hide + R"sh(
         hide dpkg-query nginx
         "$rehearsal/../scripts/install-packages" build && echo 'all for the build'
-        "$rehearsal/../scripts/install-packages" demo 2>&1 | head -n 3; echo "${PIPESTATUS[0]}")sh");
+        "$rehearsal/../scripts/install-packages" demo 2>&1 | sed -n 1,3p; echo "${PIPESTATUS[0]}")sh");
     if (outcome.status == needsRealRoot)
         GTEST_SKIP() << outcome.output;
     EXPECT_EQ(outcome.output, "all for the build\nThis is not a Debian system, and nginx is missing. Please "

@@ -755,6 +755,9 @@ TEST_F(DownloadControllerTest, AFreshInstallTakesAwayTheListWhosePackagesItMayOv
 }
 
 TEST_F(DownloadControllerTest, AnInstallationWhoseListCannotBeReadSaysSoAndKeepsIt) {
+#if defined(__SANITIZE_ADDRESS__)
+    GTEST_SKIP() << "the sanitizer opens a pipe to look at the exception";
+#endif
     writeText(packageList, "/p/A.pkg\n");
     {
         const NoMoreFiles none;

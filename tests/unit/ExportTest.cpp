@@ -88,6 +88,14 @@ TEST(Exports, AreFoundByNameInALoadedLibrary) {
         EXPECT_NE(dlsym(library.get(), name), nullptr) << name;
 }
 
+// A host that unloads it all the same does not take it from under its threads.
+TEST(Exports, LibraryStaysWhenItIsUnloaded) {
+    void *const library = dlopen(LIBRARY_FILE, RTLD_NOW | RTLD_LOCAL);
+    ASSERT_NE(library, nullptr);
+    EXPECT_EQ(dlclose(library), 0);
+    EXPECT_NE(dlopen(LIBRARY_FILE, RTLD_NOW | RTLD_NOLOAD), nullptr);
+}
+
 TEST(Exports, HeaderMeansTheSameToC) {
     EXPECT_EQ(progressRecordSizeInC(), sizeof(DownloadProgressInfo));
 }
