@@ -120,6 +120,7 @@ private:
     int checkForInstall(const std::string &currentVersion, const std::string &affiliateId,
                         Cancellation::Ticket ticket) REQUIRES(m_jobMutex);
     int install();
+    int installPackages(const std::vector<std::string> &packages);
     int runFreshInstall(Cancellation::Ticket ticket) REQUIRES(m_jobMutex);
     int downloadProducts() REQUIRES(m_jobMutex);
     void markEarlyFailure();

@@ -122,24 +122,24 @@ int DownloadController::checkForInstall(const std::string &currentVersion, const
 }
 
 int DownloadController::install() {
-    std::optional<JobLock::Use> machine(std::in_place, m_jobLock);
-    std::optional<std::vector<std::string>> packages;
     try {
-        packages = readPackageList();
+        const JobLock::Use machine(m_jobLock);
+        if (const std::optional<std::vector<std::string>> packages = readPackageList())
+            return installPackages(*packages);
     } catch (const std::system_error &error) {
         trace.error("ERROR: Not able to read the package list: %s\n", error.what());
         return -1;
     }
-    if (!packages) {
-        machine.reset(); // nobody else is to wait for that
-        waitForEver();
-    }
+    waitForEver(); // without the lock: nobody else is to wait for that
+}
+
+int DownloadController::installPackages(const std::vector<std::string> &packages) {
     static_cast<void>(runShellCommand(std::string("sudo rm ") + packageListPath));
-    if (packages->empty()) {
+    if (packages.empty()) {
         trace.error("No Updates available\n");
         return 0;
     }
-    if (UpdateManager().installUpdatePackages(*packages) != 0)
+    if (UpdateManager().installUpdatePackages(packages) != 0)
         trace.error("ERROR: Update Failed\n");
     return 0;
 }
