@@ -77,6 +77,7 @@ private:
     DownloadThreads::Work downloadOf(const char *url, const char *file, Cancellation::Ticket ticket);
     int run(const char *url, const char *file, Cancellation::Ticket ticket);
     void retryWorkers(Cancellation::Ticket ticket);
+    std::list<DownloadWorkers::Validated> checkedPackages() const;
     bool mayDownloadsFollow() const;
 
     const PackageRecords &m_records;

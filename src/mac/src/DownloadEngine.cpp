@@ -151,21 +151,23 @@ void DownloadEngine::stop() {
     m_workers.stopAll();
 }
 
+std::list<DownloadWorkers::Validated> DownloadEngine::checkedPackages() const {
+    std::list<DownloadWorkers::Validated> packages = m_workers.validatedPackages();
+    packages.remove_if([this](const auto &package) { return !m_destinations.isChecked(package.file); });
+    return packages;
+}
+
 std::list<const char *> DownloadEngine::downloadedPackages() const {
     std::list<const char *> paths;
-    for (const DownloadWorkers::Validated &package : m_workers.validatedPackages()) {
-        if (m_destinations.isChecked(package.file))
-            paths.push_back(package.borrowed);
-    }
+    for (const DownloadWorkers::Validated &package : checkedPackages())
+        paths.push_back(package.borrowed);
     return paths;
 }
 
 std::list<std::string> DownloadEngine::copyDownloadedPackages() const {
     std::list<std::string> paths;
-    for (const DownloadWorkers::Validated &package : m_workers.validatedPackages()) {
-        if (m_destinations.isChecked(package.file))
-            paths.push_back(package.file);
-    }
+    for (const DownloadWorkers::Validated &package : checkedPackages())
+        paths.push_back(package.file);
     return paths;
 }
 
