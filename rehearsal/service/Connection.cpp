@@ -112,6 +112,11 @@ bool Connection::send(const Request &request, Answer &answer) {
         return false;
     }
 
+    if (how == "raw") {
+        sendRaw(answer);
+        return false;
+    }
+
     const bool cutShort = how == "cut" || how == "reset" || how == "stall";
     const bool lasts = !cutShort && how != "no-length";
     m_wire->write(head(request, answer, lasts));
@@ -120,19 +125,40 @@ bool Connection::send(const Request &request, Answer &answer) {
                  cutShort ? std::min(answer.reply.length, answer.action.number) : answer.reply.length);
     }
 
-    if (how == "stall") {
-        m_wire->waitUntilClientLeaves();
-        return false;
-    }
-    if (how == "reset") {
-        m_wire->reset();
-        return false;
-    }
     if (lasts && request.keepAlive) {
         return true;
     }
-    m_wire->close();
+    end(how);
     return false;
+}
+
+void Connection::end(const std::string &how) {
+    if (how == "stall") {
+        m_wire->waitUntilClientLeaves();
+    } else if (how == "reset") {
+        m_wire->reset();
+    } else {
+        m_wire->close();
+    }
+}
+
+void Connection::sendRaw(Answer &answer) {
+    sendBody(answer, answer.reply.length);
+    if (!answer.reply.forever.empty()) {
+        sendForever(answer.reply.forever);
+    }
+    end(answer.action.ending);
+}
+
+// Until the client goes away, which ends the connection by an exception.
+void Connection::sendForever(const std::string &bytes) {
+    std::string many;
+    while (many.size() < pieceSize) {
+        many += bytes;
+    }
+    for (;;) {
+        m_wire->write(many);
+    }
 }
 
 void Connection::sendBody(Answer &answer, std::uint64_t length) {

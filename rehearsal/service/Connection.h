@@ -19,6 +19,9 @@ public:
 private:
     std::optional<Request> read();
     bool send(const Request &request, Answer &answer); // whether the connection may serve another request
+    void end(const std::string &how);
+    void sendRaw(Answer &answer);
+    [[noreturn]] void sendForever(const std::string &bytes);
     void sendBody(Answer &answer, std::uint64_t length);
 
     const std::unique_ptr<Wire> m_wire;

@@ -26,6 +26,7 @@ struct Reply {
     std::vector<std::pair<std::string, std::string>> headers;
     std::unique_ptr<std::istream> body; // stands at the first byte to send
     std::uint64_t length = 0;
+    std::string forever; // sent over and over after the body
 };
 
 Reply textReply(unsigned status, const std::string &text, const std::string &contentType = "text/plain");

@@ -8,7 +8,7 @@
 
 namespace {
 
-enum class Argument { none, number, optionalNumber, numberAndText, text };
+enum class Argument { none, number, optionalNumber, numberAndText, text, file };
 
 const std::map<std::string, Argument> &actions() {
     static const std::map<std::string, Argument> known = {
@@ -20,6 +20,9 @@ const std::map<std::string, Argument> &actions() {
         {"slow", Argument::number},
         {"status", Argument::numberAndText},
         {"redirect", Argument::text},
+        {"moved", Argument::numberAndText},
+        {"as", Argument::text},
+        {"raw", Argument::file},
         {"chunked", Argument::none},
         {"no-length", Argument::none},
         {"no-ranges", Argument::none},
@@ -35,6 +38,18 @@ struct Rule {
     Action action;
 };
 
+// "FILE [stall | reset | repeat FILE]"
+void readRaw(std::istringstream &words, const std::string &line, Action &action) {
+    std::string more;
+    words >> action.text >> action.ending >> action.repeated >> more;
+    const bool isKnown = action.ending.empty() || action.ending == "stall" || action.ending == "reset" ||
+                         action.ending == "repeat";
+    if (action.text.empty() || !isKnown || !more.empty() ||
+        (action.ending == "repeat") == action.repeated.empty()) {
+        throw std::invalid_argument("wrong arguments: " + line);
+    }
+}
+
 Rule ruleOf(const std::string &line) {
     Rule rule;
     std::istringstream words(line);
@@ -44,6 +59,10 @@ Rule ruleOf(const std::string &line) {
         throw std::invalid_argument("not a rule: " + line);
     }
     const Argument argument = known->second;
+    if (argument == Argument::file) {
+        readRaw(words, line, rule.action);
+        return rule;
+    }
     std::string number;
     if (argument == Argument::number || argument == Argument::optionalNumber ||
         argument == Argument::numberAndText) {

@@ -7,7 +7,9 @@
 struct Action {
     std::string name = "ok";
     std::uint64_t number = 0;
-    std::string text; // the argument as written, to the end of the line
+    std::string text;     // the argument as written, to the end of the line; of "raw" the file
+    std::string ending;   // of "raw" only
+    std::string repeated; // the file that is sent for ever, when that is the ending
 };
 
 // The action of the first rule for this request in the text of a script; "ok" when there is none.

@@ -50,25 +50,46 @@ Answer Service::answer(const Request &request) {
     return answer;
 }
 
+// Every byte of it, head included.
+Reply Service::rawReply(const Action &action) const {
+    const auto bytesOf = [this](const std::string &file) {
+        auto bytes = contentOf(m_root + "/service/raw/" + file);
+        if (!bytes) {
+            throw std::invalid_argument("no file " + file);
+        }
+        return *std::move(bytes);
+    };
+    Reply reply = textReply(0, bytesOf(action.text));
+    if (!action.repeated.empty()) {
+        reply.forever = bytesOf(action.repeated);
+    }
+    return reply;
+}
+
 Reply Service::replyTo(const Request &request, const Action &action) const {
+    if (action.name == "raw") {
+        return rawReply(action);
+    }
     if (action.name == "status") {
         return textReply(static_cast<unsigned>(action.number), action.text);
     }
-    if (action.name == "redirect") {
-        Reply reply = textReply(302, "");
+    if (action.name == "redirect" || action.name == "moved") {
+        Reply reply = textReply(action.name == "moved" ? static_cast<unsigned>(action.number) : 302, "");
         reply.headers.emplace_back("Location", action.text);
         return reply;
     }
     if (request.host == "update.brovik.example") {
         return updateReply(request);
     }
-    if (request.host != "scripted.brovik.example") {
+    if (request.host != "scripted.brovik.example" && request.host != "catalogs.brovik.example" &&
+        request.host != "packages.brovik.example") {
         return textReply(400, "no such host here: " + request.host + "\n");
     }
     if (request.method != "GET" && request.method != "HEAD") {
         return textReply(405, "files are asked for by GET or HEAD\n");
     }
-    const std::string path = request.target.substr(0, request.target.find('?'));
+    const std::string target = action.name == "as" ? action.text : request.target;
+    const std::string path = target.substr(0, target.find('?'));
     if (path.empty() || path.front() != '/' || path.find("..") != std::string::npos) {
         return textReply(400, "not a path: " + path + "\n");
     }

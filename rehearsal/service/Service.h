@@ -24,6 +24,7 @@ public:
 
 private:
     Reply replyTo(const Request &request, const Action &action) const;
+    Reply rawReply(const Action &action) const;
     Reply updateReply(const Request &request) const;
     void record(const Request &request, unsigned attempt, const Answer &answer);
 

@@ -1,6 +1,7 @@
 #include "Wire.h"
 
 #include <boost/asio/write.hpp>
+#include <boost/system/system_error.hpp>
 
 #include <linux/sockios.h>
 #include <sys/ioctl.h>
@@ -22,21 +23,48 @@ void Wire::reset() {
     socket().close();
 }
 
+void Wire::sever() {
+    error_code gone; // the client may be so already
+    socket().shutdown(tcp::socket::shutdown_send, gone);
+    waitUntilClientLeaves();
+}
+
 void Wire::waitUntilClientLeaves() {
     std::string ignored(65536, '\0');
     error_code left;
     while (!left) {
-        read(asio::buffer(ignored), left);
+        socket().read_some(asio::buffer(ignored), left);
     }
 }
 
-TlsWire::TlsWire(tcp::socket socket, asio::ssl::context &tls)
-    : m_stream(std::move(socket), tls) {
+TlsWire::TlsWire(tcp::socket socket, Handshakes &handshakes)
+    : m_stream(std::move(socket), handshakes.context()) {
+    Handshakes::noteFault(m_stream.native_handle(), &m_fault);
 }
 
 void TlsWire::open() {
-    m_stream.next_layer().set_option(tcp::no_delay(true));
-    m_stream.handshake(asio::ssl::stream_base::server);
+    socket().set_option(tcp::no_delay(true));
+    error_code error;
+    m_stream.handshake(asio::ssl::stream_base::server, error);
+    if (!m_fault.empty()) {
+        fail(m_fault);
+    }
+    if (error) {
+        throw boost::system::system_error(error);
+    }
+}
+
+void TlsWire::fail(const std::string &fault) {
+    if (fault == "plain") {
+        asio::write(socket(), asio::buffer(std::string("HTTP/1.1 400 Bad Request\r\n\r\nno TLS here\n")));
+    }
+    if (fault == "silent") {
+        waitUntilClientLeaves();
+    } else if (fault == "reset") {
+        reset();
+    } else {
+        sever();
+    }
 }
 
 std::size_t TlsWire::read(asio::mutable_buffer into, error_code &error) {
@@ -73,9 +101,7 @@ void PlainWire::write(const std::string &bytes) {
 }
 
 void PlainWire::close() {
-    error_code gone; // the client may be so already
-    m_socket.shutdown(tcp::socket::shutdown_send, gone);
-    waitUntilClientLeaves();
+    sever();
 }
 
 tcp::socket &PlainWire::socket() {

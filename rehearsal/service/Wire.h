@@ -1,8 +1,9 @@
 #pragma once
 
+#include "Handshakes.h"
+
 #include <boost/asio/buffer.hpp>
 #include <boost/asio/ip/tcp.hpp>
-#include <boost/asio/ssl/context.hpp>
 #include <boost/asio/ssl/stream.hpp>
 #include <boost/system/error_code.hpp>
 
@@ -31,12 +32,14 @@ public:
     void waitUntilClientLeaves();
 
 protected:
+    // TCP's end without TLS's own; plain HTTP knows no other.
+    void sever();
     virtual boost::asio::ip::tcp::socket &socket() = 0;
 };
 
 class TlsWire : public Wire {
 public:
-    TlsWire(boost::asio::ip::tcp::socket socket, boost::asio::ssl::context &tls);
+    TlsWire(boost::asio::ip::tcp::socket socket, Handshakes &handshakes);
 
     void open() override;
     std::size_t read(boost::asio::mutable_buffer into, boost::system::error_code &error) override;
@@ -47,6 +50,9 @@ protected:
     boost::asio::ip::tcp::socket &socket() override;
 
 private:
+    void fail(const std::string &fault);
+
+    std::string m_fault; // what the client gets instead of a handshake
     boost::asio::ssl::stream<boost::asio::ip::tcp::socket> m_stream;
 };
 

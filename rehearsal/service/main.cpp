@@ -1,4 +1,5 @@
 #include "Connection.h"
+#include "Handshakes.h"
 #include "Service.h"
 #include "Text.h"
 #include "Wire.h"
@@ -54,9 +55,7 @@ template <typename MakeWire>
 }
 
 [[noreturn]] void serve(const std::string &root, const tcp::endpoint &secure, const tcp::endpoint &plain) {
-    asio::ssl::context tls(asio::ssl::context::tls_server);
-    tls.use_certificate_chain_file(root + "/tls/server.pem");
-    tls.use_private_key_file(root + "/tls/server.key", asio::ssl::context::pem);
+    Handshakes handshakes(root);
     Service service(root);
     asio::io_context context;
     tcp::acceptor secureAcceptor(context, secure);
@@ -75,7 +74,10 @@ template <typename MakeWire>
     });
     serveClients(
         secureAcceptor,
-        [&tls](tcp::socket socket) { return std::make_unique<TlsWire>(std::move(socket), tls); }, service);
+        [&handshakes](tcp::socket socket) {
+            return std::make_unique<TlsWire>(std::move(socket), handshakes);
+        },
+        service);
 }
 
 } // namespace

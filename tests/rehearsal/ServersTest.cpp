@@ -117,6 +117,10 @@ const std::string file = R"sh(
         curl -s -o got -w '%{exitcode} %{http_code} %{size_download} ' "$@" https://scripted.brovik.example/file
         echo "$(cmp got $original 2>&1 | cut -d , -f 1)"
     }
+    printf 'HTTP/1.1 200 OK\r\nContent-Length: 5\r\n\r\n0123' >/srv/rehearsal/service/raw/cut
+    printf 'HTTP/1.1 200 OK\r\n' >/srv/rehearsal/service/raw/status
+    printf 'Header: field\r\n' >/srv/rehearsal/service/raw/header
+    head -c 5 $original >/srv/rehearsal/scripted/five
     script() { printf '%s\n' "$@" >/srv/rehearsal/service/script; }
 )sh";
 
@@ -164,6 +168,13 @@ INSTANTIATE_TEST_SUITE_P(
         ActionCase{"chunked", "chunked", "", "0 200 200000 "},
         ActionCase{"noRanges", "no-ranges", "-r 5-", "0 200 200000 "},
         ActionCase{"noRangesResume", "no-ranges", "-C 5", "33 200 0 cmp: EOF on got which is empty"},
+        ActionCase{"as", "as /five", "-r 1-", "0 206 4 got /srv/rehearsal/scripted/file differ: char 1"},
+        ActionCase{"moved", "moved 308 https://scripted.brovik.example/file", "-L", "0 200 200000 "},
+        ActionCase{"raw", "raw cut", "", "18 200 4 cmp: EOF on got after byte 4"},
+        ActionCase{"rawWithReset", "raw cut reset", "", "56 200 4 cmp: EOF on got after byte 4"},
+        ActionCase{"rawAndStall", "raw cut stall", "-m 1", "28 200 4 cmp: EOF on got after byte 4"},
+        ActionCase{"rawForEver", "raw status repeat header", "",
+                   "56 200 0 cmp: got: No such file or directory"},
         ActionCase{"redirect", "redirect https://scripted.brovik.example/file", "-L", "0 200 200000 "}),
     [](const auto &one) { return one.param.name; });
 
@@ -231,7 +242,8 @@ TEST(Script, appliesToTheUpdateService) {
 
 TEST(Script, withAnErrorInItFailsEveryRequest) {
     const Outcome outcome = insideWithServers(file + R"sh(
-        for rule in '/other 1 cat 5' '/other x ok' '/other 1 cut' '/other 1 cut x' '/other 1 ok 5' '/other 1 redirect' '/other'; do
+        for rule in '/other 1 cat 5' '/other x ok' '/other 1 cut' '/other 1 cut x' '/other 1 ok 5' '/other 1 redirect' '/other' \
+            '/other 1 raw' '/other 1 raw cut off' '/other 1 raw cut repeat' '/file * raw none'; do
             script "$rule"
             curl -s -w '%{http_code}\n' https://scripted.brovik.example/file
         done)sh");
@@ -239,7 +251,9 @@ TEST(Script, withAnErrorInItFailsEveryRequest) {
               "not a rule: /other 1 cat 5\n500\nnot a rule: /other x ok\n500\n"
               "a number is missing: /other 1 cut\n500\na number is missing: /other 1 cut x\n500\n"
               "wrong arguments: /other 1 ok 5\n500\nwrong arguments: /other 1 redirect\n500\n"
-              "not a rule: /other\n500\n");
+              "not a rule: /other\n500\nwrong arguments: /other 1 raw\n500\n"
+              "wrong arguments: /other 1 raw cut off\n500\nwrong arguments: /other 1 raw cut repeat\n500\n"
+              "no file none\n500\n");
 }
 
 TEST(ScriptedHost, servesRanges) {
