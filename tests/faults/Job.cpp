@@ -10,11 +10,10 @@
 
 namespace {
 
-const std::string host = "scripted.brovik.example";
 const std::string version = "1.0.1.0";
 
-std::string baseUrl(const Job &job) {
-    return job.scheme + "://" + host;
+std::string baseUrl(const Job &job, std::string_view host) {
+    return std::string(job.scheme) + "://" + std::string(host);
 }
 
 std::string reply(const std::string &catalogs) {
@@ -25,7 +24,7 @@ std::string reply(const std::string &catalogs) {
 }
 
 std::string catalogElement(const Job &job, const std::string &name) {
-    return "<catalog><caturlroot>" + baseUrl(job) + "</caturlroot><name>" + name +
+    return "<catalog><caturlroot>" + baseUrl(job, job.catalogHost) + "</caturlroot><name>" + name +
            "</name><version>7</version></catalog>";
 }
 
@@ -75,7 +74,7 @@ void offerPackages(const Job &job, const Packages &packages) {
 }
 
 std::string urlOf(const Job &job, const std::string &fileName) {
-    return baseUrl(job) + "/" + fileName;
+    return baseUrl(job, job.packageHost) + "/" + fileName;
 }
 
 std::string pathIn(const Job & /*job*/, const std::string &fileName) {

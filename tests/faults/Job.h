@@ -4,6 +4,7 @@
 
 #include <map>
 #include <string>
+#include <string_view>
 
 #include <gtest/gtest.h>
 
@@ -11,10 +12,13 @@
 
 enum class Task { update, freshInstall };
 
+// Constants that tables may use before main.
 struct Job {
     const char *name; // as part of a case's name
     Task task;
-    std::string scheme;
+    std::string_view scheme;
+    std::string_view catalogHost = "scripted.brovik.example";
+    std::string_view packageHost = "scripted.brovik.example";
 };
 
 extern const Job updateByHttps;

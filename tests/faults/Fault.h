@@ -1,0 +1,72 @@
+// Faults as rows of tables: each is a case of its own for every job that meets it, named SUITE.FAULT/JOB.
+#pragma once
+
+#include <functional>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "Job.h"
+
+// Texts of tables may hold {url} and {path} of the package "One.pkg", {catalogUrl}, {catalog} (its path on
+// the host) and {catalogFile} (where it is downloaded to) of its catalog, and {service}, the path and query
+// that the job asks the service for.
+std::string filledIn(std::string text, const Job &job);
+
+// What the servers do wrong.
+struct Trouble {
+    std::string script;                     // see misbehave()
+    std::map<std::string, std::string> raw; // bytes that are sent as they are, by their name in the script
+    std::map<std::string, std::string> files = {}; // more that the scripted host serves, by name
+};
+void makeTrouble(const Job &job, const Trouble &trouble);
+void endTrouble();
+
+// "One.pkg" of all jobs.
+extern const Packages onePackage;
+std::string onePackageContent();
+
+// The trace's part behind the first or the last place where a text stands; all of it when it stands nowhere.
+std::string tracedSinceFirst(const std::string &text);
+std::string tracedSinceLast(const std::string &text);
+
+// Lines of transfers, to be filled in.
+namespace Lines {
+
+inline const std::string thread = ">INFO : DownloadController::downLoadThreadEntry\n";
+inline const std::string started = ">INFO : Start download: {url}\n";
+inline const std::string checking = ">INFO: Checking HashSUM : {path}\n";
+inline const std::string matches = ">INFO:Success Checking HashSUM : {path}\n";
+inline const std::string mismatch = ">Error: Hash mismatch : {path}\n";
+inline const std::string downloaded = ">Successfully downloaded: {url}\n";
+inline const std::string again = ">Resume Download: {url}\n>INFO : Start download: {url}\n";
+inline const std::string partial =
+    ">ERROR : Download Failed with CURL error code CURLE_PARTIAL_FILE for {url}\n";
+inline const std::string timedOut = ">Download Error: CURLE_OPERATION_TIMEDOUT URL: {url}\n";
+inline const std::string notThisTime = ">ERROR : Download Failed: {url}\n";
+inline const std::string givenUp = ">ERROR: Exit maximum no of Checking HashSUM : {path}\n";
+
+inline std::string failedWith(int httpCode, int curlCode) {
+    return ">Error: HTTP response= " + std::to_string(httpCode) +
+           " and CURL response = " + std::to_string(curlCode) + ", URL: {url}\n";
+}
+
+} // namespace Lines
+
+// What the job says of its end.
+std::string tracedEndOf(const Job &job, bool complete);
+
+const std::vector<Job> &allJobs();
+// Each task and each protocol once, for what is the same code in all of them.
+const std::vector<Job> &jobsByBoth();
+const std::vector<Job> &httpsJobs();
+
+// A case for each job. To be called before main.
+void registerFault(const char *suite, const std::string &name, const std::vector<Job> &jobs,
+                   const std::function<void(const Job &)> &body);
+
+// The installed product's and the installer's own files, which no failure may change.
+std::map<std::string, std::string> ownFiles();
+
+// Without the trouble the same job completes.
+void expectCompleteOnceItIsGone(const Job &job);
