@@ -18,24 +18,6 @@ struct CatalogFault {
     std::string file; // what is on the disk then; a complete catalog is that which was published
 };
 
-std::string ofCatalog(std::string lines) {
-    const std::string package = "{url}";
-    for (std::size_t at = lines.find(package); at != std::string::npos; at = lines.find(package))
-        lines.replace(at, package.size(), "{catalogUrl}");
-    return lines;
-}
-
-// The end of a job whose only catalog says nothing.
-std::string tracedWithoutCatalog(const Job &job) {
-    return job.task == Task::update ? ">INFO : Getting Hotfix info\n"
-                                      ">No products found For Update\n" +
-                                          tracedEnd
-                                    : ">INFO : Getting Package info\n"
-                                      ">INFO: Getting downloaded package URLS\n"
-                                      ">ERROR:  Package Missing\n"
-                                      ">ERROR: Package Missing\n";
-}
-
 std::string tracedWithCatalog(const Job &job) {
     using namespace Lines;
     return (job.task == Task::update
@@ -93,7 +75,11 @@ std::vector<CatalogFault> table() {
         {"ResetAtTheFirstByte", {"{catalog} * reset 0\n", {}}, started + failedWith(200, 56), false, ""},
         answered("NotFound", 404),
         answered("Unavailable", 503),
-        {"HtmlPage", {"{catalog} * status 200 " + wellFormed + "\n", {}}, started + downloaded, false, wellFormed},
+        {"HtmlPage",
+         {"{catalog} * status 200 " + wellFormed + "\n", {}},
+         started + downloaded,
+         false,
+         wellFormed},
         {"EmptyBody", {"{catalog} * status 200\n", {}}, started + downloaded, false, ""},
         raw("NoLengthAndCut", head("200 OK") + "<product_catalog><conf", started + downloaded,
             "<product_catalog><conf"),

@@ -97,6 +97,26 @@ std::string tracedEndOf(const Job &job, bool complete) {
     return (complete ? tracedPlainConfiguration() : ">ERROR: Download Failed\n") + tracedEnd;
 }
 
+std::string ofCatalog(std::string lines) {
+    return withAll(std::move(lines), "{url}", "{catalogUrl}");
+}
+
+std::string tracedWithoutReply(const Job &job) {
+    return ">INFO :Tolvane Response - \n"
+           ">INFO : Processing Tolvane Response\n" +
+           tracedUpdateAvailable + ">ERROR Tolvane response\n" + (job.task == Task::update ? tracedEnd : "");
+}
+
+std::string tracedWithoutCatalog(const Job &job) {
+    return job.task == Task::update ? ">INFO : Getting Hotfix info\n"
+                                      ">No products found For Update\n" +
+                                          tracedEnd
+                                    : ">INFO : Getting Package info\n"
+                                      ">INFO: Getting downloaded package URLS\n"
+                                      ">ERROR:  Package Missing\n"
+                                      ">ERROR: Package Missing\n";
+}
+
 const std::vector<Job> &allJobs() {
     static const std::vector<Job> jobs = {updateByHttps, freshInstallByHttps, updateByHttp,
                                           freshInstallByHttp};

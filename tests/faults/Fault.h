@@ -56,6 +56,13 @@ inline std::string failedWith(int httpCode, int curlCode) {
 // What the job says of its end.
 std::string tracedEndOf(const Job &job, bool complete);
 
+// The same lines of the job's catalog.
+std::string ofCatalog(std::string lines);
+
+// The end of a job without a reply, and of one whose only catalog says nothing.
+std::string tracedWithoutReply(const Job &job);
+std::string tracedWithoutCatalog(const Job &job);
+
 const std::vector<Job> &allJobs();
 // Each task and each protocol once, for what is the same code in all of them.
 const std::vector<Job> &jobsByBoth();
