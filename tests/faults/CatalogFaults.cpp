@@ -6,6 +6,7 @@
 #include "Observed.h"
 #include "PackageFault.h"
 #include "Paths.h"
+#include "Release.h"
 #include "TextFile.h"
 
 namespace {
@@ -103,10 +104,48 @@ std::vector<CatalogFault> table() {
     };
 }
 
+// Another catalog of the reply stays out. An update goes on with what the others name, and records the
+// release all the same (kept: what became of a catalog's transfer is not asked); an installation needs every
+// package.
+void expectOthersWithoutOneCatalog(const Job &job) {
+    const Packages both = {{"One.pkg", onePackageContent()}, {"Two.pkg", onePackageContent()}};
+    const bool isUpdate = job.task == Task::update;
+    offerPackages(job, isUpdate ? onePackage : both);
+    if (isUpdate) {
+        HotFix second = publishPackage(scriptedHost + "/Two.pkg", both.at("Two.pkg"));
+        second.url = urlOf(job, "Two.pkg");
+        publishCatalog(scriptedHost + "/Two_maccat.xml", {second});
+        const std::string reply = readText("/srv/rehearsal/service/reply.xml");
+        const std::size_t end = reply.find("</catlist>");
+        const std::string root =
+            "<caturlroot>" + std::string(job.scheme) + "://scripted.brovik.example</caturlroot>";
+        answerWith(reply.substr(0, end) + "<catalog>" + root + "<name>Two_maccat</name></catalog>" +
+                   reply.substr(end));
+    }
+    misbehave("/Two_maccat.xml * status 404\n");
+    const Ended first = runJob(job);
+    EXPECT_EQ(first.status, isUpdate ? 0 : 1);
+    const std::string missing = filledIn(Lines::failedWith(404, 0), job);
+    EXPECT_NE(transcript().find(missing.substr(0, missing.find(", URL")) +
+                                ", URL: " + urlOf(job, "Two_maccat.xml") + "\n"),
+              std::string::npos);
+    if (isUpdate) {
+        EXPECT_TRUE(isComplete(job, first, onePackage));
+        EXPECT_EQ(filesBelow(packageDirectory()).count("1.0.1.0/Two.pkg"), 0U);
+    } else {
+        EXPECT_TRUE(isRefused(job, first));
+        EXPECT_EQ(tracedSinceLast(">INFO: Getting downloaded package URLS\n"),
+                  ">ERROR:  Package Missing\n>ERROR: Package Missing\n");
+    }
+    endTrouble();
+    EXPECT_TRUE(isComplete(job, runJob(job), both));
+}
+
 const bool registered = [] {
     for (const CatalogFault &fault : table())
         registerFault("CatalogFault", fault.name, jobsByBoth(),
                       [fault](const Job &job) { expectCatalogFault(job, fault); });
+    registerFault("CatalogFault", "OneOfTwoNotFound", jobsByBoth(), expectOthersWithoutOneCatalog);
     return true;
 }();
 

@@ -1,5 +1,7 @@
 // An update service whose reply does not come, comes in part, late or without an end, or is none.
 
+#include <filesystem>
+
 #include <gtest/gtest.h>
 
 #include "ExpectedTrace.h"
@@ -210,6 +212,7 @@ void expectFortyMegabytesRead(const Job &job) {
     const Ended ended = runJob(job);
     EXPECT_EQ(ended.status, 0);
     EXPECT_TRUE(isComplete(job, ended, onePackage));
+    EXPECT_GT(std::filesystem::file_size(traceLogPath), 2 * more.size()); // the reply stands there twice
     answerWith(reply);
     EXPECT_TRUE(isComplete(job, runJob(job), onePackage));
 }

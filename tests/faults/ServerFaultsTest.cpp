@@ -1,8 +1,11 @@
 // Servers that break off, refuse, answer with errors or with other bytes.
 
-#include <algorithm>
+#include <gtest/gtest.h>
 
+#include "Observed.h"
 #include "PackageFault.h"
+#include "Paths.h"
+#include "Program.h"
 #include "Release.h"
 
 namespace {
@@ -137,7 +140,9 @@ std::vector<PackageFault> errors() {
     const std::string page = "<html><body>Sorry</body></html>";
     const auto answered = [&page](const char *name, int code) {
         return PackageFault{name,
-                            {"/One.pkg * status " + std::to_string(code) + " " + page + "\n", {}},
+                            {"/One.pkg * status " + std::to_string(code) + " " + page +
+                                 "\nHEAD:/One.pkg * status " + std::to_string(code) + "\n",
+                             {}},
                             started + failedWith(code, 0),
                             false,
                             page};
@@ -159,6 +164,38 @@ std::vector<PackageFault> errors() {
     };
 }
 
+// Before anything is downloaded an installation asks for each package by HEAD.
+void expectMissingByHead(const Job &job) {
+    offerPackages(job, onePackage);
+    misbehave("HEAD:/One.pkg * drop\n");
+    const auto before = ownFiles();
+    const Ended first = runJob(job);
+    EXPECT_EQ(first.status, 1);
+    EXPECT_EQ(tracedSinceLast(">INFO: Getting downloaded package URLS\n"),
+              filledIn(">ERROR: {url} Package Missing\n>ERROR: Package Missing\n", job));
+    EXPECT_TRUE(isRefused(job, first));
+    EXPECT_EQ(ownFiles(), before);
+    EXPECT_TRUE(sameFiles({}, filesBelow(packageDirectory())));
+    expectCompleteOnceItIsGone(job);
+}
+
+// That question has no limit of time (kept); the host program's own ends it.
+void expectWaitingForHead(const Job &job) {
+    constexpr int timedOutStatus = 124;
+    offerPackages(job, onePackage);
+    misbehave("HEAD:/One.pkg * silent\n");
+    const auto before = ownFiles();
+    std::vector<std::string> command = commandOf(job);
+    command.insert(command.end(), {"--timeout", "2"});
+    const Ended first = run(command);
+    EXPECT_EQ(first.status, timedOutStatus);
+    EXPECT_EQ(tracedSinceLast(">INFO: Getting downloaded package URLS\n"), "");
+    EXPECT_TRUE(isRefused(job, first));
+    EXPECT_EQ(ownFiles(), before);
+    EXPECT_TRUE(sameFiles({}, filesBelow(packageDirectory())));
+    expectCompleteOnceItIsGone(job);
+}
+
 const bool registered = [] {
     registerPackageFaults(plain(), allJobs());
     registerPackageFaults(brokenOff());
@@ -174,6 +211,9 @@ const bool registered = [] {
                             started + timedOut,
                             false,
                             content.substr(0, 40000)}});
+    const std::vector<Job> installations = {freshInstallByHttps, freshInstallByHttp};
+    registerFault("ServerFault", "ClosedWhenAskedWhetherItIsThere", installations, expectMissingByHead);
+    registerFault("ServerFault", "SilentWhenAskedWhetherItIsThere", installations, expectWaitingForHead);
     return true;
 }();
 
