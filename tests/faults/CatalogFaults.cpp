@@ -3,8 +3,8 @@
 #include <gtest/gtest.h>
 
 #include "ExpectedTrace.h"
+#include "Fault.h"
 #include "Observed.h"
-#include "PackageFault.h"
 #include "Paths.h"
 #include "Release.h"
 #include "TextFile.h"
@@ -24,8 +24,7 @@ std::string tracedWithCatalog(const Job &job) {
     return (job.task == Task::update
                 ? tracedSelection
                 : ">INFO : Getting Package info\n>INFO: Getting downloaded package URLS\n") +
-           tracedDownloads + thread + filledIn(started + checking + matches + downloaded, job) +
-           tracedEndOf(job, true);
+           tracedDownloads + thread + filledIn(fetched, job) + tracedEndOf(job, true);
 }
 
 void expectCatalogFault(const Job &job, const CatalogFault &fault) {

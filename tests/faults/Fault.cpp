@@ -91,6 +91,14 @@ std::string tracedSinceLast(const std::string &text) {
     return at == std::string::npos ? all : all.substr(at + text.size());
 }
 
+std::string head(const std::string &lines) {
+    return "HTTP/1.1 " + lines + "\r\n\r\n";
+}
+
+std::string headWithLength(const std::string &length) {
+    return head("200 OK\r\nContent-Length: " + length);
+}
+
 std::string tracedEndOf(const Job &job, bool complete) {
     if (job.task == Task::freshInstall)
         return complete ? recorded : "";

@@ -46,12 +46,25 @@ inline const std::string timedOut = ">Download Error: CURLE_OPERATION_TIMEDOUT U
 inline const std::string notThisTime = ">ERROR : Download Failed: {url}\n";
 inline const std::string givenUp = ">ERROR: Exit maximum no of Checking HashSUM : {path}\n";
 
+// One wrong package and then a good one; three of them.
+inline const std::string goodTheSecondTime =
+    started + checking + mismatch + again + checking + matches + downloaded + notThisTime;
+inline const std::string givenUpAtLast = started + checking + mismatch + again + checking + mismatch + again +
+                                         givenUp + notThisTime + notThisTime + notThisTime;
+// Broken off once.
+inline const std::string resumed = started + partial + again + checking + matches + downloaded;
+inline const std::string fetched = started + checking + matches + downloaded;
+
 inline std::string failedWith(int httpCode, int curlCode) {
     return ">Error: HTTP response= " + std::to_string(httpCode) +
            " and CURL response = " + std::to_string(curlCode) + ", URL: {url}\n";
 }
 
 } // namespace Lines
+
+// The head of an answer that is sent as it is: its status line's end, and its headers.
+std::string head(const std::string &lines);
+std::string headWithLength(const std::string &length);
 
 // What the job says of its end.
 std::string tracedEndOf(const Job &job, bool complete);

@@ -35,11 +35,3 @@ void registerPackageFaults(const std::vector<PackageFault> &faults, const std::v
         registerFault("ServerFault", fault.name, jobs,
                       [fault](const Job &job) { expectPackageFault(job, fault); });
 }
-
-std::string head(const std::string &lines) {
-    return "HTTP/1.1 " + lines + "\r\n\r\n";
-}
-
-std::string headWithLength(const std::string &length) {
-    return head("200 OK\r\nContent-Length: " + length);
-}

@@ -13,7 +13,3 @@ struct PackageFault {
 
 void registerPackageFaults(const std::vector<PackageFault> &faults,
                            const std::vector<Job> &jobs = jobsByBoth());
-
-// The heads of answers that are sent as they are.
-std::string head(const std::string &lines);
-std::string headWithLength(const std::string &length);

@@ -8,7 +8,6 @@ using namespace Lines;
 
 std::vector<PackageFault> elsewhere() {
     const std::string content = onePackageContent();
-    const std::string fetched = started + checking + matches + downloaded;
     const std::map<std::string, std::string> target = {{"Target.pkg", content}};
     return {
         {"RedirectedThreeTimes",

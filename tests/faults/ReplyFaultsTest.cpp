@@ -102,13 +102,8 @@ Trouble raw(const std::string &bytes, const std::string &ending = "") {
     return {"{service} * raw answer " + ending + "\n", {{"answer", bytes}}};
 }
 
-std::string head(const std::string &lines) {
-    return "HTTP/1.1 " + lines + "\r\n\r\n";
-}
-
 std::vector<ReplyFault> brokenOff() {
     const std::string part = "<productresponse status=\"0\"><pkglist>";
-    const std::string hundredGigabytes = head("200 OK\r\nContent-Length: 107374182400");
     return {
         {"ClosedWithoutAnAnswer", rule("drop"), "", "", Outcome::noReply},
         {"ClosedAtTheFirstByte", rule("cut 0"), "", "", Outcome::noReply},
@@ -116,10 +111,9 @@ std::vector<ReplyFault> brokenOff() {
         {"ResetAtTheFirstByte", rule("reset 0"), "", "", Outcome::noReply},
         {"ResetInMidReply", rule("reset 37"), "", part, Outcome::noProducts},
         {"NoLengthAndCut", raw(head("200 OK") + part), httpCode(200), part, Outcome::noProducts},
-        {"ShorterAnnounced", raw(head("200 OK\r\nContent-Length: 37") + "{reply}"), httpCode(200), part,
-         Outcome::noProducts},
+        {"ShorterAnnounced", raw(headWithLength("37") + "{reply}"), httpCode(200), part, Outcome::noProducts},
         // What came of a broken transfer is judged by what is there.
-        {"HundredGigabytesAnnouncedAndCut", raw(hundredGigabytes + "{reply}"), "", "{reply}",
+        {"HundredGigabytesAnnouncedAndCut", raw(headWithLength("107374182400") + "{reply}"), "", "{reply}",
          Outcome::complete},
         {"Slow", rule("slow 400"), httpCode(200), "{reply}", Outcome::complete},
     };

@@ -19,14 +19,7 @@ std::string flipped(std::string bytes, std::size_t position) {
     return bytes;
 }
 
-const std::string givenUpAtLast = started + checking + mismatch + again + checking + mismatch + again +
-                                  givenUp + notThisTime + notThisTime + notThisTime;
-const std::string goodTheSecondTime =
-    started + checking + mismatch + again + checking + matches + downloaded + notThisTime;
-
 const std::string otherContent(content.rbegin(), content.rend());
-
-const std::string resumed = started + partial + again + checking + matches + downloaded;
 
 std::vector<PackageFault> plain() {
     return {
@@ -58,7 +51,7 @@ std::vector<PackageFault> brokenOff() {
          content.substr(0, 99999)},
         {"SlowAboveTheLimit",
          {"/One.pkg * slow 50000\n", {}},
-         started + checking + matches + downloaded,
+         fetched,
          true,
          content},
         {"BitFlippedAlways", {"/One.pkg * wrong 50000\n", {}}, givenUpAtLast, false, flipped(content, 50000)},
