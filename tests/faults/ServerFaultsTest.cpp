@@ -49,11 +49,7 @@ std::vector<PackageFault> brokenOff() {
          started + failedWith(200, 56),
          false,
          content.substr(0, 99999)},
-        {"SlowAboveTheLimit",
-         {"/One.pkg * slow 50000\n", {}},
-         fetched,
-         true,
-         content},
+        {"SlowAboveTheLimit", {"/One.pkg * slow 50000\n", {}}, fetched, true, content},
         {"BitFlippedAlways", {"/One.pkg * wrong 50000\n", {}}, givenUpAtLast, false, flipped(content, 50000)},
     };
 }
