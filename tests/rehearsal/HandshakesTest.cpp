@@ -4,13 +4,14 @@
 
 namespace {
 
-// $1 of each host: curl's exit status and what it says.
+// Of each host: the file, and curl's exit status and what it says. Only a host that keeps silent uses up the
+// time.
 const std::string ask = R"sh(
     cd /tmp
     echo here >/srv/rehearsal/scripted/file
     ask() {
         for host in catalogs packages; do
-            curl -s --max-time 1 -w ' %{exitcode} %{errormsg}\n' "https://$host.brovik.example/file"
+            curl -s --max-time ${limit:-60} -w ' %{exitcode} %{errormsg}\n' "https://$host.brovik.example/file"
         done
     }
     handshakes() { printf '%s\n' "$@" >/srv/rehearsal/service/handshakes; }
@@ -36,15 +37,17 @@ TEST(BadCertificate, isShownToTheClientsOfOneHostUntilItIsRemoved) {
 
 TEST(Handshakes, failForOneHostAsTheirFileSays) {
     const Outcome outcome = insideWithServers(ask + R"sh(
-        for how in tls1.0 plain silent drop reset; do
+        for how in tls1.0 plain drop reset; do
             handshakes "packages.brovik.example $how"
             ask | cut -d ' ' -f 1-2
         done
+        handshakes 'packages.brovik.example silent'
+        limit=5 ask | cut -d ' ' -f 1-2
         handshakes 'packages.brovik.example other'
         ask | cut -d ' ' -f 1-2
         rm /srv/rehearsal/service/handshakes
         ask)sh");
-    EXPECT_EQ(outcome.output, "here\n 0\n 35\nhere\n 0\n 35\nhere\n 0\n 28\nhere\n 0\n 35\nhere\n 0\n 35\n"
+    EXPECT_EQ(outcome.output, "here\n 0\n 35\nhere\n 0\n 35\nhere\n 0\n 35\nhere\n 0\n 35\nhere\n 0\n 28\n"
                               " 35\n 35\nhere\n 0 \nhere\n 0 \n");
 }
 
