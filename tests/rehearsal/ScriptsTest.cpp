@@ -76,7 +76,7 @@ TEST(DemoBuild, isForItsOwnServiceAndLooksForNoTestLibrary) {
 
 TEST(TestScript, tellsItsOwnUsage) {
     EXPECT_EQ(outside(R"sh("$rehearsal/../test" --help | head -n 1)sh").output,
-              "usage: ./test [PRESET] [OPTION]...\n");
+              "usage: ./test [PRESET] [--long] [OPTION]...\n");
 }
 
 TEST(TestScript, refusesAPresetAndAnOptionThatItDoesNotKnow) {
