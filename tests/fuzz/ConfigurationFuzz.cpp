@@ -19,7 +19,7 @@ using Setting = std::pair<const char *, const char *>;
 // With characters that are markup in an XML text.
 constexpr std::array<Setting, 6> settings = {{{"ProductVersion", "1.0.0.6"},
                                               {"BuildNumber", "120"},
-                                              {"CoreRelVer", "2 < 3"},
+                                              {"CoreRelVer", "2 < 3\r"},
                                               {"PartnerRelVer", "]]>&amp;"},
                                               {"ReleaseName", "a \"b\" & 'c'"},
                                               {"CBRMSBuildNo", "0"}}};

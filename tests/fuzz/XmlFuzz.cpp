@@ -1,6 +1,7 @@
 // Every operation of the XML document, by an expression of the input's on a document of the input's: the
 // expression first, then the names and the value, then the document, each ended by a backslash and another
 // character.
+#include <algorithm>
 #include <cstdint>
 #include <exception>
 #include <string>
