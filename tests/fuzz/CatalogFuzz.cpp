@@ -53,26 +53,33 @@ void prepareConfiguration() {
             "the prepared configuration is a configuration");
 }
 
-void update() {
-    const std::vector<HotFixPackageInfo> hotFixes = CatalogParser().getHotFixInfo(files);
-    const std::size_t listed = LibXmlWrapper(files.front()).countNodes(keyHotFixPackage).value_or(0);
-    require(hotFixes.size() == files.size() * listed, "every hot-fix of every catalog gives one record");
-    PackageRecords records;
-    records.setFreshInstallMode(false);
-    records.setHotFixes(hotFixes);
+// None when a build number is none: the one exception that the selection documents.
+std::optional<std::vector<HotFixPackageInfo>> chosen(const std::vector<HotFixPackageInfo> &hotFixes) {
     std::vector<HotFixPackageInfo> kept;
     try {
-        OwnedTexts urls(UpdateManager().getListOfUpdates(hotFixes, "1.0.0.5", kept));
-        require(urls.list().size() == kept.size(), "every hot-fix that was kept has a URL");
-        for (const std::string url : urls.list())
-            requireSafeDestination(packageDirectory(), records.folderOf(url), afterLastSlash(url));
-        if (!kept.empty())
-            prepareConfiguration();
+        const OwnedTexts urls(UpdateManager().getListOfUpdates(hotFixes, "1.0.0.5", kept));
+        return kept;
     } catch (const std::invalid_argument &) {
         requireUncountable(hotFixes);
     } catch (const std::out_of_range &) {
         requireUncountable(hotFixes);
     }
+    return std::nullopt;
+}
+
+void update() {
+    const std::vector<HotFixPackageInfo> hotFixes = CatalogParser().getHotFixInfo(files);
+    const std::size_t listed = LibXmlWrapper(files.front()).countNodes(keyHotFixPackage).value_or(0);
+    require(hotFixes.size() == files.size() * listed, "every hot-fix of every catalog gives one record");
+    const std::optional<std::vector<HotFixPackageInfo>> kept = chosen(hotFixes);
+    if (!kept || kept->empty())
+        return;
+    PackageRecords records;
+    records.setFreshInstallMode(false);
+    records.setHotFixes(hotFixes);
+    for (const HotFixPackageInfo &hotFix : *kept)
+        requireSafeDestination(packageDirectory(), records.folderOf(hotFix.url), afterLastSlash(hotFix.url));
+    prepareConfiguration();
 }
 
 std::string hashOfFirstNamed(const std::vector<ProductInfo> &products, const std::string &url) {

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <exception>
 #include <string>
+#include <typeinfo>
 #include <vector>
 
 #include <fuzzer/FuzzedDataProvider.h>
@@ -51,12 +52,15 @@ void requireOwnTexts(const Question &question, const std::vector<std::string> &t
         requireOwnText(question, text);
 }
 
+// As two queries do, by an exception that is no other than this one.
 template <typename Read>
-void mayRefuse(Read read) {
+bool isRefused(Read read) {
     try {
         static_cast<void>(read());
-    } catch (const std::exception &) {
-        return; // documented: there is no text, or no number that fits
+        return false;
+    } catch (const std::exception &refusal) {
+        require(typeid(refusal) == typeid(std::exception), "a query that refuses says no more than that");
+        return true;
     }
 }
 
@@ -79,8 +83,10 @@ void ask(const Question &question, const LibXmlWrapper &document) {
     for (const std::vector<std::string> &read : {texts, children, values, markup})
         requireOwnTexts(question, read);
     requireOwnText(question, value);
-    mayRefuse([&] { return document.getXPathBoolValue(xpath); });
-    mayRefuse([&] { return document.getXPathUnsignedLongValue(xpath); });
+    const bool isEmpty = document.getXPathElement(xpath).empty();
+    require(isRefused([&] { return document.getXPathBoolValue(xpath); }) == isEmpty, "no text is no flag");
+    require(isRefused([&] { return document.getXPathUnsignedLongValue(xpath); }) || !isEmpty,
+            "no text is no number");
     document.PrintChildrenName(document.PrintRootElement());
 }
 
