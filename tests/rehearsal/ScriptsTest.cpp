@@ -100,6 +100,21 @@ TEST(TestScript, refusesABuildForAnotherService) {
               "./test: build/dev is configured for the update service host.example");
 }
 
+TEST(FuzzScript, tellsItsOwnUsage) {
+    EXPECT_EQ(outside(R"sh("$rehearsal/../scripts/fuzz" --help | head -n 1)sh").output,
+              "usage: scripts/fuzz [--seconds N] [TARGET...]\n");
+}
+
+TEST(FuzzScript, refusesATargetAnOptionAndATimeThatItDoesNotKnow) {
+    EXPECT_EQ(outside(R"sh("$rehearsal/../scripts/fuzz" Replies 2>&1 | head -n 1; echo "${PIPESTATUS[0]}")sh")
+                  .output,
+              "scripts/fuzz: there is no target Replies\n64\n");
+    EXPECT_EQ(outside(R"sh("$rehearsal/../scripts/fuzz" --forever)sh"),
+              (Outcome{"scripts/fuzz: there is no option --forever; see scripts/fuzz --help\n", 64}));
+    EXPECT_EQ(outside(R"sh("$rehearsal/../scripts/fuzz" --seconds 0)sh"),
+              (Outcome{"scripts/fuzz: --seconds needs a number of seconds\n", 64}));
+}
+
 TEST(StyleScript, saysThatItNeedsGit) {
     const Outcome outcome = inside(R"sh(
         mkdir /tmp/bin && ln -s /usr/bin/{bash,env,dirname} /tmp/bin && export PATH=/tmp/bin

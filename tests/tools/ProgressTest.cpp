@@ -219,6 +219,16 @@ TEST(ProgressModel, TellsNoTimeLeftOfDays) {
     EXPECT_EQ(watch.shown().left, std::nullopt);
 }
 
+// By fuzzing.
+TEST(ProgressModel, HasNoSpeedThatIsNoNumber) {
+    Watch watch;
+    constexpr double huge = std::numeric_limits<double>::max();
+    static_cast<void>(watch.take(figures(1, 1, huge)));
+    static_cast<void>(watch.take(figures(1, huge / 2, huge), {}, milliseconds(10)));
+    EXPECT_EQ(watch.shown().kbPerSecond, 0);
+    EXPECT_EQ(watch.shown().left, std::nullopt);
+}
+
 TEST(ProgressModel, MeasuresAnewWhenAPackageIsFetchedAgain) {
     Watch watch;
     static_cast<void>(watch.take(figures(0, 0, 1000)));

@@ -602,6 +602,20 @@ TEST(ServiceReply, HundredThousandCatalogsTakeLinearTime) {
     EXPECT_THAT(urls.core, SizeIs(count));
 }
 
+// By fuzzing: every product that is not known repeats the catalogs before it, so that a reply of some hundred
+// kilobytes named more catalogs than there is memory for.
+TEST(ServiceReply, RepeatedCatalogsDoNotFillTheMemory) {
+    constexpr std::size_t bytes = 1U << 20U;
+    const std::string known = product("quaformac", catalog("r", std::string(bytes, 'n')));
+    const QuietOutput quietOutput;
+    DownloadController::getInstance();
+    catalogparserflagvalue = Trace::errorLevel;
+    const CatalogUrls urls = catalogUrlsOf(
+        reply(R"(<product appid="quaformac"/>)", known + repeated(R"(<product appid="unknown"/>)", 1'000)));
+    EXPECT_THAT(urls.partner, SizeIs(255));
+    EXPECT_THAT(traceMessages(), ElementsAre(parsingFailed));
+}
+
 // --- product catalogs
 // ---------------------------------------------------------------------------------------
 

@@ -380,6 +380,17 @@ TEST(PropertyListWrite, KeepsEveryForeignValueAndTheOrderOfKeys) {
     EXPECT_EQ(readText(path), plist("<dict>\n" + foreignValues + buildInfo + "</dict>\n"));
 }
 
+// By fuzzing: a bare one is a line end to whoever reads it.
+TEST(PropertyListWrite, KeepsCarriageReturns) {
+    const std::string foreign = "\t<key>a&#13;</key>\n"
+                                "\t<string>b&#13;\n&#13;c</string>\n";
+    const auto list = readList(plist("<dict>\n" + foreign + "</dict>\n"));
+    ASSERT_TRUE(list);
+    EXPECT_EQ(list->string("a\r"), "b\r\n\rc");
+    ASSERT_TRUE(list->write(path));
+    EXPECT_EQ(readText(path), plist("<dict>\n" + foreign + "</dict>\n"));
+}
+
 TEST(PropertyListWrite, ReplacesAnExistingValueAsAWhole) {
     const std::string old = "\t<key>BuildInfo</key>\n"
                             "\t<dict>\n"

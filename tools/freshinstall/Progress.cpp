@@ -179,7 +179,7 @@ void Progress::measure(const DownloadProgressInfo &info, milliseconds time) {
         m_samples.pop_front();
     const Sample &first = m_samples.front();
     const double passed = std::chrono::duration<double>(time - first.time).count();
-    m_figures.kbPerSecond = passed > 0 ? (present - first.presentKb) / passed : 0;
+    m_figures.kbPerSecond = passed > 0 ? sane((present - first.presentKb) / passed) : 0;
 
     const double total = sane(info.totalSize);
     m_figures.totalKb = std::max(m_figures.totalKb, total);

@@ -1,6 +1,7 @@
 // The records of the catalogs, the names that the two catalog documents use, and their parser.
 #pragma once
 
+#include <cstddef>
 #include <list>
 #include <map>
 #include <string>
@@ -118,9 +119,12 @@ public:
 private:
     void appendCatalogs(const std::vector<std::string> &products, const std::vector<std::string> &appIds,
                         bool isPartner);
+    // Throws std::length_error when there are more catalogs than any reply names.
+    void appendCatalog(CatalogInfo catalog);
     void appendProduct(const std::string &catalogPath);
 
     std::vector<CatalogInfo> m_catalogList;
+    std::size_t m_catalogBytes = 0; // that the list holds
     mutable boost::mutex m_listMutex;
     std::vector<ProductInfo> m_productList GUARDED_BY(m_listMutex);
     std::vector<HotFixPackageInfo> m_hotFixList GUARDED_BY(m_listMutex);

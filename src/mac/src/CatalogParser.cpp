@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <array>
 #include <exception>
+#include <stdexcept>
+#include <utility>
 
 #include "DownloadController.h"
 #include "LibXmlWrapper.h"
@@ -19,6 +21,10 @@ const std::array<const char *, 8> coreReleaseNames = {
 
 const std::string &dynamicBrandingCatalog = constantText("dynamicbranding_maccat.xml");
 const std::string &keyCBRMSBuildNo = constantText("/product_catalog/configuration/cbrmsbuildno");
+
+// Many thousand times what a real reply names. The catalogs of one product may stand again for every other
+// one, so that a short reply could fill the memory.
+constexpr std::size_t mostCatalogBytes = 256U << 20U;
 
 // The texts of each catalog of one product, entry by entry.
 struct CatalogTexts {
@@ -77,6 +83,7 @@ void CatalogParser::parseCatalogWithResponse(std::string response) {
     catalogTrace.info("INFO : Tolvane response is  == >> %s\n", response.c_str());
     catalogTrace.info("INFO : Parsing Tolvane response for getting catalog\n");
     m_catalogList.clear();
+    m_catalogBytes = 0;
     try {
         const LibXmlWrapper document(response.c_str(), response.size());
         DownloadController *controller = DownloadController::getInstance();
@@ -118,9 +125,17 @@ void CatalogParser::appendCatalogs(const std::vector<std::string> &products,
         for (std::size_t i = 0; i < texts.names.size(); ++i) {
             if (!isPartner)
                 catalogTrace.info("INFO :Tolvane Response has names - %s\n", texts.names[i].c_str());
-            m_catalogList.push_back({texts.roots.at(i), texts.versions.at(i), texts.names[i], isPartner});
+            appendCatalog({texts.roots.at(i), texts.versions.at(i), texts.names[i], isPartner});
         }
     }
+}
+
+void CatalogParser::appendCatalog(CatalogInfo catalog) {
+    m_catalogBytes +=
+        sizeof catalog + catalog.catUrlRoot.size() + catalog.version.size() + catalog.name.size();
+    if (m_catalogBytes > mostCatalogBytes)
+        throw std::length_error("more catalogs than any reply names");
+    m_catalogList.push_back(std::move(catalog));
 }
 
 std::vector<ProductInfo> CatalogParser::getProductInfo(std::list<std::string> catalogPaths) {

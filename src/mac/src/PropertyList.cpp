@@ -3,6 +3,8 @@
 
 #include <new>
 
+#include <boost/algorithm/string/replace.hpp>
+
 #include "RegularFile.h"
 #include "ReplaceFile.h"
 #include "XmlDocument.h"
@@ -44,6 +46,10 @@ std::optional<PropertyList> PropertyList::readFromOpenFolder(const std::string &
 }
 
 bool PropertyList::write(const std::string &path) const {
-    const std::optional<std::string> xml = toXml();
-    return xml && replaceFile(path, *xml);
+    std::optional<std::string> xml = toXml();
+    if (!xml)
+        return false;
+    // The systems' libraries write it as it is, and whoever reads that takes it for the end of a line.
+    boost::algorithm::replace_all(*xml, "\r", "&#13;");
+    return replaceFile(path, *xml);
 }
