@@ -97,6 +97,18 @@ TEST_P(DiskFault, PackageIsADirectory) {
     recovery.expectCompleteNow();
 }
 
+// One that was never opened is not missed (kept).
+TEST_P(DiskFault, PackageAmongOthersIsADirectory) {
+    const Packages packages = {{"One.pkg", content}, {"Two.pkg", content + "2"}};
+    const Recovery both(job, packages);
+    fs::create_directories(package);
+    const Ended ended = runJob(job);
+    EXPECT_TRUE(isComplete(job, ended, {{"Two.pkg", content + "2"}}));
+    EXPECT_NE(transcriptOf(job).find(tracedUnopened(package)), std::string::npos);
+    fs::remove(package);
+    both.expectCompleteNow();
+}
+
 TEST_P(DiskFault, PackageIsAPipe) {
     madeFolder(fs::path(package).parent_path());
     ASSERT_EQ(mkfifo(package.c_str(), 0600), 0);
