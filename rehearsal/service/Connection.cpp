@@ -1,13 +1,8 @@
 #include "Connection.h"
 
-#include <boost/asio/buffer.hpp>
-#include <boost/asio/write.hpp>
 #include <boost/beast/http/parser.hpp>
 #include <boost/beast/http/status.hpp>
 #include <boost/beast/http/string_body.hpp>
-
-#include <linux/sockios.h>
-#include <sys/ioctl.h>
 
 #include <algorithm>
 #include <chrono>
@@ -15,7 +10,6 @@
 #include <sstream>
 #include <thread>
 
-namespace asio = boost::asio;
 namespace http = boost::beast::http;
 using boost::system::error_code;
 
@@ -47,21 +41,20 @@ std::string head(const Request &request, const Answer &answer, bool lasts) {
 
 } // namespace
 
-Connection::Connection(asio::ip::tcp::socket socket, asio::ssl::context &tls, Service &service)
-    : m_stream(std::move(socket), tls)
+Connection::Connection(std::unique_ptr<Wire> wire, Service &service)
+    : m_wire(std::move(wire))
     , m_service(service) {
 }
 
 void Connection::run() {
-    m_stream.next_layer().set_option(asio::ip::tcp::no_delay(true));
-    m_stream.handshake(asio::ssl::stream_base::server);
+    m_wire->open();
     while (const auto request = read()) {
         Answer answer = m_service.answer(*request);
         if (!send(*request, answer)) {
             return;
         }
     }
-    close();
+    m_wire->close();
 }
 
 std::optional<Request> Connection::read() {
@@ -84,10 +77,10 @@ std::optional<Request> Connection::read() {
         }
         if (parser.is_header_done() && !toldToContinue &&
             parser.get()[http::field::expect] == "100-continue") {
-            write("HTTP/1.1 100 Continue\r\n\r\n");
+            m_wire->write("HTTP/1.1 100 Continue\r\n\r\n");
             toldToContinue = true;
         }
-        const std::size_t got = m_stream.read_some(m_received.prepare(pieceSize), error);
+        const std::size_t got = m_wire->read(m_received.prepare(pieceSize), error);
         m_received.commit(got);
         if (error) {
             return std::nullopt;
@@ -111,34 +104,34 @@ std::optional<Request> Connection::read() {
 bool Connection::send(const Request &request, Answer &answer) {
     const std::string &how = answer.action.name;
     if (how == "silent") {
-        waitUntilClientLeaves();
+        m_wire->waitUntilClientLeaves();
         return false;
     }
     if (how == "drop") {
-        close();
+        m_wire->close();
         return false;
     }
 
     const bool cutShort = how == "cut" || how == "reset" || how == "stall";
     const bool lasts = !cutShort && how != "no-length";
-    write(head(request, answer, lasts));
+    m_wire->write(head(request, answer, lasts));
     if (request.method != "HEAD") {
         sendBody(answer,
                  cutShort ? std::min(answer.reply.length, answer.action.number) : answer.reply.length);
     }
 
     if (how == "stall") {
-        waitUntilClientLeaves();
+        m_wire->waitUntilClientLeaves();
         return false;
     }
     if (how == "reset") {
-        reset();
+        m_wire->reset();
         return false;
     }
     if (lasts && request.keepAlive) {
         return true;
     }
-    close();
+    m_wire->close();
     return false;
 }
 
@@ -164,41 +157,12 @@ void Connection::sendBody(Answer &answer, std::uint64_t length) {
             size << std::hex << piece.size() << "\r\n";
             piece.insert(0, size.str()).append("\r\n");
         }
-        write(piece);
+        m_wire->write(piece);
         if (slow) {
             std::this_thread::sleep_for(std::chrono::milliseconds(1000 / piecesPerSecond));
         }
     }
     if (chunked) {
-        write("0\r\n\r\n");
-    }
-}
-
-void Connection::write(const std::string &bytes) {
-    asio::write(m_stream, asio::buffer(bytes));
-}
-
-// The orderly end of a TLS connection: a client can tell it from one that broke.
-void Connection::close() {
-    error_code ignored; // the client may be gone already, or go without its own farewell
-    m_stream.shutdown(ignored);
-}
-
-void Connection::reset() {
-    auto &socket = m_stream.next_layer();
-    // A reset discards what is still on its way, but the client is to get every byte sent so far.
-    int unacknowledged = 1;
-    while (ioctl(socket.native_handle(), SIOCOUTQ, &unacknowledged) == 0 && unacknowledged > 0) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    }
-    socket.set_option(asio::socket_base::linger(true, 0));
-    socket.close();
-}
-
-void Connection::waitUntilClientLeaves() {
-    std::string ignored(pieceSize, '\0');
-    error_code left;
-    while (!left) {
-        m_stream.read_some(asio::buffer(ignored), left);
+        m_wire->write("0\r\n\r\n");
     }
 }

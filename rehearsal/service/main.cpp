@@ -1,6 +1,7 @@
 #include "Connection.h"
 #include "Service.h"
 #include "Text.h"
+#include "Wire.h"
 
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/ip/address.hpp>
@@ -14,7 +15,9 @@
 #include <limits>
 #include <list>
 #include <map>
+#include <memory>
 #include <stdexcept>
+#include <thread>
 
 namespace asio = boost::asio;
 using asio::ip::tcp;
@@ -29,27 +32,16 @@ tcp::endpoint endpointOf(const std::string &address, const std::string &port) {
     return {asio::ip::make_address(address), static_cast<unsigned short>(*number)};
 }
 
-void serveClient(tcp::socket socket, asio::ssl::context &tls, Service &service) {
+void serveClient(std::unique_ptr<Wire> wire, Service &service) {
     try {
-        Connection(std::move(socket), tls, service).run();
+        Connection(std::move(wire), service).run();
     } catch (const std::exception &end) {
         std::cerr << "connection ended: " + std::string(end.what()) + "\n";
     }
 }
 
-[[noreturn]] void serve(const std::string &root, const tcp::endpoint &endpoint) {
-    asio::ssl::context tls(asio::ssl::context::tls_server);
-    tls.use_certificate_chain_file(root + "/tls/server.pem");
-    tls.use_private_key_file(root + "/tls/server.key", asio::ssl::context::pem);
-    Service service(root);
-    asio::io_context context;
-    tcp::acceptor acceptor(context, endpoint);
-
-    // Whoever started the service waits for this line; the end of the stream says there is no more to wait
-    // for.
-    std::cout << "ready" << std::endl;
-    close(STDOUT_FILENO);
-
+template <typename MakeWire>
+[[noreturn]] void serveClients(tcp::acceptor &acceptor, const MakeWire &makeWire, Service &service) {
     std::list<std::future<void>> clients;
     for (;;) {
         tcp::socket socket = acceptor.accept();
@@ -57,8 +49,33 @@ void serveClient(tcp::socket socket, asio::ssl::context &tls, Service &service) 
             return client.wait_for(std::chrono::seconds(0)) == std::future_status::ready;
         });
         clients.push_back(
-            std::async(std::launch::async, serveClient, std::move(socket), std::ref(tls), std::ref(service)));
+            std::async(std::launch::async, serveClient, makeWire(std::move(socket)), std::ref(service)));
     }
+}
+
+[[noreturn]] void serve(const std::string &root, const tcp::endpoint &secure, const tcp::endpoint &plain) {
+    asio::ssl::context tls(asio::ssl::context::tls_server);
+    tls.use_certificate_chain_file(root + "/tls/server.pem");
+    tls.use_private_key_file(root + "/tls/server.key", asio::ssl::context::pem);
+    Service service(root);
+    asio::io_context context;
+    tcp::acceptor secureAcceptor(context, secure);
+    tcp::acceptor plainAcceptor(context, plain);
+
+    // Whoever started the service waits for this line; the end of the stream says there is no more to wait
+    // for.
+    std::cout << "ready" << std::endl;
+    close(STDOUT_FILENO);
+
+    // An acceptor that fails ends the process.
+    const std::thread plainClients([&plainAcceptor, &service] {
+        serveClients(
+            plainAcceptor, [](tcp::socket socket) { return std::make_unique<PlainWire>(std::move(socket)); },
+            service);
+    });
+    serveClients(
+        secureAcceptor,
+        [&tls](tcp::socket socket) { return std::make_unique<TlsWire>(std::move(socket), tls); }, service);
 }
 
 } // namespace
@@ -70,9 +87,12 @@ int main(int argc, char **argv) {
     }
     try {
         xmlInitParser();
-        serve(options.at("--root"), endpointOf(options.at("--address"), options.at("--port")));
+        const std::string address = options.at("--address");
+        serve(options.at("--root"), endpointOf(address, options.at("--tls-port")),
+              endpointOf(address, options.at("--plain-port")));
     } catch (const std::out_of_range &) {
-        std::cerr << "usage: reference-service --root DIR --address ADDRESS --port PORT\n";
+        std::cerr
+            << "usage: reference-service --root DIR --address ADDRESS --tls-port PORT --plain-port PORT\n";
     } catch (const std::exception &problem) {
         std::cerr << "reference-service: " << problem.what() << '\n';
     }

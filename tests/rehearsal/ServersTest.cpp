@@ -167,6 +167,27 @@ INSTANTIATE_TEST_SUITE_P(
         ActionCase{"redirect", "redirect https://scripted.brovik.example/file", "-L", "0 200 200000 "}),
     [](const auto &one) { return one.param.name; });
 
+TEST(Script, holdsForPlainHttpToo) {
+    const Outcome outcome = insideWithServers(file + R"sh(
+        fetch() {
+            curl -s -o got -w '%{exitcode} %{http_code} %{size_download} ' "$@" http://scripted.brovik.example/file
+            echo "$(cmp got $original 2>&1 | cut -d , -f 1)"
+        }
+        script '/file 1 ok' '/file 2 cut 100000' '/file 3 reset 100000' '/file 4 stall 1000' '/file 5 drop' \
+            '/file 6 no-length' '/file 7 silent' '/file 8 no-ranges'
+        fetch && fetch && fetch && fetch -m 1 && fetch && fetch && fetch -m 1 && fetch -r 5-
+        cut -d ' ' -f 3,5,7,11- /srv/rehearsal/log/service-requests.log | tail -n 1)sh");
+    EXPECT_EQ(outcome.output, "0 200 200000 \n"
+                              "18 200 100000 cmp: EOF on got after byte 100000\n"
+                              "56 200 100000 cmp: EOF on got after byte 100000\n"
+                              "28 200 1000 cmp: EOF on got after byte 1000\n"
+                              "52 000 0 cmp: EOF on got after byte 1000\n"
+                              "0 200 200000 \n"
+                              "28 000 0 \n"
+                              "0 200 200000 \n"
+                              "scripted.brovik.example GET /file 8 | no-ranges | 200\n");
+}
+
 TEST(Script, leavesOutWhatItSaysInTheHeaders) {
     const Outcome outcome = insideWithServers(file + R"sh(
         script '/file 1 no-length' '/file 2 chunked' '/file 3 no-ranges'
