@@ -39,7 +39,6 @@ protected:
     std::string tracedNoPackage(const std::string &transfer) const {
         return tracedUntilPackage(job) + tracedPackages(transfer) + tracedOutcome(job, false);
     }
-    // A fresh installation asks for the package before it fetches it.
     std::string tracedUnreachable() const {
         return tracedUntilPackage(job) + ">ERROR: " + url + " Package Missing\n>ERROR: Package Missing\n";
     }
@@ -49,10 +48,21 @@ protected:
                tracedNoReply(job);
     }
 
+    // A fresh installation has asked for it before.
+    std::string connectionsFromThePackage() const {
+        return PacketFilter::connectionsFrom(isUpdate() ? 2 : 3);
+    }
+
     const Job &job = GetParam();
     const std::string url = urlOf(job, "One.pkg");
     const Recovery recovery{job};
 };
+
+// The catalogs and the package come by plain HTTP as well.
+class TransferFault : public NetworkFault {};
+
+// A fresh installation asks for every package before it fetches any.
+class ReachabilityFault : public NetworkFault {};
 
 // --- nobody there
 
@@ -75,20 +85,19 @@ TEST_P(NetworkFault, PortClosedAtTheCatalogs) {
 }
 
 TEST_P(NetworkFault, PortClosedAtThePackages) {
-    auto filter = have<PacketFilter>(PacketFilter::connectionsFrom(2) + "reject with tcp reset");
+    auto filter = have<PacketFilter>(connectionsFromThePackage() + "reject with tcp reset");
     if (!filter)
         return;
-    recovery.expectRefused(isUpdate() ? tracedNoPackage(tracedFailure(url, 0, 7)) : tracedUnreachable(), 1);
+    recovery.expectRefused(tracedNoPackage(tracedFailure(url, 0, 7)), 2);
     filter.reset();
     recovery.expectCompleteNow();
 }
 
-TEST_P(NetworkFault, PortClosedOnceThePackagesWereReached) {
-    auto filter =
-        have<PacketFilter>(PacketFilter::connectionsFrom(isUpdate() ? 2 : 3) + "reject with tcp reset");
+TEST_P(ReachabilityFault, PortClosed) {
+    auto filter = have<PacketFilter>(PacketFilter::connectionsFrom(2) + "reject with tcp reset");
     if (!filter)
         return;
-    recovery.expectRefused(tracedNoPackage(tracedFailure(url, 0, 7)), 2);
+    recovery.expectRefused(tracedUnreachable(), 1);
     filter.reset();
     recovery.expectCompleteNow();
 }
@@ -149,7 +158,7 @@ TEST_P(NetworkFault, ResetInTheHandshakeWithTheService) {
     recovery.expectCompleteNow();
 }
 
-TEST_P(NetworkFault, ResetInMidPackage) {
+TEST_P(TransferFault, ResetInMidPackage) {
     auto filter =
         have<PacketFilter>("tcp dport { 80, 443 } ct reply bytes > 100000 counter reject with tcp reset");
     if (!filter)
@@ -178,7 +187,7 @@ TEST_P(NetworkFault, LinkDownForAMoment) {
     recovery.expectComplete(tracedComplete(job));
 }
 
-TEST_P(NetworkFault, EveryTwentiethPacketLost) {
+TEST_P(TransferFault, EveryTwentiethPacketLost) {
     auto filter = have<PacketFilter>("tcp sport { 80, 443 } numgen inc mod 20 3 counter drop");
     if (!filter)
         return;
@@ -196,6 +205,87 @@ TEST_P(NetworkFault, NarrowLinkWithAShortQueue) {
     recovery.expectComplete(tracedComplete(job));
 }
 
+// --- the engine's own limits of time: 60 seconds for the service, 45 for a connection, 30 below 10,000 bytes
+// a second
+
+TEST_P(NetworkFault, SwallowedAtTheServiceLong) {
+    auto filter = have<PacketFilter>(PacketFilter::connectionsFrom(0) + "drop");
+    if (!filter)
+        return;
+    recovery.expectRefused(tracedServiceTimeout(), 1);
+    filter.reset();
+    recovery.expectCompleteNow();
+}
+
+TEST_P(NetworkFault, SwallowedAtTheCatalogsLong) {
+    auto filter = have<PacketFilter>(PacketFilter::connectionsFrom(1) + "drop");
+    if (!filter)
+        return;
+    recovery.expectRefused(tracedNoCatalog(tracedTimeout(catalogUrlOf(job))), 1);
+    filter.reset();
+    recovery.expectCompleteNow();
+}
+
+TEST_P(NetworkFault, SwallowedAtThePackagesLong) {
+    auto filter = have<PacketFilter>(connectionsFromThePackage() + "drop");
+    if (!filter)
+        return;
+    recovery.expectRefused(tracedNoPackage(tracedTimeout(url)), 2);
+    filter.reset();
+    recovery.expectCompleteNow();
+}
+
+// Has libcurl's own limit, five minutes.
+TEST_P(ReachabilityFault, SwallowedLong) {
+    auto filter = have<PacketFilter>(PacketFilter::connectionsFrom(2) + "drop");
+    if (!filter)
+        return;
+    recovery.expectRefused(tracedUnreachable(), 1);
+    filter.reset();
+    recovery.expectCompleteNow();
+}
+
+// What a router does whose link takes smaller packets only and that does not say so.
+TEST_P(NetworkFault, LargePacketsSwallowedLong) {
+    auto filter = have<PacketFilter>("tcp sport 443 meta length > 1000 counter drop");
+    if (!filter)
+        return;
+    recovery.expectRefused(tracedServiceTimeout(), 1);
+    EXPECT_TRUE(filter->wasMet());
+    filter.reset();
+    recovery.expectCompleteNow();
+}
+
+TEST_P(NetworkFault, LinkDownForGoodLong) {
+    auto servers = have<FarServers>();
+    if (!servers)
+        return;
+    misbehave("/One.pkg 1 slow 100000\n");
+    Background background;
+    background.run([this] {
+        EXPECT_TRUE(comesTrue([this] { return !readText(pathIn(job, "One.pkg")).empty(); }));
+        FarServers::setLink(false);
+    });
+    recovery.expectRefused(tracedNoPackage(tracedTimeout(url)), 2);
+    background.join();
+    FarServers::setLink(true);
+    recovery.expectCompleteNow();
+}
+
+TEST_P(NetworkFault, RateTooLowLong) {
+    auto link = have<NarrowLink>("40kbit", "60kb");
+    if (!link)
+        return;
+    recovery.expectRefused(tracedNoPackage(tracedTimeout(url)), 2);
+    link.reset();
+    recovery.expectCompleteNow();
+}
+
 INSTANTIATE_TEST_SUITE_P(Job, NetworkFault, testing::Values(updateByHttps, freshInstallByHttps), caseName);
+INSTANTIATE_TEST_SUITE_P(Job, TransferFault,
+                         testing::Values(updateByHttps, freshInstallByHttps, updateByHttp,
+                                         freshInstallByHttp),
+                         caseName);
+INSTANTIATE_TEST_SUITE_P(Job, ReachabilityFault, testing::Values(freshInstallByHttps), caseName);
 
 } // namespace
