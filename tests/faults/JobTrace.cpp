@@ -9,6 +9,8 @@ namespace {
 
 const std::string recording = ">INFO: Updating /tmp/configuratiob.plist : buildno and version \n";
 
+const std::string noUpdate = ">No products found For Update\n" + tracedEnd;
+
 bool isUpdate(const Job &job) {
     return job.task == Task::update;
 }
@@ -99,11 +101,6 @@ std::string tracedCatalogs(const Job &job) {
                           : ">INFO: Getting downloaded package URLS\n");
 }
 
-std::string tracedNoProducts(const Job &job) {
-    return isUpdate(job) ? ">No products found For Update\n" + tracedEnd
-                         : ">ERROR: No products found For Fresh Install\n";
-}
-
 std::string tracedPackages(const std::string &transfer) {
     return tracedDownloads + tracedThreads(1) + transfer;
 }
@@ -116,6 +113,23 @@ std::string tracedOutcome(const Job &job, bool complete) {
 
 std::string tracedUntilPackage(const Job &job) {
     return tracedAsking(job) + tracedReplyTo(job) + tracedCatalogs(job);
+}
+
+std::string tracedEmptyCatalog(const Job &job, const std::string &transfer) {
+    const std::string end = isUpdate(job) ? noUpdate
+                                          : ">INFO: Getting downloaded package URLS\n"
+                                            ">ERROR:  Package Missing\n"
+                                            ">ERROR: Package Missing\n";
+    return tracedAsking(job) + tracedReplyTo(job) + tracedCatalogs(job, transfer) + end;
+}
+
+std::string tracedMissingCatalog(const Job &job, const std::string &transfer) {
+    return tracedAsking(job) + tracedReplyTo(job) + tracedCatalogs(job, transfer) +
+           (isUpdate(job) ? noUpdate : ">ERROR: No products found For Fresh Install\n");
+}
+
+std::string tracedNoPackage(const Job &job, const std::string &transfer) {
+    return tracedUntilPackage(job) + tracedPackages(transfer) + tracedOutcome(job, false);
 }
 
 std::string tracedComplete(const Job &job) {

@@ -20,13 +20,16 @@ std::string tracedNoReply(const Job &job);
 std::string tracedCatalogs(const Job &job, const std::string &transfer);
 // Without trouble.
 std::string tracedCatalogs(const Job &job);
-// The catalogs did not bring the package.
-std::string tracedNoProducts(const Job &job);
 std::string tracedPackages(const std::string &transfer);
 std::string tracedOutcome(const Job &job, bool complete);
 
 // Everything until the package's transfer begins.
 std::string tracedUntilPackage(const Job &job);
+// A job that ends with this transfer of the catalog: with an empty file in its place, or with none.
+std::string tracedEmptyCatalog(const Job &job, const std::string &transfer);
+std::string tracedMissingCatalog(const Job &job, const std::string &transfer);
+// A job that ends with this transfer of the package.
+std::string tracedNoPackage(const Job &job, const std::string &transfer);
 // A job without trouble.
 std::string tracedComplete(const Job &job);
 
