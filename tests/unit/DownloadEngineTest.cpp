@@ -695,14 +695,17 @@ TEST_F(DownloadEngineTest, NothingIsCompleteBeforeEveryDownloadHasRegistered) {
     EXPECT_EQ(controller.freshInstall(), 0);
     EXPECT_TRUE(progress().completed);
     forget();
-    // Opening a pipe waits for its reader, so that the download's worker is not listed yet.
-    ASSERT_EQ(mkfifo((folder + "/2.xml").c_str(), 0600), 0);
+    // While its file is not open, a download's worker is not listed.
+    const Gate gate;
+    beforeOpening = [gate](const std::string &) { gate.wait(); };
     server.serve("/2.xml", content);
     background.run([this] { downLoad({server.url("/2.xml")}, folder); });
     EXPECT_TRUE(comesTrue([this] { return timesTraced(entryLine) == 1; }));
     EXPECT_FALSE(progress().completed);
-    EXPECT_EQ(readText(folder + "/2.xml"), content);
+    gate.open();
     background.join();
+    beforeOpening = nullptr;
+    EXPECT_EQ(readText(folder + "/2.xml"), content);
 }
 
 TEST_F(DownloadEngineTest, ANewFreshInstallIsNotCompleteByTheLastOne) {

@@ -17,6 +17,7 @@
 #include <unistd.h>
 
 #include "FailingAllocation.h"
+#include "FullDisk.h"
 #include "RefusedLock.h"
 #include "ShellPipe.h"
 #include "SmallDisk.h"
@@ -176,6 +177,14 @@ TEST_F(DownloadHelperTest, ASecondInitTakesTheNewLimits) {
 
 TEST_F(DownloadHelperTest, InitFailsWhenTheFileCannotBeOpened) {
     file = folder + "/missing/file";
+    EXPECT_FALSE(init("/a"));
+    EXPECT_THAT(messages(), ElementsAre("Error occurred in creating output file : <file> \n"));
+    EXPECT_EQ(outcome(), untouched);
+}
+
+TEST_F(DownloadHelperTest, InitFailsOnAPipeThatNobodyReads) {
+    file = folder + "/pipe";
+    ASSERT_EQ(mkfifo(file.c_str(), 0600), 0);
     EXPECT_FALSE(init("/a"));
     EXPECT_THAT(messages(), ElementsAre("Error occurred in creating output file : <file> \n"));
     EXPECT_EQ(outcome(), untouched);
@@ -582,6 +591,16 @@ TEST_F(DownloadHelperTest, AFullDiskFailsTheTransfer) {
     EXPECT_THAT(messages(), ElementsAre(startLine, errorLine(200, CURLE_WRITE_ERROR)));
 }
 
+TEST_F(DownloadHelperTest, AFileThatMayNotGrowFailsTheTransfer) {
+    server.serve("/file.xml", content);
+    {
+        const FullDisk limit(content.size() - 1);
+        load("/file.xml");
+    }
+    EXPECT_EQ(outcome(), failedOutcome);
+    EXPECT_EQ(loaded(), content.substr(0, content.size() - 1));
+}
+
 TEST_F(DownloadHelperTest, WhatArrivedIsInTheFile) {
     const Gate gate;
     server.serve("/file.xml", content, {answer::hold(1000, gate)});
@@ -593,7 +612,7 @@ TEST_F(DownloadHelperTest, WhatArrivedIsInTheFile) {
     EXPECT_TRUE(hasLoaded(content));
 }
 
-struct FullDisk {
+struct LackOfRoom {
     const char *name;
     const char *path;
     std::size_t diskBytes;
@@ -603,10 +622,10 @@ struct FullDisk {
 constexpr std::size_t pageBytes = 4096;
 constexpr std::size_t room = 100000 / pageBytes * pageBytes; // the file's last bytes lack it
 
-class DiskThatIsFull : public WorkerFixture, public testing::WithParamInterface<FullDisk> {};
+class DiskThatIsFull : public WorkerFixture, public testing::WithParamInterface<LackOfRoom> {};
 
 TEST_P(DiskThatIsFull, FailsTheTransferAndARetryWithRoomSucceeds) {
-    const FullDisk &full = GetParam();
+    const LackOfRoom &full = GetParam();
     const SmallDisk disk(folder, full.diskBytes);
     server.serve(full.path, content, {full.answer});
     ASSERT_TRUE(init(full.path));
@@ -624,15 +643,16 @@ TEST_P(DiskThatIsFull, FailsTheTransferAndARetryWithRoomSucceeds) {
 
 INSTANTIATE_TEST_SUITE_P(
     DownloadHelper, DiskThatIsFull,
-    testing::Values(
-        FullDisk{"AtTheLastBytesOfAPackage", "/file.pkg", room, answer::whole()},
-        FullDisk{"AtTheLastBytesOfACatalog", "/file.xml", room, answer::whole()},
-        FullDisk{"AtTheLastBytesWithoutALength", "/file.pkg", room, answer::chunked()},
-        FullDisk{"InTheMiddleOfAPackage", "/file.pkg", 10 * pageBytes, answer::whole()},
-        FullDisk{"InTheMiddleOfACatalog", "/file.xml", 10 * pageBytes, answer::whole()},
-        FullDisk{"InTheMiddleWithoutALength", "/file.pkg", 10 * pageBytes, answer::chunked()},
-        FullDisk{"WhereTheTransferBreaksOff", "/file.pkg", 10 * pageBytes, answer::cut(10 * pageBytes + 100)},
-        FullDisk{"WhereTheTransferStalls", "/file.xml", 10 * pageBytes, answer::stall(10 * pageBytes + 100)}),
+    testing::Values(LackOfRoom{"AtTheLastBytesOfAPackage", "/file.pkg", room, answer::whole()},
+                    LackOfRoom{"AtTheLastBytesOfACatalog", "/file.xml", room, answer::whole()},
+                    LackOfRoom{"AtTheLastBytesWithoutALength", "/file.pkg", room, answer::chunked()},
+                    LackOfRoom{"InTheMiddleOfAPackage", "/file.pkg", 10 * pageBytes, answer::whole()},
+                    LackOfRoom{"InTheMiddleOfACatalog", "/file.xml", 10 * pageBytes, answer::whole()},
+                    LackOfRoom{"InTheMiddleWithoutALength", "/file.pkg", 10 * pageBytes, answer::chunked()},
+                    LackOfRoom{"WhereTheTransferBreaksOff", "/file.pkg", 10 * pageBytes,
+                               answer::cut(10 * pageBytes + 100)},
+                    LackOfRoom{"WhereTheTransferStalls", "/file.xml", 10 * pageBytes,
+                               answer::stall(10 * pageBytes + 100)}),
     [](const auto &caseInfo) { return caseInfo.param.name; });
 
 TEST_F(DownloadHelperTest, AResumeFindsTheDiskFullAndTheNextOneRoom) {

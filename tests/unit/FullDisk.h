@@ -1,30 +1,25 @@
 #pragma once
 
-#include <csignal>
 #include <cstddef>
 
 #include <sys/resource.h>
 
 #include <gtest/gtest.h>
 
-// While it lives no file can be written beyond this many bytes.
+// While it lives no file can be written beyond this many bytes, and whoever tries gets a signal that ends the
+// process unless it is kept away.
 class FullDisk {
 public:
-    explicit FullDisk(std::size_t bytes)
-        : m_handler(std::signal(SIGXFSZ, SIG_IGN)) {
+    explicit FullDisk(std::size_t bytes) {
         EXPECT_EQ(getrlimit(RLIMIT_FSIZE, &m_limit), 0);
         set({bytes, m_limit.rlim_max});
     }
-    ~FullDisk() {
-        set(m_limit);
-        static_cast<void>(std::signal(SIGXFSZ, m_handler));
-    }
+    ~FullDisk() { set(m_limit); }
     FullDisk(const FullDisk &) = delete;
     FullDisk &operator=(const FullDisk &) = delete;
 
 private:
     static void set(const rlimit &limit) { EXPECT_EQ(setrlimit(RLIMIT_FSIZE, &limit), 0); }
 
-    void (*m_handler)(int);
     rlimit m_limit{};
 };

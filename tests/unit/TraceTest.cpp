@@ -12,8 +12,10 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include "DownloadController.h"
+#include "FullDisk.h"
 #include "TextFile.h"
 #include "TraceFile.h"
 #include "UpdateManager.h"
@@ -129,6 +131,24 @@ TEST(Trace, FailingWriteIsIgnored) {
     logFilePtr = file;
     trace.error("written\n");
     EXPECT_THAT(traceMessages(), ElementsAre("written\n"));
+}
+
+TEST(Trace, PipeThatNobodyReadsHoldsUpNobody) {
+    ASSERT_EQ(mkfifo("/var/log/DownloadManager.log", 0600), 0);
+    openTrace();
+    ASSERT_NE(logFilePtr, nullptr);
+    for (int line = 0; line < 100; ++line)
+        trace.info("%s\n", std::string(1000, 'x').c_str()); // more than a pipe takes
+}
+
+TEST(Trace, FileThatMayNotGrowEndsNobody) {
+    openTrace();
+    {
+        const FullDisk limit(10);
+        trace.info("lost\n");
+    }
+    trace.info("written\n");
+    EXPECT_THAT(traceText(), testing::EndsWith(" : written\n"));
 }
 
 TEST(Trace, NothingIsWrittenBetweenStampAndMessage) {

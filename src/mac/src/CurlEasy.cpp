@@ -2,15 +2,15 @@
 
 #include <curl/curl.h>
 
-#include "PipeSignalBlock.h"
+#include "WriteSignalBlock.h"
 
 void CurlEasyDeleter::operator()(void *handle) const noexcept {
-    const PipeSignalBlock block; // closing a TLS connection writes to it
+    const WriteSignalBlock block; // closing a TLS connection writes to it
     curl_easy_cleanup(handle);
 }
 
 int performTransfer(const CurlEasy &handle) noexcept {
-    const PipeSignalBlock block;
+    const WriteSignalBlock block;
     return curl_easy_perform(handle.get());
 }
 

@@ -7,8 +7,10 @@
 File openDownloadFile(const char *path, bool append) noexcept {
     // As fopen opens it with "ab" or "wb", but for the inheritance.
     constexpr mode_t readAndWriteForAll = 0666; // less the process's mask
+    // Without O_NONBLOCK a FIFO in the file's place would be waited for until somebody reads it.
     const int descriptor =
-        open(path, O_WRONLY | O_CREAT | O_CLOEXEC | (append ? O_APPEND : O_TRUNC), readAndWriteForAll);
+        open(path, O_WRONLY | O_CREAT | O_CLOEXEC | O_NONBLOCK | O_NOCTTY | (append ? O_APPEND : O_TRUNC),
+             readAndWriteForAll);
     if (descriptor < 0)
         return nullptr;
     File file(fdopen(descriptor, append ? "ab" : "wb"));

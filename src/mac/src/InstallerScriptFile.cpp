@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include "Paths.h"
+#include "WriteSignalBlock.h"
 
 namespace {
 
@@ -32,6 +33,7 @@ void InstallerScriptFile::begin() noexcept {
 }
 
 void InstallerScriptFile::write(const std::string &text) noexcept {
+    const WriteSignalBlock block;
     if (m_stream && std::fwrite(text.data(), 1, text.size(), m_stream.get()) != text.size())
         m_isWhole = false;
 }
@@ -54,5 +56,6 @@ void InstallerScriptFile::discard() noexcept {
 
 // A disk may say only when it is asked to that it was full.
 bool InstallerScriptFile::putOnDisk() noexcept {
+    const WriteSignalBlock block;
     return m_isWhole && std::fflush(m_stream.get()) == 0 && fsync(fileno(m_stream.get())) == 0;
 }

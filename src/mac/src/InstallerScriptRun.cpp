@@ -9,6 +9,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "ConfigurationCopy.h"
 #include "Paths.h"
 #include "ShellPipe.h"
 #include "Trace.h"
@@ -41,13 +42,14 @@ std::string executedPath(bool isWhole) {
     _exit(0);
 }
 
-[[noreturn]] void waitForScript(pid_t child) {
+[[noreturn]] void waitForScript(pid_t child, const ConfigurationCopy &configuration) {
     int status = 0;
     while (waitpid(child, &status, 0) == -1) {
         if (errno == EINTR)
             std::exit(0);
         trace.info("Error %s\n", errorText(errno).c_str());
     }
+    configuration.mend();
     // Whatever the script's own status (kept as shipped).
     std::exit(1);
 }
@@ -60,6 +62,7 @@ int runInstallerScript(bool isWhole) {
     static_cast<void>(setsid());
     umask(scriptCreationMask);
     static_cast<void>(shellCommandSucceeds(std::string("sudo chmod 755 ") + installerScriptPath));
+    const ConfigurationCopy configuration;
     const pid_t child = fork();
     if (child == -1) {
         trace.info("Fork Failed\n");
@@ -67,5 +70,5 @@ int runInstallerScript(bool isWhole) {
     }
     if (child == 0)
         executeScript(executedPath(isWhole));
-    waitForScript(child);
+    waitForScript(child, configuration);
 }

@@ -13,7 +13,7 @@
 #include <unistd.h>
 
 #include "Descriptor.h"
-#include "PipeSignalBlock.h"
+#include "WriteSignalBlock.h"
 
 namespace {
 
@@ -22,6 +22,7 @@ constexpr mode_t modeOfNewListFile = 0644; // never writable for others, whateve
 constexpr int mostLinks = 40;
 
 bool writeAll(const Descriptor &file, std::string_view bytes) {
+    const WriteSignalBlock block;
     while (!bytes.empty()) {
         const ssize_t count = write(file.number(), bytes.data(), bytes.size());
         if (count < 0 && errno == EINTR)
@@ -142,7 +143,6 @@ Descriptor openToWrite(const std::string &path) {
 }
 
 bool writeInPlace(Descriptor file, std::string_view bytes) {
-    const PipeSignalBlock block;
     const int flags = file ? fcntl(file.number(), F_GETFL) : -1;
     // A slow reader, though, has its time.
     if (flags < 0 || fcntl(file.number(), F_SETFL, flags & ~O_NONBLOCK) != 0)

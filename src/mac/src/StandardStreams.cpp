@@ -9,7 +9,7 @@
 
 #include <unistd.h>
 
-#include "PipeSignalBlock.h"
+#include "WriteSignalBlock.h"
 
 namespace {
 
@@ -39,7 +39,7 @@ void writeDirectly(int descriptor, std::string_view text) noexcept {
 
 // Results are not looked at: there is nowhere else to tell a failure.
 void print(std::FILE *stream, std::string_view text) noexcept {
-    const PipeSignalBlock block;
+    const WriteSignalBlock block;
     flockfile(stream);
     static_cast<void>(std::fflush(stream)); // what the host has printed comes first
     const int descriptor = fileno(stream);

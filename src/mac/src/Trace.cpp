@@ -5,6 +5,7 @@
 #include <fcntl.h>
 
 #include "Paths.h"
+#include "WriteSignalBlock.h"
 
 std::FILE *logFilePtr = nullptr;
 int traceInited = 0;
@@ -21,6 +22,7 @@ __attribute__((format(printf, 1, 0))) void writeLine(const char *format, std::va
     if (localtime_r(&now, &local) != nullptr)
         static_cast<void>(std::strftime(stamp, sizeof stamp, "%Y-%m-%d.%X : ", &local));
 
+    const WriteSignalBlock block;
     // Held over both writes, so that the lines of different threads do not mix.
     flockfile(logFilePtr);
     static_cast<void>(std::fputs(stamp, logFilePtr));
@@ -29,15 +31,22 @@ __attribute__((format(printf, 1, 0))) void writeLine(const char *format, std::va
     funlockfile(logFilePtr);
 }
 
+// Nothing is lost when one of these fails.
+void restrictTrace(int descriptor) noexcept {
+    // Programs that the engine or its host starts have no business with it.
+    static_cast<void>(fcntl(descriptor, F_SETFD, FD_CLOEXEC));
+    // What stands in its place, say a pipe that nobody reads, must not hold up a job when it takes no more.
+    static_cast<void>(fcntl(descriptor, F_SETFL, O_APPEND | O_NONBLOCK));
+}
+
 } // namespace
 
 void openTrace() noexcept {
     if (traceInited != 0)
         return;
     logFilePtr = std::fopen(traceLogPath, "a+");
-    // Programs that the engine or its host starts have no business with it. Nothing is lost when that fails.
     if (logFilePtr != nullptr)
-        static_cast<void>(fcntl(fileno(logFilePtr), F_SETFD, FD_CLOEXEC));
+        restrictTrace(fileno(logFilePtr));
     traceInited = 1;
 }
 

@@ -1,0 +1,66 @@
+#include "Recovery.h"
+
+#include <filesystem>
+
+#include "JobTrace.h"
+#include "Paths.h"
+#include "Release.h"
+#include "TextFile.h"
+
+const Packages onePackage = {{"One.pkg", someBytes(300000)}};
+
+InstalledFiles::InstalledFiles() = default;
+
+Files InstalledFiles::read() {
+    Files files;
+    for (const std::string &path :
+         {prodConfigXml, std::string(configurationPlistPath), std::string(dynaConfigPlistPath)})
+        files[path] = readText(path);
+    return files;
+}
+
+testing::AssertionResult InstalledFiles::areUnchanged(const std::string &but) const {
+    Files before = m_before;
+    Files now = read();
+    before.erase(but);
+    now.erase(but);
+    return sameFiles(before, now);
+}
+
+Recovery::Recovery(const Job &job, const Packages &packages)
+    : m_job(job)
+    , m_packages(packages) {
+    offerPackages(job, packages);
+}
+
+Ended Recovery::run(const std::vector<std::string> &runBy) const {
+    std::vector<std::string> command = runBy;
+    const std::vector<std::string> job = commandOf(m_job);
+    command.insert(command.end(), job.begin(), job.end());
+    return ::run(command);
+}
+
+void Recovery::expectRefused(const std::string &trace, int freshInstallStatus,
+                             const std::vector<std::string> &runBy) const {
+    const Ended ended = run(runBy);
+    EXPECT_EQ(ended.status, m_job.task == Task::update ? 0 : freshInstallStatus);
+    EXPECT_EQ(transcriptOf(m_job), trace);
+    EXPECT_TRUE(isRefused(m_job, ended));
+    EXPECT_TRUE(m_installed.areUnchanged());
+}
+
+void Recovery::expectComplete(const std::optional<std::string> &trace,
+                              const std::vector<std::string> &runBy) const {
+    const Ended ended = run(runBy);
+    EXPECT_EQ(ended.status, 0);
+    if (trace) {
+        EXPECT_EQ(transcriptOf(m_job), *trace);
+    }
+    EXPECT_TRUE(isComplete(m_job, ended, m_packages));
+    EXPECT_TRUE(m_installed.areUnchanged(configurationPlistPath));
+}
+
+void Recovery::expectCompleteNow() const {
+    EXPECT_TRUE(isComplete(m_job, run({}), m_packages));
+    EXPECT_TRUE(m_installed.areUnchanged(m_job.task == Task::update ? "" : configurationPlistPath));
+}
