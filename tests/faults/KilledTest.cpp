@@ -2,14 +2,25 @@
 // it.
 
 #include <csignal>
+#include <filesystem>
 #include <iostream>
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "ExpectedTrace.h"
 #include "Machine.h"
+#include "Observed.h"
+#include "Paths.h"
+#include "TextFile.h"
 #include "TracedProgram.h"
+#include "Updater.h"
 
 namespace {
+
+namespace fs = std::filesystem;
+using testing::HasSubstr;
+using testing::Not;
 
 class Killed : public testing::TestWithParam<NamedRun> {
 protected:
@@ -88,5 +99,68 @@ TEST_P(Killed, AtEveryTenthOfTheRun) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Run, Killed, testing::Values(checkRun, installRun, freshInstallRun), caseName);
+
+// --- what an installation starts
+
+// Has a tool of the script do this in its place, and runs the installation.
+void installWith(const Machine &machine, const std::string &tool, const std::string &lines) {
+    const std::string path = "/usr/local/bin/" + tool;
+    const bool was = fs::exists(path);
+    if (was)
+        fs::rename(path, path + ".real");
+    writeText(path, "#!/bin/bash\n" + lines + "\n");
+    fs::permissions(path, fs::perms(0755));
+    EXPECT_EQ(run(machine.command()).status, 1);
+    fs::remove(path);
+    if (was)
+        fs::rename(path + ".real", path);
+}
+
+const std::string killScript = "kill -KILL $(pgrep -f '^/bin/bash /usr/local/repost/installer.sh'); ";
+
+TEST(KilledChild, Installer) {
+    const Machine machine(Run::install);
+    installWith(machine, "installer", "kill -KILL $$");
+    EXPECT_THAT(transcript(), HasSubstr("\nFailed to install " + packagePath("")));
+    EXPECT_THAT(transcript(), Not(HasSubstr("successfully")));
+    EXPECT_TRUE(machine.isUnharmed());
+    EXPECT_TRUE(machine.hasLostItsList());
+    EXPECT_TRUE(machine.endsCompleteNextTime());
+}
+
+// The log ends at the package; nobody takes the old configuration's place.
+TEST(KilledChild, ScriptBeforeAPackage) {
+    const Machine machine(Run::install);
+    installWith(machine, "installer", killScript);
+    EXPECT_THAT(transcript(), HasSubstr("installer.sh \n Installing " + packagePath("")));
+    EXPECT_THAT(transcript(), Not(HasSubstr("Failed")));
+    EXPECT_TRUE(machine.isUnharmed());
+    EXPECT_TRUE(machine.hasLostItsList());
+    EXPECT_TRUE(machine.endsCompleteNextTime());
+}
+
+// Each package of which the log says so is installed.
+TEST(KilledChild, ScriptAfterItsPackages) {
+    const Machine machine(Run::install);
+    installWith(machine, "cp", killScript);
+    for (const char *name : {"First.pkg", "Second.pkg"})
+        EXPECT_THAT(transcript(), HasSubstr("\nInstalled " + packagePath(name) + " successfully\n"));
+    EXPECT_TRUE(machine.isUnharmed());
+    EXPECT_TRUE(machine.hasLostItsList());
+    EXPECT_TRUE(machine.endsCompleteNextTime());
+}
+
+// A known limit: the copy is cut, and the script goes on to remove what it was made of.
+TEST(KilledChild, CopyOfTheConfiguration) {
+    const Machine machine(Run::install);
+    installWith(machine, "cp", ": >\"$2\"; kill -KILL $$");
+    for (const char *name : {"First.pkg", "Second.pkg"})
+        EXPECT_THAT(transcript(), HasSubstr("\nInstalled " + packagePath(name) + " successfully\n"));
+    EXPECT_EQ(readText(prodConfigXml), "");
+    EXPECT_FALSE(fs::exists(keyCoreDownloadCache));
+    static_cast<void>(checkForInstall());
+    std::cout << transcript() << "\nPREP " << readText(updatedProdConfigXml) << fs::exists(packageListPath)
+              << "\n";
+}
 
 } // namespace

@@ -2,6 +2,7 @@
  *     ignores  its children's ends
  *     reaps    every child that ends, by a handler, so that nobody else can wait for it
  *     blocks   every signal, in every thread
+ *     (nothing) as they come
  * Runs a fresh installation and says how it ended. */
 #include "downloadManager.h"
 
@@ -30,7 +31,7 @@ int main(int argc, char **argv) {
         sigfillset(&all);
         if (sigprocmask(SIG_BLOCK, &all, NULL) != 0)
             return 64;
-    } else {
+    } else if (how[0] != '\0') {
         action.sa_handler = strcmp(how, "reaps") == 0 ? reap : SIG_IGN;
         if (sigaction(SIGCHLD, &action, NULL) != 0)
             return 64;

@@ -47,8 +47,8 @@ const std::vector<Fault> talkingFaults = {
 };
 // Says who it is, so that it can be ended.
 const std::string pidFile = "/tmp/tool.pid";
-const std::string hangs =
-    script("echo $$ >" + pidFile + ".new; mv " + pidFile + ".new " + pidFile + "; exec sleep 1000000");
+const std::string hangs = script("[[ -p /tmp/never ]] || mkfifo /tmp/never; echo $$ >" + pidFile +
+                                 ".new; mv " + pidFile + ".new " + pidFile + "; exec cat <>/tmp/never");
 
 // Something else in a tool's place while this lives.
 class ReplacedTool {
@@ -157,7 +157,7 @@ std::string tracedNoFolder(const Job &job) {
            ">INFO: Download Start\n"
            ">INFO: Creating Download thread\n" +
            (isUpdate ? ">INFO : Getting Hotfix info\n>No products found For Update\n"
-                     : ">INFO : Getting Product info\n>ERROR: No products found For Fresh Install\n");
+                     : ">INFO : Getting Package info\n>ERROR: No products found For Fresh Install\n");
 }
 
 TEST_P(ToolFault, HashToolGivesNoHash) {
@@ -307,13 +307,17 @@ protected:
                             const std::string &lines) const {
         for (const Fault &fault : faults) {
             SCOPED_TRACE(tool + " " + fault.name);
-            const ReplacedTool replaced(tool, fault.script);
-            EXPECT_EQ(run(m_machine.command()).status, 1);
+            EXPECT_EQ(runWithout(tool, fault).status, 1);
             EXPECT_THAT(transcript(), HasSubstr(lines));
             EXPECT_TRUE(m_machine.isUnharmed());
             EXPECT_FALSE(m_machine.isInstalled());
         }
         EXPECT_TRUE(m_machine.endsCompleteNextTime());
+    }
+
+    Ended runWithout(const std::string &tool, const Fault &fault) const {
+        const ReplacedTool replaced(tool, fault.script);
+        return run(m_machine.command());
     }
 
     const Machine m_machine{Run::install};
@@ -371,8 +375,7 @@ TEST_F(InstallationTool, ScriptsShellIsMissing) {
 
 // Installed all the same; what the list names is installed again, should nobody check before.
 TEST_F(InstallationTool, RmLeavesTheList) {
-    const ReplacedTool replaced("rm", "");
-    EXPECT_EQ(run(m_machine.command()).status, 1);
+    EXPECT_EQ(runWithout("rm", missing).status, 1);
     EXPECT_TRUE(m_machine.isInstalled());
     EXPECT_TRUE(fs::exists(packageListPath));
 }
@@ -380,10 +383,7 @@ TEST_F(InstallationTool, RmLeavesTheList) {
 // The product keeps the old version in its configuration, so that the update is offered again.
 TEST_F(InstallationTool, CpDoesNothing) {
     const std::string before = readText(prodConfigXml);
-    {
-        const ReplacedTool replaced("cp", "");
-        EXPECT_EQ(run(m_machine.command()).status, 1);
-    }
+    EXPECT_EQ(runWithout("cp", missing).status, 1);
     EXPECT_EQ(readText(prodConfigXml), before);
     EXPECT_TRUE(m_machine.hasLostItsList());
     EXPECT_TRUE(m_machine.endsCompleteNextTime());
