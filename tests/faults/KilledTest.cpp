@@ -158,9 +158,11 @@ TEST(KilledChild, CopyOfTheConfiguration) {
         EXPECT_THAT(transcript(), HasSubstr("\nInstalled " + packagePath(name) + " successfully\n"));
     EXPECT_EQ(readText(prodConfigXml), "");
     EXPECT_FALSE(fs::exists(keyCoreDownloadCache));
-    static_cast<void>(checkForInstall());
-    std::cout << transcript() << "\nPREP " << readText(updatedProdConfigXml) << fs::exists(packageListPath)
-              << "\n";
+    fs::remove(traceLogPath);
+    EXPECT_EQ(checkForInstall().status, 0);
+    EXPECT_THAT(transcript(), HasSubstr(">ERROR : TolvaneHandler - ERROR Getting Appid\n"));
+    EXPECT_THAT(transcript(), HasSubstr("<products relname=\"legacy\" relver=\"1\">"));
+    EXPECT_EQ(readText(updatedProdConfigXml), "");
 }
 
 } // namespace

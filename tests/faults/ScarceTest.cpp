@@ -159,7 +159,7 @@ private:
 };
 
 TEST_P(LittleMemory, EndsCompleteOrSaysWhy) {
-    endCompleteOrSayWhy({20, 40, 60, 100, 160, 300, 600});
+    endCompleteOrSayWhy({40, 60, 100, 300, 600});
 }
 
 TEST_P(LittleMemory, EndsCompleteOrSaysWhyAtEverySizeLong) {

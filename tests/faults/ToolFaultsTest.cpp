@@ -225,7 +225,7 @@ TEST_P(ToolFault, MkdirMakesNoFolder) {
     expectRefused("mkdir", allFaults(), tracedNoFolder(GetParam()));
 }
 
-TEST_P(ToolFault, SudoHangsUntilItIsKilled) {
+TEST_P(ToolFault, SudoHangs) {
     {
         const ReplacedTool replaced("sudo", hangs);
         Program program(commandOf(GetParam()));
