@@ -38,6 +38,7 @@ protected:
                                   std::to_string(moment.number) + " " +
                                   (end.fileChanges.empty() ? "" : end.fileChanges.back());
         EXPECT_EQ(end.status, was ? 128 + SIGKILL : GetParam().run == Run::install ? 1 : 0) << where;
+        EXPECT_TRUE(!was || transcript().find("Product updater is exited") == std::string::npos) << where;
         EXPECT_TRUE(machine.isUnharmed()) << where;
         m_lostLists += GetParam().run == Run::install && machine.hasLostItsList() ? 1 : 0;
         EXPECT_TRUE(machine.endsCompleteNextTime()) << where;
