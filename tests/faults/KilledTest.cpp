@@ -25,6 +25,9 @@ using testing::Not;
 class Killed : public testing::TestWithParam<NamedRun> {
 protected:
     void SetUp() override {
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+        GTEST_SKIP() << "a sanitizer hears nothing of a killed process, and takes its time for each";
+#endif
         const std::string reason = whyNotTraceable();
         if (!reason.empty())
             GTEST_SKIP() << reason;

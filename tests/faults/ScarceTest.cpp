@@ -164,7 +164,7 @@ TEST_P(LittleMemory, EndsCompleteOrSaysWhy) {
 
 TEST_P(LittleMemory, EndsCompleteOrSaysWhyAtEverySizeLong) {
     std::vector<int> sizes;
-    for (int size = 10; size <= 600; size += 5)
+    for (int size = 10; size <= 600; size += 10)
         sizes.push_back(size);
     endCompleteOrSayWhy(sizes);
 }
