@@ -30,7 +30,7 @@ protected:
     const Job &job = GetParam();
     const std::string package = pathIn(job, "One.pkg");
     const std::string url = urlOf(job, "One.pkg");
-    const std::string &content = onePackage.at("One.pkg");
+    const std::string &content = plainPackage.at("One.pkg");
     const Recovery recovery{job};
 };
 

@@ -7,7 +7,7 @@
 #include "Release.h"
 #include "TextFile.h"
 
-const Packages onePackage = {{"One.pkg", someBytes(300000)}};
+const Packages plainPackage = {{"One.pkg", someBytes(300000)}};
 
 InstalledFiles::InstalledFiles() = default;
 

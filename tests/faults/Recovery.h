@@ -10,7 +10,7 @@
 #include "Observed.h"
 
 // One package, as the traces of JobTrace.h have it.
-extern const Packages onePackage;
+extern const Packages plainPackage;
 
 // The files of the installed product as they were when it was made.
 class InstalledFiles {
@@ -29,7 +29,7 @@ private:
 // Before and after a fault.
 class Recovery {
 public:
-    explicit Recovery(const Job &job, const Packages &packages = onePackage);
+    explicit Recovery(const Job &job, const Packages &packages = plainPackage);
 
     // The job in the fault, run by these words before its command: the trace is this one, a fresh
     // installation ends with this status, nothing is left that a later installation would take, and nothing

@@ -244,7 +244,7 @@ TEST_F(RecordFault, PropertyListIsADirectory) {
     fs::remove(configurationPlistPath);
     fs::create_directory(configurationPlistPath);
     const Ended ended = runJob(job);
-    EXPECT_TRUE(isComplete(job, ended, onePackage));
+    EXPECT_TRUE(isComplete(job, ended, plainPackage));
     EXPECT_EQ(transcriptOf(job), replaced(replaced(tracedUnrecorded(), "<affid>105<", "<affid>0<"),
                                           "affid=\"105\"", "affid=\"0\""));
     EXPECT_TRUE(fs::is_empty(configurationPlistPath));

@@ -77,6 +77,10 @@ Ended Program::wait() {
             readText(m_output + "/err")};
 }
 
+void Program::send(int signal) const {
+    must(::kill(m_process, signal) == 0, "kill");
+}
+
 Ended run(const std::vector<std::string> &command) {
     return Program(command).wait();
 }

@@ -26,6 +26,8 @@ public:
 
     bool endsWithin(std::chrono::milliseconds time) const;
     Ended wait();
+    void send(int signal) const;
+    pid_t id() const { return m_process; }
 
 private:
     std::string m_output; // the folder of what it writes
