@@ -321,7 +321,7 @@ TEST_F(RacedPropertyList, LeadsToNoOtherFile) {
 }
 
 TEST_F(RacedPropertyList, LongLeadsToNoOtherFile) {
-    installManyTimes(200);
+    installManyTimes(100);
 }
 
 } // namespace

@@ -11,6 +11,7 @@ struct _xmlParserCtxt;
 class XmlBounds {
 public:
     explicit XmlBounds(_xmlParserCtxt &parser) noexcept;
+    ~XmlBounds() = default;
     XmlBounds(const XmlBounds &) = delete;
     XmlBounds &operator=(const XmlBounds &) = delete;
 
