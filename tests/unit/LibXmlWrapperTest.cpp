@@ -377,7 +377,7 @@ TEST_P(ExplosiveDocument, IsRefusedLikeAMalformedOne) {
     EXPECT_EQ(standardErrorOf([&] { EXPECT_FALSE(parse(text).isXPathElementExists("/*")); }), "");
     EXPECT_EQ(standardErrorOf([&] { EXPECT_FALSE(LibXmlWrapper(name).isXPathElementExists("/*")); }),
               parseError(name));
-    EXPECT_LT(Clock::now() - start, std::chrono::seconds(20));
+    EXPECT_LT(Clock::now() - start, linearTime);
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -463,11 +463,11 @@ INSTANTIATE_TEST_SUITE_P(
         Explosion{"Namespaces", [] { return namespaces(250, repeated(1'000, "<a/>")); }},
         Explosion{
             "Names",
-            [] { return "<r>" + numbered(90'000, [](const auto &n) { return "<e" + n + "/>"; }) + "</r>"; }},
+            [] { return "<r>" + numbered(120'000, [](const auto &n) { return "<e" + n + "/>"; }) + "</r>"; }},
         Explosion{"Identifiers",
                   [] {
                       return "<r>" +
-                             numbered(90'000, [](const auto &n) { return "<e xml:id='i" + n + "'/>"; }) +
+                             numbered(120'000, [](const auto &n) { return "<e xml:id='i" + n + "'/>"; }) +
                              "</r>";
                   }},
         Explosion{"DeclaredAttributes",

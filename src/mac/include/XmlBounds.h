@@ -7,7 +7,7 @@ struct _xmlParserCtxt;
 // Watches a parser while it reads, and refuses documents on which libxml2 spends far more time than their
 // length warrants: what it does with the attributes and namespaces of an element, with distinct names and
 // identifiers and with declared attributes grows with the square of their number, what it does with parameter
-// entities exponentially. No real document comes near these bounds. The parser must not outlive it.
+// entities exponentially. No real document comes near these bounds. To be kept while the parser reads.
 class XmlBounds {
 public:
     explicit XmlBounds(_xmlParserCtxt &parser) noexcept;

@@ -19,7 +19,7 @@ constexpr int valuesPerAttribute = 5;
 constexpr int mostNamespaces = 256;
 constexpr int valuesPerNamespace = 2;
 // Different names of elements, attributes and entities, and identifiers of elements.
-constexpr int mostNames = 100'000;
+constexpr int mostNames = 150'000;
 // Each element is searched for all that are declared.
 constexpr int mostDeclaredAttributes = 32;
 // Of declarations that are no entities' (a list of values is compared value by value), and of entities that
