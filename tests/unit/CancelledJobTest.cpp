@@ -32,15 +32,17 @@ int __wrap_pthread_cond_wait(pthread_cond_t *condition, pthread_mutex_t *mutex) 
     return result;
 }
 
-xmlDocPtr __real_xmlCtxtReadFd(xmlParserCtxtPtr parser, int file, const char *url, const char *encoding,
-                               int options);
-xmlDocPtr __wrap_xmlCtxtReadFd(xmlParserCtxtPtr parser, int file, const char *url, const char *encoding,
-                               int options);
-xmlDocPtr __wrap_xmlCtxtReadFd(xmlParserCtxtPtr parser, int file, const char *url, const char *encoding,
-                               int options) {
-    if (const auto now = std::exchange(beforeReading, nullptr))
-        now();
-    return __real_xmlCtxtReadFd(parser, file, url, encoding, options);
+xmlDocPtr __real_xmlCtxtReadIO(xmlParserCtxtPtr parser, xmlInputReadCallback read, xmlInputCloseCallback end,
+                               void *source, const char *url, const char *encoding, int options);
+xmlDocPtr __wrap_xmlCtxtReadIO(xmlParserCtxtPtr parser, xmlInputReadCallback read, xmlInputCloseCallback end,
+                               void *source, const char *url, const char *encoding, int options);
+xmlDocPtr __wrap_xmlCtxtReadIO(xmlParserCtxtPtr parser, xmlInputReadCallback read, xmlInputCloseCallback end,
+                               void *source, const char *url, const char *encoding, int options) {
+    if (url != nullptr) { // a file
+        if (const auto now = std::exchange(beforeReading, nullptr))
+            now();
+    }
+    return __real_xmlCtxtReadIO(parser, read, end, source, url, encoding, options);
 }
 
 bool __real__ZN14DownloadHelper4InitEPKcS1_15CURLSetUpConfig(DownloadHelper *worker, const char *url,

@@ -28,7 +28,7 @@ add_dependencies(DownloadControllerTest productUpdater)
 download_test(ConcurrencyTest SEAL --servers)
 download_test(CancelledJobTest SEAL --servers)
 target_link_options(CancelledJobTest PRIVATE
-  LINKER:--wrap=pthread_cond_wait,--wrap=xmlCtxtReadFd
+  LINKER:--wrap=pthread_cond_wait,--wrap=xmlCtxtReadIO
   LINKER:--wrap=_ZN14DownloadHelper4InitEPKcS1_15CURLSetUpConfig)
 download_test(SameDestinationTest SEAL --servers)
 download_test(JobLockTest SOURCES ../support/Program.cpp SEAL --servers)

@@ -1,5 +1,6 @@
 #include "LibXmlWrapper.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <csignal>
@@ -323,6 +324,176 @@ INSTANTIATE_TEST_SUITE_P(Places, FloodOfReferences,
                          testing::Values(EntityFlood{"Text", "<r><h><a>", "</a></h></r>"},
                                          EntityFlood{"Attribute", "<r><h k='", "'/></r>"}),
                          [](const auto &caseInfo) { return caseInfo.param.name; });
+
+// On such a document libxml2 spends the square of its length, or more: minutes, or for ever.
+
+struct Explosion {
+    const char *name;
+    std::string (*text)();
+};
+
+// One piece for each number.
+template <typename Piece>
+std::string numbered(int count, Piece piece) {
+    std::string text;
+    for (int i = 0; i < count; ++i)
+        text += piece(std::to_string(i));
+    return text;
+}
+
+std::string withSubset(const std::string &subset, const std::string &root = "<r/>") {
+    return "<!DOCTYPE r [" + subset + "]>" + root;
+}
+
+// Each refers ten times to the one before it.
+std::string nestedParameterEntities(int levels) {
+    return "<!ENTITY % p0 ' '>" + numbered(levels, [](const std::string &number) {
+               return "<!ENTITY % p" + std::to_string(std::stoi(number) + 1) + " '" +
+                      repeated(10, "&#37;p" + number + ";") + "'>";
+           });
+}
+
+std::string encoded(const std::string &ascii, std::size_t bytesBefore, std::size_t bytesAfter) {
+    std::string text = bytesBefore == 0 ? "\xff\xfe" : "\xfe\xff";
+    for (const char character : ascii)
+        text += std::string(bytesBefore, '\0') + character + std::string(bytesAfter, '\0');
+    return text;
+}
+
+std::string attributes(int count) {
+    return "<r" + numbered(count, [](const auto &n) { return " a" + n + "=''"; }) + "/>";
+}
+
+std::string namespaces(int count, const std::string &content = "") {
+    return "<r" + numbered(count, [](const auto &n) { return " xmlns:a" + n + "='u'"; }) + ">" + content +
+           "</r>";
+}
+
+class ExplosiveDocument : public XmlFile, public testing::WithParamInterface<Explosion> {};
+
+TEST_P(ExplosiveDocument, IsRefusedLikeAMalformedOne) {
+    const std::string text = GetParam().text();
+    const std::string name = fileWith(text);
+    const auto start = Clock::now();
+    EXPECT_EQ(standardErrorOf([&] { EXPECT_FALSE(parse(text).isXPathElementExists("/*")); }), "");
+    EXPECT_EQ(standardErrorOf([&] { EXPECT_FALSE(LibXmlWrapper(name).isXPathElementExists("/*")); }),
+              parseError(name));
+    EXPECT_LT(Clock::now() - start, linearTime);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Kinds, ExplosiveDocument,
+    testing::Values(
+        Explosion{"Attributes", [] { return attributes(200'000); }},
+        Explosion{"AttributesInUtf16", [] { return encoded(attributes(200'000), 0, 1); }},
+        Explosion{"AttributesInUtf16BigEndian", [] { return encoded(attributes(200'000), 1, 0); }},
+        Explosion{"AttributesInAnEntity",
+                  [] {
+                      std::string element = attributes(100'000);
+                      std::replace(element.begin(), element.end(), '\'', '"');
+                      return withSubset("<!ENTITY e '" + element + "'>", "<r>&e;</r>");
+                  }},
+        Explosion{"Namespaces", [] { return namespaces(100'000); }},
+        Explosion{"NamespacesInScope", [] { return namespaces(5'000, repeated(1'000'000, "<a/>")); }},
+        Explosion{"Names",
+                  [] {
+                      return "<r>" + numbered(1'000'000, [](const auto &n) { return "<e" + n + "/>"; }) +
+                             "</r>";
+                  }},
+        Explosion{"Identifiers",
+                  [] {
+                      return "<r>" +
+                             numbered(500'000, [](const auto &n) { return "<e xml:id='i" + n + "'/>"; }) +
+                             "</r>";
+                  }},
+        Explosion{"DeclaredAttributes",
+                  [] {
+                      return withSubset(
+                          "<!ATTLIST b " +
+                              numbered(5'000, [](const auto &n) { return "a" + n + " CDATA '' "; }) + ">",
+                          "<r>" + repeated(100'000, "<b/>") + "</r>");
+                  }},
+        Explosion{"ListOfValues",
+                  [] {
+                      return withSubset("<!ATTLIST r a (v" +
+                                        numbered(300'000, [](const auto &n) { return "|v" + n; }) +
+                                        ") #IMPLIED>");
+                  }},
+        Explosion{"ListOfNotations",
+                  [] {
+                      return withSubset("<!ATTLIST r a NOTATION (v" +
+                                        numbered(300'000, [](const auto &n) { return "|v" + n; }) +
+                                        ") #IMPLIED>");
+                  }},
+        Explosion{"ContentModel",
+                  [] {
+                      return withSubset("<!ELEMENT r (v" +
+                                        numbered(1'000'000, [](const auto &n) { return "|v" + n; }) + ")>");
+                  }},
+        Explosion{"NestedParameterEntities",
+                  [] { return withSubset(nestedParameterEntities(38) + "%p38;"); }},
+        Explosion{"LongParameterEntity",
+                  [] {
+                      return withSubset("<!ENTITY % p '" + std::string(1'000'000, ' ') + "'>" +
+                                        repeated(300'000, "%p;"));
+                  }},
+        Explosion{"ListOfValuesInAParameterEntity",
+                  [] {
+                      return withSubset("<!ENTITY % p '<!ATTLIST r a (v" +
+                                        numbered(300'000, [](const auto &n) { return "|v" + n; }) +
+                                        ") #IMPLIED>'>%p;");
+                  }},
+        Explosion{
+            "MoreThanAReplyMayHave",
+            [] { return "<r>" + repeated(33, "<!--" + std::string(4'200'000, 'x') + "-->") + "</r>"; }}),
+    [](const auto &caseInfo) { return caseInfo.param.name; });
+
+class DocumentWithinTheBounds : public XmlFile, public testing::WithParamInterface<Explosion> {};
+
+TEST_P(DocumentWithinTheBounds, IsRead) {
+    const std::string text = GetParam().text();
+    EXPECT_TRUE(parse(text).isXPathElementExists("/r"));
+    EXPECT_TRUE(LibXmlWrapper(fileWith(text)).isXPathElementExists("/r"));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Kinds, DocumentWithinTheBounds,
+    testing::Values(
+        Explosion{"Attributes", [] { return "<r>" + repeated(1'000, attributes(90)) + "</r>"; }},
+        Explosion{"AttributesInUtf16", [] { return encoded(attributes(90), 0, 1); }},
+        Explosion{"Namespaces", [] { return namespaces(250, repeated(1'000, "<a/>")); }},
+        Explosion{
+            "Names",
+            [] { return "<r>" + numbered(120'000, [](const auto &n) { return "<e" + n + "/>"; }) + "</r>"; }},
+        Explosion{"Identifiers",
+                  [] {
+                      return "<r>" +
+                             numbered(120'000, [](const auto &n) { return "<e xml:id='i" + n + "'/>"; }) +
+                             "</r>";
+                  }},
+        Explosion{"DeclaredAttributes",
+                  [] {
+                      return withSubset("<!ATTLIST r " +
+                                        numbered(32, [](const auto &n) { return "a" + n + " CDATA '' "; }) +
+                                        ">");
+                  }},
+        Explosion{"ListOfValues",
+                  [] {
+                      return withSubset("<!ATTLIST r a (v" +
+                                        numbered(5'000, [](const auto &n) { return "|v" + n; }) +
+                                        ") #IMPLIED>");
+                  }},
+        Explosion{
+            "ParameterEntities",
+            [] { return withSubset(nestedParameterEntities(2) + "<!ENTITY % q '<!ELEMENT r ANY>'>%q;"); }},
+        Explosion{"MarkupInAnEntity",
+                  [] { return withSubset("<!ENTITY e '" + repeated(5'000, "<a/>") + "'>", "<r>&e;</r>"); }},
+        Explosion{"BigElementBehindSmallOnes",
+                  [] {
+                      return "<r>" + repeated(100'000, "<a b='c'/>") + "<a b='" +
+                             std::string(9'000'000, 'x') + "'/></r>";
+                  }}),
+    [](const auto &caseInfo) { return caseInfo.param.name; });
 
 TEST(LibXmlWrapperBigDocument, LimitsEntitiesPerQueryAndKeepsOneEntryPerNode) {
     const std::string entity(9'000, 'x');

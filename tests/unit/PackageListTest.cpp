@@ -151,6 +151,15 @@ TEST(PackageListRead, TakesALinkForEmpty) {
     EXPECT_THAT(*readPackageList(), IsEmpty()) << "a link that leads nowhere is no missing list";
 }
 
+// Whoever may write to the folder may name any file of root's there: its lines would be run by root's shell.
+TEST(PackageListRead, TakesAHardLinkForEmpty) {
+    writeText("/tmp/own", "/p/a.pkg\n");
+    std::filesystem::create_hard_link("/tmp/own", path);
+    EXPECT_THAT(*readPackageList(), IsEmpty());
+    std::filesystem::remove("/tmp/own");
+    EXPECT_THAT(*readPackageList(), ElementsAre("/p/a.pkg"));
+}
+
 TEST(PackageListRead, TakesWhatIsNoFileForEmptyAndDoesNotWait) {
     ASSERT_EQ(mkfifo(path.c_str(), 0644), 0);
     EXPECT_THAT(*readPackageList(), IsEmpty());

@@ -187,6 +187,20 @@ INSTANTIATE_TEST_SUITE_P(
         Unreadable{"NestedBeyondTheLimit", [] { return nested(300); }},
         Unreadable{"NestedAMillionTimes", [] { return nested(1000000); }},
         Unreadable{"EntityBomb", [] { return entityBomb(); }},
+        Unreadable{"FloodOfReferences",
+                   [] {
+                       std::string flood;
+                       while (flood.size() < 3'900'000)
+                           flood += "&amp;";
+                       return plist("<dict><key>Key</key><string>" + flood + "</string></dict>");
+                   }},
+        Unreadable{"FloodOfAttributes",
+                   [] {
+                       std::string flood;
+                       for (int i = 0; flood.size() < 3'900'000; ++i)
+                           flood += " a" + std::to_string(i) + "=''";
+                       return plist("<dict><key>Key</key><string" + flood + ">x</string></dict>");
+                   }},
         Unreadable{"ExternalEntity",
                    [] {
                        return std::string(

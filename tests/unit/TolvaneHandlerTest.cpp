@@ -90,15 +90,16 @@ CURLcode __wrap_curl_easy_perform(CURL *handle) {
     return spy.perform ? spy.perform() : __real_curl_easy_perform(handle);
 }
 
-xmlDocPtr __real_xmlCtxtReadFd(xmlParserCtxtPtr parser, int file, const char *url, const char *encoding,
-                               int options);
-xmlDocPtr __wrap_xmlCtxtReadFd(xmlParserCtxtPtr parser, int file, const char *url, const char *encoding,
-                               int options);
-xmlDocPtr __wrap_xmlCtxtReadFd(xmlParserCtxtPtr parser, int file, const char *url, const char *encoding,
-                               int options) {
-    if (parsesUntilFailure >= 0 && parsesUntilFailure-- == 0)
+xmlDocPtr __real_xmlCtxtReadIO(xmlParserCtxtPtr parser, xmlInputReadCallback read, xmlInputCloseCallback end,
+                               void *source, const char *url, const char *encoding, int options);
+xmlDocPtr __wrap_xmlCtxtReadIO(xmlParserCtxtPtr parser, xmlInputReadCallback read, xmlInputCloseCallback end,
+                               void *source, const char *url, const char *encoding, int options);
+xmlDocPtr __wrap_xmlCtxtReadIO(xmlParserCtxtPtr parser, xmlInputReadCallback read, xmlInputCloseCallback end,
+                               void *source, const char *url, const char *encoding, int options) {
+    // Of files only.
+    if (url != nullptr && parsesUntilFailure >= 0 && parsesUntilFailure-- == 0)
         return nullptr;
-    return __real_xmlCtxtReadFd(parser, file, url, encoding, options);
+    return __real_xmlCtxtReadIO(parser, read, end, source, url, encoding, options);
 }
 }
 

@@ -43,7 +43,9 @@ std::optional<RegularFile> RegularFile::open(const std::string &path, Links link
         throwError("fstat");
     if (!S_ISREG(status.st_mode))
         return std::nullopt;
-    const bool isOwn = status.st_uid == geteuid() && (status.st_mode & (S_IWGRP | S_IWOTH)) == 0;
+    // A second name may be a hard link that somebody else made to any file of one's own.
+    const bool isOwn =
+        status.st_uid == geteuid() && (status.st_mode & (S_IWGRP | S_IWOTH)) == 0 && status.st_nlink <= 1;
     return RegularFile(std::move(descriptor), isOwn);
 }
 

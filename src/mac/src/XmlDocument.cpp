@@ -2,16 +2,21 @@
 
 #include <climits>
 #include <cstdio>
+#include <functional>
 #include <new>
+#include <string_view>
 #include <utility>
 
 #include <libxml/parser.h>
 #include <libxml/tree.h>
 #include <libxml/xmlsave.h>
+#include <sys/types.h>
+#include <unistd.h>
 
 #include "File.h"
 #include "ReplaceFile.h"
 #include "StandardStreams.h"
+#include "XmlBounds.h"
 #include "XmlErrors.h"
 
 namespace {
@@ -38,25 +43,46 @@ struct XmlParserDeleter {
 };
 using XmlParser = std::unique_ptr<xmlParserCtxt, XmlParserDeleter>;
 
+// Where a document comes from: the bytes as they are asked for, 0 at the end, -1 when they cannot be read.
+using Source = std::function<ssize_t(char *, std::size_t)>;
+
+struct BoundedSource {
+    Source read;
+    XmlBounds bounds;
+};
+
+int readBlock(void *source, char *block, int size) noexcept {
+    auto &from = *static_cast<BoundedSource *>(source);
+    if (!from.bounds.mayRead())
+        return 0;
+    const ssize_t count = from.read(block, static_cast<std::size_t>(size));
+    if (count > 0)
+        from.bounds.hasRead(static_cast<std::size_t>(count));
+    return static_cast<int>(count);
+}
+
 // Throws std::bad_alloc without memory for the whole document: libxml2 may give the part that it had read.
-template <typename Read>
-XmlDoc parse(Read read) {
+XmlDoc parse(Source read, const char *fileName) {
     const XmlErrors errors;
     const XmlParser parser(xmlNewParserCtxt());
     if (!parser)
         throw std::bad_alloc();
-    XmlDoc document(read(parser.get()));
+    BoundedSource source{std::move(read), XmlBounds(*parser)};
+    XmlDoc document(
+        xmlCtxtReadIO(parser.get(), readBlock, nullptr, &source, fileName, nullptr, XML_PARSE_NONET));
     if (errors.ranOutOfMemory() || parser->errNo == XML_ERR_NO_MEMORY)
         throw std::bad_alloc();
-    return document;
+    return source.bounds.areExceeded() ? nullptr : std::move(document);
 }
 
 // Files are opened here and not by libxml2, which takes "-", URLs and percent signs in a name for more than a
 // name and would read or write something else.
-XmlDoc readFile(xmlParserCtxt *parser, const char *fileName) {
+XmlDoc readFile(const char *fileName) {
     const File file(std::fopen(fileName, "rb"));
-    return XmlDoc(file ? xmlCtxtReadFd(parser, fileno(file.get()), fileName, nullptr, XML_PARSE_NONET)
-                       : nullptr);
+    if (!file)
+        return nullptr;
+    return parse([&](char *block, std::size_t size) { return ::read(fileno(file.get()), block, size); },
+                 fileName);
 }
 
 bool isDocument(const std::string &text) {
@@ -76,7 +102,7 @@ void XmlDocDeleter::operator()(xmlDoc *document) const noexcept {
 XmlDoc parseXmlFile(const char *fileName) {
     XmlDoc document;
     try {
-        document = parse([fileName](xmlParserCtxt *parser) { return readFile(parser, fileName); });
+        document = readFile(fileName);
     } catch (const std::bad_alloc &) {
         document.reset(); // told like any other failure
     }
@@ -86,12 +112,16 @@ XmlDoc parseXmlFile(const char *fileName) {
 }
 
 XmlDoc parseXml(const char *buffer, unsigned long size) {
-    if (size > INT_MAX)
+    if (!buffer || size > INT_MAX)
         return nullptr;
-    return parse([buffer, size](xmlParserCtxt *parser) {
-        return XmlDoc(
-            xmlCtxtReadMemory(parser, buffer, static_cast<int>(size), nullptr, nullptr, XML_PARSE_NONET));
-    });
+    std::string_view rest(buffer, size);
+    return parse(
+        [&rest](char *block, std::size_t count) {
+            const std::size_t copied = rest.copy(block, count);
+            rest.remove_prefix(copied);
+            return static_cast<ssize_t>(copied);
+        },
+        nullptr);
 }
 
 std::optional<std::string> serialiseXml(xmlDoc *document, const char *encoding, XmlForm form) {

@@ -1,5 +1,6 @@
 #include "PropertyList.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <new>
 
@@ -30,6 +31,19 @@ std::optional<std::string> stringOf(plist_t node) {
     return text ? std::optional(std::string(text, length)) : std::nullopt;
 }
 
+// libplist moves the rest of a text for each reference in it. No real text holds so many.
+bool holdsTooManyReferences(const std::string &xml) {
+    constexpr std::size_t mostReferences = 4000; // of one text
+    std::size_t references = 0;
+    for (const char character : xml) {
+        if (character == '<')
+            references = 0;
+        else if (character == '&' && ++references > mostReferences)
+            return true;
+    }
+    return false;
+}
+
 } // namespace
 
 struct PropertyList::Dictionary {
@@ -46,6 +60,8 @@ PropertyList &PropertyList::operator=(PropertyList &&other) noexcept = default;
 
 // libplist reads UTF-8 only, whatever the text says of its encoding.
 std::optional<PropertyList> PropertyList::fromXml(const std::string &xml) {
+    if (holdsTooManyReferences(xml))
+        return std::nullopt;
     plist_t node = nullptr;
     plist_from_xml(xml.data(), static_cast<std::uint32_t>(xml.size()), &node);
     Plist root(node);
