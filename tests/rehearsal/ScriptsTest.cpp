@@ -115,6 +115,22 @@ TEST(FuzzScript, refusesATargetAnOptionAndATimeThatItDoesNotKnow) {
               (Outcome{"scripts/fuzz: --seconds needs a number of seconds\n", 64}));
 }
 
+TEST(SoakScript, tellsItsUsageAndRefusesWhatItCannotRun) {
+    EXPECT_EQ(outside(R"sh("$rehearsal/../scripts/soak" --help | head -n 1)sh").output,
+              "usage: scripts/soak [--cycles N] [--installs N]\n");
+    EXPECT_EQ(outside(R"sh("$rehearsal/../scripts/soak" --cycles 3)sh"),
+              (Outcome{"soak: --cycles must be 4 at least\n", 64}));
+    EXPECT_EQ(outside(R"sh("$rehearsal/../scripts/soak" --cycles 40 --installs)sh"),
+              (Outcome{"soak: --installs needs a number from 5 to 999999\n", 64}));
+    EXPECT_EQ(outside(R"sh("$rehearsal/../scripts/soak" --rounds 3)sh"),
+              (Outcome{"soak: there is no --rounds\nsoak: scripts/soak --help shows the options\n", 64}));
+}
+
+TEST(ValgrindScript, tellsItsUsage) {
+    EXPECT_EQ(outside(R"sh("$rehearsal/../scripts/valgrind" --help | head -n 1)sh").output,
+              "usage: scripts/valgrind [OPTION]...\n");
+}
+
 TEST(StyleScript, saysThatItNeedsGit) {
     const Outcome outcome = inside(R"sh(
         mkdir /tmp/bin && ln -s /usr/bin/{bash,env,dirname} /tmp/bin && export PATH=/tmp/bin

@@ -73,6 +73,15 @@ TEST(Seal, passesStreamsArgumentsEnvironmentAndFolder) {
     EXPECT_EQ(outcome, (Outcome{"from-input\na  b|two words||/usr/share|/odd\nto-error\n", 0}));
 }
 
+TEST(Seal, hasTheCommandRunByAnotherProgramWhenAsked) {
+    const Outcome outcome = outside(R"sh(
+        dir=$(mktemp -d) && cd "$dir" && printf '#!/bin/sh\necho under "$@"; "$@"; exit 7\n' >checker && chmod +x checker
+        "$seal" --under checker echo one two; echo "$?"
+        "$seal" --under missing true 2>/dev/null; echo "$?"
+        rm -r "$dir")sh");
+    EXPECT_EQ(outcome, (Outcome{"under echo one two\none two\n7\n64\n", 0}));
+}
+
 TEST(Seal, addsNothingToTheCommandsStandardError) {
     EXPECT_EQ(outside("\"$seal\" bash -c 'kill -SEGV $$'"), (Outcome{"", 139}));
 }
