@@ -31,6 +31,8 @@ using testing::IsEmpty;
 std::atomic<bool> noHandles{false};
 std::atomic<bool> responseCodeThrows{false};
 std::atomic<bool> setUrlThrows{false};
+std::atomic<bool> noSignalIsRefused{false};
+std::atomic<bool> noStreams{false};
 
 std::atomic<int> transfersPerformed{0};
 
@@ -90,6 +92,8 @@ CURLcode __wrap_curl_easy_setopt(CURL *handle, unsigned int number, ...) {
     const auto option = static_cast<CURLoption>(number);
     if (setUrlThrows && option == CURLOPT_URL)
         throw std::bad_alloc();
+    if (noSignalIsRefused && option == CURLOPT_NOSIGNAL)
+        return CURLE_UNKNOWN_OPTION;
     std::va_list arguments;
     va_start(arguments, number);
     const bool isNumber = option < CURLOPTTYPE_OBJECTPOINT;
@@ -99,6 +103,12 @@ CURLcode __wrap_curl_easy_setopt(CURL *handle, unsigned int number, ...) {
     optionsSet.emplace_back(option, value);
     return isNumber ? __real_curl_easy_setopt(handle, option, value)
                     : __real_curl_easy_setopt(handle, option, pointer);
+}
+
+std::FILE *__real_fdopen(int descriptor, const char *mode);
+std::FILE *__wrap_fdopen(int descriptor, const char *mode);
+std::FILE *__wrap_fdopen(int descriptor, const char *mode) {
+    return noStreams ? nullptr : __real_fdopen(descriptor, mode);
 }
 }
 
@@ -230,6 +240,26 @@ TEST_F(DownloadHelperTest, InitFailsWithoutAnEasyHandle) {
     const Fault fault(noHandles);
     EXPECT_FALSE(init("/a"));
     EXPECT_THAT(messages(), ElementsAre("Error occurred in curl initialization\n"));
+}
+
+// Without it libcurl would use signals for its time-outs, which strike the host's threads.
+TEST_F(DownloadHelperTest, AHandleThatCannotDoWithoutSignalsIsNone) {
+    const Fault fault(noSignalIsRefused);
+    EXPECT_FALSE(init("/a"));
+    EXPECT_THAT(messages(), ElementsAre("Error occurred in curl initialization\n"));
+}
+
+TEST_F(DownloadHelperTest, InitFailsWithoutAStreamAndLeavesNothingOpen) {
+    const int free = dup(STDERR_FILENO);
+    close(free);
+    {
+        const Fault fault(noStreams);
+        EXPECT_FALSE(init("/a"));
+    }
+    EXPECT_THAT(messages(), ElementsAre(testing::StartsWith("Error occurred in creating output file")));
+    const int next = dup(STDERR_FILENO);
+    close(next);
+    EXPECT_EQ(next, free);
 }
 
 TEST_F(DownloadHelperTest, AnExceptionWhileOptionsAreSetIsAnError) {

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cerrno>
 #include <cstdlib>
 #include <filesystem>
 #include <functional>
@@ -84,6 +85,17 @@ TEST_P(EveryWay, LeavesTheOldFileOrTheNewOneWhicheverCallFails) {
         EXPECT_EQ(filesIn(folder), 1U) << call;
     }
     EXPECT_GT(call, 4U);
+}
+
+// A child that ends, or a timer of the host's, is no reason to lose a configuration.
+TEST_P(EveryWay, IsWrittenOnWhenASignalInterrupts) {
+    writeText(path, "old");
+    fileCalls.clear();
+    ASSERT_TRUE(replace("old"));
+    const FailingFileCall interrupted(firstFileCall("write"), EINTR);
+    EXPECT_TRUE(replace("new"));
+    EXPECT_TRUE(interrupted.happened());
+    EXPECT_EQ(readText(path), "new");
 }
 
 TEST_P(EveryWay, IsOnTheDiskBeforeItTakesTheOldOnesPlace) {
