@@ -269,6 +269,20 @@ TEST_F(DownloadHelperTest, AnExceptionWhileOptionsAreSetIsAnError) {
                                         "Error occured in setting up CURL handle with error code :-1\n"));
 }
 
+TEST_F(DownloadHelperTest, ALockThatIsRefusedFailsInitAndLeavesNothingOpen) {
+    const int free = dup(STDERR_FILENO);
+    close(free);
+    {
+        const RefusedLock refused(0);
+        EXPECT_FALSE(init("/a"));
+        EXPECT_TRUE(refused.happened());
+    }
+    EXPECT_THAT(messages(), ElementsAre("Caught an exception in initCurlHandler\n"));
+    const int next = dup(STDERR_FILENO);
+    close(next);
+    EXPECT_EQ(next, free);
+}
+
 struct BadLimits {
     const char *name;
     CURLSetUpConfig limits;

@@ -32,5 +32,6 @@ target_link_options(CancelledJobTest PRIVATE
   LINKER:--wrap=_ZN14DownloadHelper4InitEPKcS1_15CURLSetUpConfig)
 download_test(SameDestinationTest SEAL --servers)
 download_test(JobLockTest SOURCES ../support/Program.cpp SEAL --servers)
+target_link_options(JobLockTest PRIVATE LINKER:--wrap=flock)
 target_compile_definitions(JobLockTest PRIVATE PROGRAM_FILE="$<TARGET_FILE:productUpdater>")
 add_dependencies(JobLockTest productUpdater)
