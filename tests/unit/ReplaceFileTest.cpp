@@ -263,4 +263,14 @@ TEST(ReplaceFileOther, OfAnUnnamedFileIsRefused) {
     close(unnamed);
 }
 
+// The system shows a removed file by its old name with " (deleted)" behind it, which may be another file's.
+TEST(ReplaceFileOther, OfARemovedFileIsRefusedAndItsNamesakeStays) {
+    const int removed = open("/tmp/file", O_CREAT | O_RDWR, 0600);
+    ASSERT_EQ(unlink("/tmp/file"), 0);
+    writeText("/tmp/file (deleted)", "another");
+    EXPECT_FALSE(rewriteFile("/proc/self/fd/" + std::to_string(removed), "new"));
+    EXPECT_EQ(readText("/tmp/file (deleted)"), "another");
+    close(removed);
+}
+
 } // namespace
