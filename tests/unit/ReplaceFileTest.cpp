@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
+#include <climits>
 #include <cstdlib>
 #include <filesystem>
 #include <functional>
@@ -12,6 +13,7 @@
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
+#include <sys/mount.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -271,6 +273,27 @@ TEST(ReplaceFileOther, OfARemovedFileIsRefusedAndItsNamesakeStays) {
     EXPECT_FALSE(rewriteFile("/proc/self/fd/" + std::to_string(removed), "new"));
     EXPECT_EQ(readText("/tmp/file (deleted)"), "another");
     close(removed);
+}
+
+// Containers mount single files, and no other file takes a mount's place.
+TEST(ReplaceFileOther, ThatIsAMountIsWrittenInPlace) {
+    std::filesystem::create_directory("/tmp/mounts");
+    const std::string mounted = "/tmp/mounts/file";
+    writeText(mounted, "old, and longer");
+    ASSERT_EQ(mount(mounted.c_str(), mounted.c_str(), nullptr, MS_BIND, nullptr), 0);
+    EXPECT_TRUE(rewriteFile(mounted, "new"));
+    EXPECT_EQ(readText(mounted), "new");
+    EXPECT_EQ(umount(mounted.c_str()), 0);
+    EXPECT_EQ(filesIn("/tmp/mounts"), 1U);
+}
+
+TEST(ReplaceFileOther, WithANameAsLongAsCanBeIsWrittenInPlace) {
+    const std::string longest = "/tmp/long/" + std::string(NAME_MAX, 'x');
+    std::filesystem::create_directory("/tmp/long");
+    writeText(longest, "old, and longer");
+    EXPECT_TRUE(rewriteFile(longest, "new"));
+    EXPECT_EQ(readText(longest), "new");
+    EXPECT_EQ(filesIn("/tmp/long"), 1U);
 }
 
 } // namespace
