@@ -31,6 +31,7 @@ if(DOWNLOADMANAGER_VALGRIND)
 endif()
 
 if(DOWNLOADMANAGER_COVERAGE)
-  add_compile_options(--coverage)
+  # Atomic, since the engine's threads count at the same time.
+  add_compile_options(--coverage -fprofile-update=atomic)
   add_link_options(--coverage)
 endif()

@@ -131,6 +131,37 @@ TEST(ValgrindScript, tellsItsUsage) {
               "usage: scripts/valgrind [OPTION]...\n");
 }
 
+class MeasuringScript : public testing::Test {
+protected:
+    void SetUp() override {
+        if (outside("command -v python3").status != 0)
+            GTEST_SKIP() << "python3 is missing, which the other tests do not need";
+    }
+};
+
+TEST_F(MeasuringScript, tellsItsOwnUsage) {
+    EXPECT_EQ(outside(R"sh("$rehearsal/../scripts/mutate" --help | head -n 1)sh").output,
+              "usage: scripts/mutate [OPTION]...\n");
+    EXPECT_EQ(outside(R"sh("$rehearsal/../scripts/coverage" --help | head -n 1)sh").output,
+              "usage: scripts/coverage [OPTION]... [SUITE]...\n");
+}
+
+TEST_F(MeasuringScript, refusesAnOptionThatItDoesNotKnow) {
+    EXPECT_EQ(outside(R"sh("$rehearsal/../scripts/mutate" --sampel 20)sh"),
+              (Outcome{"scripts/mutate: there is no option --sampel; see scripts/mutate --help\n", 64}));
+    EXPECT_EQ(outside(R"sh("$rehearsal/../scripts/coverage" --reprot)sh"),
+              (Outcome{"scripts/coverage: there is no option --reprot; see scripts/coverage --help\n", 64}));
+}
+
+// The sample is taken from sources, platforms and rules alike, so each source is in it.
+TEST_F(MeasuringScript, breaksEverySourceInOnePlaceAtLeast) {
+    const Outcome outcome = outside(R"sh(
+        cd "$rehearsal/.."
+        find src/mac/src -name '*.cpp' ! -path '*/macos/*' | sort |
+            comm -23 - <(scripts/mutate --list | grep -oE '^[^:]+\.cpp' | sort -u))sh");
+    EXPECT_EQ(outcome, (Outcome{"", 0}));
+}
+
 TEST(StyleScript, saysThatItNeedsGit) {
     const Outcome outcome = inside(R"sh(
         mkdir /tmp/bin && ln -s /usr/bin/{bash,env,dirname} /tmp/bin && export PATH=/tmp/bin

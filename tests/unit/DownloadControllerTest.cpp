@@ -731,6 +731,18 @@ TEST_F(DownloadControllerTest, ACheckThatFailsLeavesNothingOfTheOneBefore) {
     EXPECT_FALSE(std::filesystem::exists(marker));
 }
 
+TEST_F(DownloadControllerTest, AFreshInstallThatCannotRemoveTheOldListFetchesNothing) {
+    // A mount cannot be removed.
+    writeText(packageList, "/p/old.pkg\n");
+    ASSERT_EQ(mount(packageList.c_str(), packageList.c_str(), nullptr, MS_BIND, nullptr), 0);
+    offerProducts({package("A.pkg", "1.0.1.0", "content")});
+    EXPECT_EQ(controller.freshInstall(), -1);
+    EXPECT_EQ(umount(packageList.c_str()), 0);
+    EXPECT_EQ(messages().back(), "ERROR: Not able to remove the old package list\n");
+    EXPECT_THAT(server.ranges("/A.pkg"), IsEmpty());
+    EXPECT_TRUE(controller.getDownloadProgressInfo().failed);
+}
+
 TEST_F(DownloadControllerTest, ACheckThatCannotRemoveTheOldListFetchesNothing) {
     // A mount cannot be removed.
     writeText(packageList, "/p/old.pkg\n");

@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <cstring>
 #include <filesystem>
+#include <new>
 
 #include <pthread.h>
 #include <sys/resource.h>
@@ -8,6 +9,7 @@
 #include <unistd.h>
 
 #include "ControllerFixture.h"
+#include "DownloadThreads.h"
 #include "FailingAllocation.h"
 #include "RefusedLock.h"
 #include "RefusedThreads.h"
@@ -1043,6 +1045,31 @@ TEST_F(DownloadEngineTest, ClearDownloadHelperListDestroysAndEmpties) {
     EXPECT_THAT(workers, IsEmpty());
     controller.clearDownloadHelperList(workers);
     EXPECT_THAT(workers, IsEmpty());
+}
+
+// --- threads
+// -------------------------------------------------------------------------------------------------
+
+TEST(DownloadThreads, LeaveWorkOverThatEndsByAnException) {
+    int runs = 0;
+    DownloadThreads threads;
+    threads.startAll({[&runs] {
+        if (++runs == 1)
+            throw std::bad_alloc();
+    }});
+    threads.join();
+    EXPECT_TRUE(threads.isWorkLeftOver());
+    threads.startLeftOver();
+    threads.join();
+    EXPECT_FALSE(threads.isWorkOutstanding());
+    EXPECT_EQ(runs, 2);
+}
+
+TEST(DownloadThreads, LeaveNothingOverOfASingleStart) {
+    DownloadThreads threads;
+    threads.start([] { throw std::bad_alloc(); });
+    threads.join();
+    EXPECT_FALSE(threads.isWorkOutstanding());
 }
 
 } // namespace

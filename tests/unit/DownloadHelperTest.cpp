@@ -32,6 +32,8 @@ using testing::IsEmpty;
 std::atomic<bool> noHandles{false};
 std::atomic<bool> responseCodeThrows{false};
 std::atomic<bool> setUrlThrows{false};
+std::atomic<bool> noSignalIsRefused{false};
+std::atomic<bool> noStreams{false};
 
 std::atomic<int> transfersPerformed{0};
 
@@ -91,6 +93,8 @@ CURLcode __wrap_curl_easy_setopt(CURL *handle, unsigned int number, ...) {
     const auto option = static_cast<CURLoption>(number);
     if (setUrlThrows && option == CURLOPT_URL)
         throw std::bad_alloc();
+    if (noSignalIsRefused && option == CURLOPT_NOSIGNAL)
+        return CURLE_UNKNOWN_OPTION;
     std::va_list arguments;
     va_start(arguments, number);
     const bool isNumber = option < CURLOPTTYPE_OBJECTPOINT;
@@ -100,6 +104,12 @@ CURLcode __wrap_curl_easy_setopt(CURL *handle, unsigned int number, ...) {
     optionsSet.emplace_back(option, value);
     return isNumber ? __real_curl_easy_setopt(handle, option, value)
                     : __real_curl_easy_setopt(handle, option, pointer);
+}
+
+std::FILE *__real_fdopen(int descriptor, const char *mode);
+std::FILE *__wrap_fdopen(int descriptor, const char *mode);
+std::FILE *__wrap_fdopen(int descriptor, const char *mode) {
+    return noStreams ? nullptr : __real_fdopen(descriptor, mode);
 }
 }
 
@@ -241,11 +251,45 @@ TEST_F(DownloadHelperTest, InitFailsWithoutAnEasyHandle) {
     EXPECT_THAT(messages(), ElementsAre("Error occurred in curl initialization\n"));
 }
 
+// Without it libcurl would use signals for its time-outs, which strike the host's threads.
+TEST_F(DownloadHelperTest, AHandleThatCannotDoWithoutSignalsIsNone) {
+    const Fault fault(noSignalIsRefused);
+    EXPECT_FALSE(init("/a"));
+    EXPECT_THAT(messages(), ElementsAre("Error occurred in curl initialization\n"));
+}
+
+TEST_F(DownloadHelperTest, InitFailsWithoutAStreamAndLeavesNothingOpen) {
+    const int free = dup(STDERR_FILENO);
+    close(free);
+    {
+        const Fault fault(noStreams);
+        EXPECT_FALSE(init("/a"));
+    }
+    EXPECT_THAT(messages(), ElementsAre(testing::StartsWith("Error occurred in creating output file")));
+    const int next = dup(STDERR_FILENO);
+    close(next);
+    EXPECT_EQ(next, free);
+}
+
 TEST_F(DownloadHelperTest, AnExceptionWhileOptionsAreSetIsAnError) {
     const Fault fault(setUrlThrows);
     EXPECT_FALSE(init("/a"));
     EXPECT_THAT(messages(), ElementsAre("Caught an exception in setupcurl\n",
                                         "Error occured in setting up CURL handle with error code :-1\n"));
+}
+
+TEST_F(DownloadHelperTest, ALockThatIsRefusedFailsInitAndLeavesNothingOpen) {
+    const int free = dup(STDERR_FILENO);
+    close(free);
+    {
+        const RefusedLock refused(0);
+        EXPECT_FALSE(init("/a"));
+        EXPECT_TRUE(refused.happened());
+    }
+    EXPECT_THAT(messages(), ElementsAre("Caught an exception in initCurlHandler\n"));
+    const int next = dup(STDERR_FILENO);
+    close(next);
+    EXPECT_EQ(next, free);
 }
 
 struct BadLimits {

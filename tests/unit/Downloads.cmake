@@ -12,7 +12,7 @@ download_test(DownloadHelperTest SOURCES FailingAllocation.cpp RefusedLock.cpp)
 # Leads these calls through the test, which may count or refuse them.
 target_link_options(DownloadHelperTest PRIVATE
   LINKER:--wrap=curl_easy_init,--wrap=curl_easy_getinfo,--wrap=curl_easy_setopt,--wrap=curl_easy_perform
-  LINKER:--wrap=pthread_mutex_lock)
+  LINKER:--wrap=pthread_mutex_lock,--wrap=fdopen)
 download_test(PackageValidationTest SEAL --servers)
 set(refusedThreads LINKER:--wrap=_ZN5boost6thread21start_thread_noexceptEv)
 download_test(DownloadEngineTest SOURCES FailingAllocation.cpp RefusedLock.cpp RefusedThreads.cpp SEAL --servers)
@@ -32,5 +32,6 @@ target_link_options(CancelledJobTest PRIVATE
   LINKER:--wrap=_ZN14DownloadHelper4InitEPKcS1_15CURLSetUpConfig)
 download_test(SameDestinationTest SEAL --servers)
 download_test(JobLockTest SOURCES ../support/Program.cpp SEAL --servers)
+target_link_options(JobLockTest PRIVATE LINKER:--wrap=flock)
 target_compile_definitions(JobLockTest PRIVATE PROGRAM_FILE="$<TARGET_FILE:productUpdater>")
 add_dependencies(JobLockTest productUpdater)

@@ -1,5 +1,6 @@
 #include "FailingFileCall.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <cstdarg>
@@ -8,7 +9,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-std::vector<std::string> fileCalls;
+// Never destroyed, since files are written until the very end: coverage counters are after main.
+std::vector<std::string> &fileCalls = *new std::vector<std::string>;
 
 namespace {
 
@@ -16,19 +18,21 @@ constexpr long never = -1;
 
 // Calls until the one that fails.
 std::atomic<long> callsLeft{never};
+std::atomic<int> givenError{0};
 
 bool fails(const char *name, int error) {
     if (callsLeft == never) // taking notes needs memory, which another test may just take away
         fileCalls.emplace_back(name);
     if (callsLeft == never || callsLeft.fetch_sub(1) != 0)
         return false;
-    errno = error;
+    errno = givenError != 0 ? givenError.load() : error;
     return true;
 }
 
 } // namespace
 
-FailingFileCall::FailingFileCall(std::size_t index) noexcept {
+FailingFileCall::FailingFileCall(std::size_t index, int error) noexcept {
+    givenError = error;
     callsLeft = static_cast<long>(index);
 }
 
@@ -38,6 +42,10 @@ FailingFileCall::~FailingFileCall() {
 
 bool FailingFileCall::happened() const noexcept {
     return callsLeft == never;
+}
+
+std::size_t firstFileCall(const std::string &name) {
+    return static_cast<std::size_t>(std::find(fileCalls.begin(), fileCalls.end(), name) - fileCalls.begin());
 }
 
 // The linker leads the engine's calls here.

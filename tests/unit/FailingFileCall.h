@@ -8,8 +8,8 @@
 // place a file fails. Suites that use it lead these calls here by the linker, which failingFileCalls names.
 class FailingFileCall {
 public:
-    // Call 0 is the next one.
-    explicit FailingFileCall(std::size_t index) noexcept;
+    // Call 0 is the next one. It fails with this error, say EINTR, or with one that is usual for it.
+    explicit FailingFileCall(std::size_t index, int error = 0) noexcept;
     ~FailingFileCall();
     FailingFileCall(const FailingFileCall &) = delete;
     FailingFileCall &operator=(const FailingFileCall &) = delete;
@@ -19,4 +19,7 @@ public:
 };
 
 // The names of these calls, in their order, since a test emptied it.
-extern std::vector<std::string> fileCalls;
+extern std::vector<std::string> &fileCalls;
+
+// The index of the first of these names among them.
+std::size_t firstFileCall(const std::string &name);

@@ -1,5 +1,8 @@
 // One job at a time on a machine: what another process's job does to this one's, and what stays of it.
+#include <cerrno>
 #include <csignal>
+#include <deque>
+#include <utility>
 
 #include <fcntl.h>
 #include <sys/file.h>
@@ -11,6 +14,28 @@
 #include "JobLock.h"
 #include "Paths.h"
 #include "Program.h"
+
+namespace {
+
+// Errors that the next calls answer with; without one they are the system's.
+std::deque<int> lockErrors;
+
+} // namespace
+
+// The linker leads the engine's call here.
+// NOLINTBEGIN(bugprone-reserved-identifier): the names that the linker's --wrap asks for
+extern "C" {
+int __real_flock(int file, int operation);
+int __wrap_flock(int file, int operation);
+int __wrap_flock(int file, int operation) {
+    if (lockErrors.empty())
+        return __real_flock(file, operation);
+    errno = lockErrors.front();
+    lockErrors.pop_front();
+    return -1;
+}
+}
+// NOLINTEND(bugprone-reserved-identifier)
 
 namespace {
 
@@ -197,6 +222,26 @@ TEST_F(JobLockTest, WithoutTheFileTheJobRunsAndSaysSo) {
     EXPECT_EQ(controller.freshInstall(), 0);
     EXPECT_TRUE(controller.getDownloadProgressInfo().completed);
     EXPECT_EQ(timesTraced("ERROR: Not able to lock /var/run/DownloadManager.lock: Is a directory\n"), 1);
+}
+
+// A child of the host that ends is no reason to run two jobs at a time.
+TEST_F(JobLockTest, ASignalDoesNotEndTheWait) {
+    lockErrors = {EWOULDBLOCK, EINTR};
+    JobLock lock;
+    {
+        const JobLock::Use use(lock);
+        EXPECT_FALSE(isFree());
+    }
+    EXPECT_TRUE(isFree());
+    EXPECT_EQ(timesTraced(waitingLine), 1);
+}
+
+TEST_F(JobLockTest, AWaitThatTheSystemRefusesIsToldAndTheJobRuns) {
+    offerProducts({package("1.pkg", "1.0.1.0", "content")});
+    lockErrors = {EWOULDBLOCK, ENOLCK};
+    EXPECT_EQ(controller.freshInstall(), 0);
+    EXPECT_TRUE(controller.getDownloadProgressInfo().completed);
+    EXPECT_EQ(timesTraced("ERROR: Not able to lock /var/run/DownloadManager.lock: No locks available\n"), 1);
 }
 
 TEST_F(JobLockTest, AnInstallationThatWaitsForItsListLocksNobodyOut) {

@@ -24,6 +24,23 @@ void PrintTo(const OsVersion &version, std::ostream *stream) {
 
 namespace {
 
+bool kernelIsSilent = false;
+
+} // namespace
+
+// The linker leads the engine's call here.
+// NOLINTBEGIN(bugprone-reserved-identifier): the names that the linker's --wrap asks for
+extern "C" {
+int __real_uname(utsname *system);
+int __wrap_uname(utsname *system);
+int __wrap_uname(utsname *system) {
+    return kernelIsSilent ? -1 : __real_uname(system);
+}
+}
+// NOLINTEND(bugprone-reserved-identifier)
+
+namespace {
+
 const std::string systemVersionPlist = "/System/Library/CoreServices/SystemVersion.plist";
 
 void writeProductVersion(const std::string &value) {
@@ -89,6 +106,13 @@ TEST(OsVersion, IsUnknownWhenTheListDoesNotTellIt) {
 TEST(OsVersion, IsUnknownWhenTheListCannotBeReadForAMoment) {
     const FailingFileCall failing(0);
     EXPECT_EQ(readOsVersion(), (OsVersion{0, 0, 0}));
+}
+
+TEST(OsVersion, IsUnknownWhenTheKernelDoesNotTellItself) {
+    std::filesystem::remove(systemVersionPlist);
+    kernelIsSilent = true;
+    EXPECT_EQ(readOsVersion(), (OsVersion{0, 0, 0}));
+    kernelIsSilent = false;
 }
 
 TEST(OsVersion, IsReadFromTheFileThatALinkNames) {

@@ -1,5 +1,6 @@
 #include "PackageList.h"
 
+#include <cerrno>
 #include <filesystem>
 #include <string>
 
@@ -197,6 +198,15 @@ TEST(PackageListRead, ThrowsWhenTheSystemFailsAndNeverStaysOrGivesLess) {
         }
     }
     EXPECT_GT(call, 2U);
+}
+
+TEST(PackageListRead, ReadsOnWhenASignalInterrupts) {
+    writeText(path, "/p/a.pkg\n/p/b.pkg\n");
+    fileCalls.clear();
+    ASSERT_EQ(readPackageList()->size(), 2U);
+    const FailingFileCall interrupted(firstFileCall("read"), EINTR);
+    EXPECT_EQ(readPackageList()->size(), 2U);
+    EXPECT_TRUE(interrupted.happened());
 }
 
 // --- removing

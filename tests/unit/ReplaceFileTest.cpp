@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cerrno>
+#include <climits>
 #include <cstdlib>
 #include <filesystem>
 #include <functional>
@@ -11,6 +13,7 @@
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
+#include <sys/mount.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -84,6 +87,17 @@ TEST_P(EveryWay, LeavesTheOldFileOrTheNewOneWhicheverCallFails) {
         EXPECT_EQ(filesIn(folder), 1U) << call;
     }
     EXPECT_GT(call, 4U);
+}
+
+// A child that ends, or a timer of the host's, is no reason to lose a configuration.
+TEST_P(EveryWay, IsWrittenOnWhenASignalInterrupts) {
+    writeText(path, "old");
+    fileCalls.clear();
+    ASSERT_TRUE(replace("old"));
+    const FailingFileCall interrupted(firstFileCall("write"), EINTR);
+    EXPECT_TRUE(replace("new"));
+    EXPECT_TRUE(interrupted.happened());
+    EXPECT_EQ(readText(path), "new");
 }
 
 TEST_P(EveryWay, IsOnTheDiskBeforeItTakesTheOldOnesPlace) {
@@ -249,6 +263,37 @@ TEST(ReplaceFileOther, OfAnUnnamedFileIsRefused) {
         GTEST_SKIP() << "this file system has none";
     EXPECT_FALSE(rewriteFile("/proc/self/fd/" + std::to_string(unnamed), "new"));
     close(unnamed);
+}
+
+// The system shows a removed file by its old name with " (deleted)" behind it, which may be another file's.
+TEST(ReplaceFileOther, OfARemovedFileIsRefusedAndItsNamesakeStays) {
+    const int removed = open("/tmp/file", O_CREAT | O_RDWR, 0600);
+    ASSERT_EQ(unlink("/tmp/file"), 0);
+    writeText("/tmp/file (deleted)", "another");
+    EXPECT_FALSE(rewriteFile("/proc/self/fd/" + std::to_string(removed), "new"));
+    EXPECT_EQ(readText("/tmp/file (deleted)"), "another");
+    close(removed);
+}
+
+// Containers mount single files, and no other file takes a mount's place.
+TEST(ReplaceFileOther, ThatIsAMountIsWrittenInPlace) {
+    std::filesystem::create_directory("/tmp/mounts");
+    const std::string mounted = "/tmp/mounts/file";
+    writeText(mounted, "old, and longer");
+    ASSERT_EQ(mount(mounted.c_str(), mounted.c_str(), nullptr, MS_BIND, nullptr), 0);
+    EXPECT_TRUE(rewriteFile(mounted, "new"));
+    EXPECT_EQ(readText(mounted), "new");
+    EXPECT_EQ(umount(mounted.c_str()), 0);
+    EXPECT_EQ(filesIn("/tmp/mounts"), 1U);
+}
+
+TEST(ReplaceFileOther, WithANameAsLongAsCanBeIsWrittenInPlace) {
+    const std::string longest = "/tmp/long/" + std::string(NAME_MAX, 'x');
+    std::filesystem::create_directory("/tmp/long");
+    writeText(longest, "old, and longer");
+    EXPECT_TRUE(rewriteFile(longest, "new"));
+    EXPECT_EQ(readText(longest), "new");
+    EXPECT_EQ(filesIn("/tmp/long"), 1U);
 }
 
 } // namespace

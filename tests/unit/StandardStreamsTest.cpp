@@ -1,6 +1,7 @@
 #include "StandardStreams.h"
 
 #include <array>
+#include <cerrno>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -9,6 +10,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include "FailingFileCall.h"
 #include "LibXmlWrapper.h"
 #include "TextFile.h"
 
@@ -47,6 +49,16 @@ TEST(StandardStreams, KeepTheOrderOfWhatTheHostPrints) {
     printOutput("between, ");
     std::printf("after");
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "before, between, after");
+}
+
+TEST(StandardStreams, PrintAllWhenASignalInterrupts) {
+    testing::internal::CaptureStderr();
+    {
+        const FailingFileCall interrupted(0, EINTR);
+        printError("%s", "the whole line\n");
+        EXPECT_TRUE(interrupted.happened());
+    }
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "the whole line\n");
 }
 
 TEST(StandardStreams, RaiseNoSignalWithoutAReaderAndLeaveNothingForTheEnd) {

@@ -22,6 +22,7 @@
 #include "DownloadController.h"
 #include "FailingAllocation.h"
 #include "InstallerScript.h"
+#include "InstallerScriptFile.h"
 #include "TextFile.h"
 #include "Trace.h"
 #include "TraceFile.h"
@@ -360,6 +361,18 @@ TEST_F(UpdateInstallation, FullDiskLeavesNoEarlierScriptEither) {
     std::filesystem::permissions(script, std::filesystem::perms(0755));
     EXPECT_EXIT(install(Texts(20, package("1.0.0.9/A.pkg"))), ExitedWithCode(1), "");
     expectNothingExecuted("No such file or directory");
+    EXPECT_TRUE(std::filesystem::is_empty("/usr/local/repost"));
+}
+
+// Room that comes too late brings the end of the script, not what was lost in its middle.
+TEST_F(UpdateInstallation, ScriptThatLostAPartIsNotPlaced) {
+    mountScriptFolder("size=4096");
+    InstallerScriptFile file;
+    file.begin();
+    file.write(std::string(20'000, '#') + "\n");
+    ASSERT_EQ(mount(nullptr, "/usr/local/repost", nullptr, MS_REMOUNT, "size=1m,mode=755"), 0);
+    file.write("rm -rf /usr/local/repost/installer.sh\n");
+    EXPECT_FALSE(file.finish());
     EXPECT_TRUE(std::filesystem::is_empty("/usr/local/repost"));
 }
 

@@ -459,6 +459,12 @@ TEST(PackageSorting, SplitOfOneElementStaysInside) {
     EXPECT_EQ(UpdateManager().split_array(paths, packageOfVersion(1), 0, 0), 0);
 }
 
+// Else each split of a list of equal versions would take off one path only.
+TEST(PackageSorting, EqualVersionsAreSplitInTheMiddle) {
+    Texts paths(4, "/p/1.0.0.9/A.pkg");
+    EXPECT_EQ(UpdateManager().split_array(paths, paths[0], 0, 3), 1);
+}
+
 TEST(PackageSorting, SplitPutsLowerVersionsBeforeHigherOnes) {
     const UpdateManager updateManager;
     Texts order{packageOfVersion(0), packageOfVersion(1), packageOfVersion(1), packageOfVersion(2),
