@@ -114,12 +114,16 @@ public:
     CoreAndPartnerAppIDs getCoreAndPartnerAppIDs(std::vector<std::string> appIds) const;
     std::vector<ProductInfo> getProductList() const;
     std::vector<HotFixPackageInfo> getHotFixList() const;
+    // Whether the system, and not a text, kept it from reading all of this reply or of its catalogs. Nobody
+    // can tell what is missing.
+    bool isCutShort() const noexcept { return m_isCutShort; }
 
 private:
     void appendCatalogs(const std::vector<std::string> &products, const std::vector<std::string> &appIds,
                         bool isPartner);
     void appendProduct(const std::string &catalogPath);
 
+    bool m_isCutShort = false;
     std::vector<CatalogInfo> m_catalogList;
     mutable boost::mutex m_listMutex;
     std::vector<ProductInfo> m_productList GUARDED_BY(m_listMutex);

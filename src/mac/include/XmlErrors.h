@@ -13,6 +13,8 @@ public:
     XmlErrors &operator=(const XmlErrors &) = delete;
 
     bool ranOutOfMemory() const noexcept { return m_ranOutOfMemory; }
+    // A file that is open could not be read on.
+    bool couldNotRead() const noexcept { return m_couldNotRead; }
     // Throws std::bad_alloc when it did.
     void throwWithoutMemory() const;
 
@@ -29,6 +31,7 @@ private:
     void (*m_structuredHandler)();
     void *m_structuredContext;
     bool m_ranOutOfMemory = false;
+    bool m_couldNotRead = false;
 };
 
 // The same with the errors of one XPath context, which go to that alone.

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <exception>
+#include <new>
 
 #include "DownloadController.h"
 #include "LibXmlWrapper.h"
@@ -41,6 +42,16 @@ const std::array<const std::string *, 11> hotFixItemNames = {
 };
 using HotFixTexts = std::array<std::vector<std::string>, hotFixItemNames.size()>;
 
+// What the system did not let be read must not count as empty.
+void requireWhole(const LibXmlWrapper &document) {
+    if (!document.isWhole())
+        throw std::bad_alloc();
+}
+
+bool isWithoutMemory(const std::exception &error) {
+    return dynamic_cast<const std::bad_alloc *>(&error) != nullptr;
+}
+
 void readHotFixes(const std::string &catalogPath, HotFixTexts &texts) {
     const LibXmlWrapper catalog(catalogPath);
     for (std::size_t item = 0; item < texts.size(); ++item) {
@@ -48,6 +59,7 @@ void readHotFixes(const std::string &catalogPath, HotFixTexts &texts) {
             catalog.getXPathAllOptionalElement(keyHotFixPackage, *hotFixItemNames[item], keyDefaultValue);
         std::move(read.begin(), read.end(), std::back_inserter(texts[item]));
     }
+    requireWhole(catalog);
 }
 
 // True for every path that does not begin with "Partner", so for every absolute one (kept: packages of one
@@ -77,6 +89,7 @@ void CatalogParser::parseCatalogWithResponse(std::string response) {
     catalogTrace.info("INFO : Tolvane response is  == >> %s\n", response.c_str());
     catalogTrace.info("INFO : Parsing Tolvane response for getting catalog\n");
     m_catalogList.clear();
+    m_isCutShort = false;
     try {
         const LibXmlWrapper document(response.c_str(), response.size());
         DownloadController *controller = DownloadController::getInstance();
@@ -89,10 +102,12 @@ void CatalogParser::parseCatalogWithResponse(std::string response) {
             getCoreAndPartnerAppIDs(document.getPropertyValue(keyCoreProduct, keyAppID));
         const std::vector<std::string> coreProducts = document.getAllElements(keyCoreProduct);
         const std::vector<std::string> partnerProducts = document.getAllElements(keyPartnerProduct);
+        requireWhole(document);
         appendCatalogs(coreProducts, ids.core, false);
         appendCatalogs(partnerProducts, ids.partner, true);
-    } catch (const std::exception &) {
+    } catch (const std::exception &error) {
         catalogTrace.error("\n ERROR: Catalog Parsing Failed\n");
+        m_isCutShort = isWithoutMemory(error);
     }
 }
 
@@ -114,6 +129,7 @@ void CatalogParser::appendCatalogs(const std::vector<std::string> &products,
                 catalogTrace.info("\nINFO : size of rooturl Vector is  - %d\n\n",
                                   static_cast<int>(texts.roots.size()));
         }
+        requireWhole(product);
         catalogTrace.info("\nINFO : this appid - %s\n\n", thisAppId.c_str());
         for (std::size_t i = 0; i < texts.names.size(); ++i) {
             if (!isPartner)
@@ -128,8 +144,9 @@ std::vector<ProductInfo> CatalogParser::getProductInfo(std::list<std::string> ca
     try {
         for (const std::string &path : catalogPaths)
             appendProduct(path);
-    } catch (const std::exception &) {
+    } catch (const std::exception &error) {
         catalogTrace.error("\n Product Catalog Parsing Failed\n");
+        m_isCutShort = isWithoutMemory(error);
     }
     return getProductList();
 }
@@ -143,6 +160,7 @@ void CatalogParser::appendProduct(const std::string &catalogPath) {
                         catalog.getXPathElementAttribute(keyProductPackage, keyProductHash),
                         catalog.getXPathStringValue(keyProductConfig + "/" + keyVersion),
                         catalog.getXPathStringValue(keyProductConfig + "/" + keyMainBuildNo)};
+    requireWhole(catalog);
     const MutexLock lock(m_listMutex);
     m_productList.push_back(std::move(product));
 }
@@ -170,9 +188,11 @@ void CatalogParser::setCBRMSBuildNoFromDynamicBrandingCatalog(std::string catalo
     const LibXmlWrapper catalog(catalogPath);
     if (catalogPath.find(dynamicBrandingCatalog) == std::string::npos)
         return;
-    if (!catalog.isXPathElementExists(keyCBRMSBuildNo))
-        return;
-    DownloadController::getInstance()->setCBRMSBuildNo(catalog.getXPathStringValue(keyCBRMSBuildNo));
+    const bool isNamed = catalog.isXPathElementExists(keyCBRMSBuildNo);
+    const std::string buildNo = isNamed ? catalog.getXPathStringValue(keyCBRMSBuildNo) : "";
+    requireWhole(catalog);
+    if (isNamed)
+        DownloadController::getInstance()->setCBRMSBuildNo(buildNo);
 }
 
 bool CatalogParser::isCoreAppID(std::string appId) const {

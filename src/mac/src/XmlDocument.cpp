@@ -1,8 +1,11 @@
 #include "XmlDocument.h"
 
+#include <cerrno>
 #include <climits>
 #include <cstdio>
+#include <exception>
 #include <new>
+#include <system_error>
 #include <utility>
 
 #include <libxml/parser.h>
@@ -10,6 +13,7 @@
 #include <libxml/xmlsave.h>
 
 #include "File.h"
+#include "RegularFile.h"
 #include "ReplaceFile.h"
 #include "StandardStreams.h"
 #include "XmlErrors.h"
@@ -38,7 +42,8 @@ struct XmlParserDeleter {
 };
 using XmlParser = std::unique_ptr<xmlParserCtxt, XmlParserDeleter>;
 
-// Throws std::bad_alloc without memory for the whole document: libxml2 may give the part that it had read.
+// Throws std::bad_alloc without memory for the whole document: libxml2 may give the part that it had read;
+// and std::system_error when the file could not be read to its end.
 template <typename Read>
 XmlDoc parse(Read read) {
     const XmlErrors errors;
@@ -48,6 +53,8 @@ XmlDoc parse(Read read) {
     XmlDoc document(read(parser.get()));
     if (errors.ranOutOfMemory() || parser->errNo == XML_ERR_NO_MEMORY)
         throw std::bad_alloc();
+    if (errors.couldNotRead())
+        throw std::system_error(EIO, std::generic_category(), "read");
     return document;
 }
 
@@ -55,6 +62,8 @@ XmlDoc parse(Read read) {
 // name and would read or write something else.
 XmlDoc readFile(xmlParserCtxt *parser, const char *fileName) {
     const File file(std::fopen(fileName, "rb"));
+    if (!file && isMomentary(errno))
+        throw std::system_error(errno, std::generic_category(), "open");
     return XmlDoc(file ? xmlCtxtReadFd(parser, fileno(file.get()), fileName, nullptr, XML_PARSE_NONET)
                        : nullptr);
 }
@@ -73,12 +82,12 @@ void XmlDocDeleter::operator()(xmlDoc *document) const noexcept {
     xmlFreeDoc(document);
 }
 
-XmlDoc parseXmlFile(const char *fileName) {
+XmlDoc parseXmlFile(const char *fileName, bool &isWhole) {
     XmlDoc document;
     try {
         document = parse([fileName](xmlParserCtxt *parser) { return readFile(parser, fileName); });
-    } catch (const std::bad_alloc &) {
-        document.reset(); // told like any other failure
+    } catch (const std::exception &) {
+        isWhole = false; // and told like any other failure
     }
     if (!document)
         printError("Error: unable to parse file \"%s\"\n", fileName);
@@ -105,6 +114,19 @@ std::optional<std::string> serialiseXml(xmlDoc *document, const char *encoding, 
     const int written = xmlSaveFormatFileTo(output, document, encoder ? encoding : nullptr,
                                             form == XmlForm::indented ? 1 : 0);
     if (written < 0 || !result.isWhole || errors.ranOutOfMemory())
+        return std::nullopt;
+    return std::move(result.bytes);
+}
+
+std::optional<std::string> serialiseXml(xmlDoc *document, xmlNode *node) {
+    const XmlErrors errors;
+    Serialised result;
+    // Not xmlNodeDump, which in libxml2 2.9 frees a buffer twice that there is no memory to enlarge.
+    xmlOutputBuffer *output = xmlOutputBufferCreateIO(append, nullptr, &result, nullptr);
+    if (output == nullptr)
+        return std::nullopt;
+    xmlNodeDumpOutput(output, document, node, 0, 0, nullptr);
+    if (xmlOutputBufferClose(output) < 0 || !result.isWhole || errors.ranOutOfMemory())
         return std::nullopt;
     return std::move(result.bytes);
 }

@@ -29,6 +29,8 @@ template <typename Error>
 void XmlErrors::note(void *errors, Error *error) noexcept {
     if (error != nullptr && error->code == XML_ERR_NO_MEMORY)
         static_cast<XmlErrors *>(errors)->m_ranOutOfMemory = true;
+    if (error != nullptr && error->code == XML_IO_EIO)
+        static_cast<XmlErrors *>(errors)->m_couldNotRead = true;
 }
 
 void XmlErrors::ignore(void *, const char *, ...) noexcept {
