@@ -39,7 +39,9 @@ std::vector<FaultPoint> pointsOf(const std::vector<FallibleCall> &calls, FaultKi
 std::vector<FaultPoint> selected(const std::vector<FallibleCall> &calls, FaultKind kind,
                                  const Selection &selection) {
     std::vector<FaultPoint> points;
-    const std::vector<FaultPoint> all = pointsOf(calls, kind, selection.depth);
+    // The other kinds have few enough.
+    const bool isSparse = selection.depth == Depth::paths && kind != FaultKind::memory;
+    const std::vector<FaultPoint> all = pointsOf(calls, kind, isSparse ? Depth::stacks : selection.depth);
     const std::size_t count = selection.most == 0 ? all.size() : std::min(selection.most, all.size());
     for (std::size_t i = selection.part; i < count; i += selection.parts)
         points.push_back(all[i * all.size() / count]);

@@ -9,8 +9,8 @@
 
 #include "Scenario.h"
 
-// How many of a run's points are taken: one for each of the engine's own paths to a call, one for each stack,
-// all.
+// How many of a run's points are taken: one for each of the engine's own paths to an allocation and for each
+// stack of other calls; one for each stack; all.
 enum class Depth { paths, stacks, every };
 
 struct Selection {

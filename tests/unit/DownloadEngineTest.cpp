@@ -1,4 +1,6 @@
 #include <algorithm>
+#include <cerrno>
+#include <cstdio>
 #include <cstring>
 #include <filesystem>
 
@@ -9,6 +11,7 @@
 
 #include "ControllerFixture.h"
 #include "FailingAllocation.h"
+#include "NoMoreFiles.h"
 #include "RefusedLock.h"
 #include "RefusedThreads.h"
 #include "TextList.h"
@@ -31,6 +34,18 @@ bool __wrap__ZN14DownloadHelper4InitEPKcS1_15CURLSetUpConfig(DownloadHelper *wor
     if (beforeOpening)
         beforeOpening(url);
     return __real__ZN14DownloadHelper4InitEPKcS1_15CURLSetUpConfig(worker, url, file, config);
+}
+
+// One of the catalogs' files is refused when so many others were opened.
+static int catalogsToOpen = -1;
+
+std::FILE *__real_fopen(const char *path, const char *mode);
+std::FILE *__wrap_fopen(const char *path, const char *mode);
+std::FILE *__wrap_fopen(const char *path, const char *mode) {
+    if (std::strstr(path, "/Catalog/") == nullptr || catalogsToOpen-- != 0)
+        return __real_fopen(path, mode);
+    errno = EMFILE;
+    return nullptr;
 }
 }
 
@@ -193,6 +208,34 @@ TEST_F(DownloadEngineTest, AShellThatCannotBeStartedEndsTheRun) {
     ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &files), 0);
     EXPECT_THAT(messages(), ElementsAre(startLine, "Error: Failed to create <folder>\n"));
     EXPECT_THAT(server.requests(), IsEmpty());
+    EXPECT_TRUE(progress().failed) << "a host retries what has failed";
+}
+
+TEST_F(DownloadEngineTest, ACatalogWhoseFolderHasNoShellFailsTheJob) {
+    const std::string reply =
+        "<productresponse><pkglist><package><products><product appid='quaformac'><catlist>"
+        "<catalog><caturlroot>" +
+        server.url("") +
+        "</caturlroot><name>c</name><version>1</version></catalog></catlist></product>"
+        "</products></package></pkglist></productresponse>";
+    DownloadController &engine = controller;
+    {
+        const NoMoreFiles none;
+        EXPECT_EQ(engine.getCatalogs(reply), -1);
+    }
+    EXPECT_THAT(server.requests(), IsEmpty());
+}
+
+TEST_F(DownloadEngineTest, ACatalogThatCannotBeOpenedForAMomentFailsTheInstallation) {
+    offerProducts({package("1.pkg", "1.0.0.1", content), package("2.pkg", "1.0.0.1", content)});
+    // Every catalog is opened twice.
+    catalogsToOpen = 3;
+    EXPECT_EQ(controller.freshInstall(), -1);
+    EXPECT_EQ(messages().back(), "ERROR: No products found For Fresh Install\n");
+    // Repeats the whole installation.
+    controller.retryDownload();
+    EXPECT_TRUE(progress().completed);
+    EXPECT_EQ(controller.getDownloadedPackages().size(), 2U);
 }
 
 TEST_F(DownloadEngineTest, AnExceptionBeforeTheDownloadsEndsTheRun) {

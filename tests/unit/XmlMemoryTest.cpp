@@ -113,6 +113,14 @@ INSTANTIATE_TEST_SUITE_P(
         Query{"Namespaces", [](LibXmlWrapper &d) { return joined(d.getXPathAllElement("//namespace::*")); }}),
     [](const auto &caseInfo) { return caseInfo.param.name; });
 
+// So long that it takes several allocations.
+TEST(LongMarkupWithoutMemory, IsWholeOrNone) {
+    const std::string node = "<h>" + std::string(20000, 'x') + "</h>";
+    const std::string text = "<r>" + node + "</r>";
+    LibXmlWrapper document(text.data(), text.size());
+    atEveryAllocation([&] { EXPECT_THAT(joined(document.getAllElements("/r/h")), AnyOf(node + "|", "")); });
+}
+
 struct Configured {
     const char *name;
     std::string before;
