@@ -258,14 +258,17 @@ __attribute__((destructor)) void end() {
 
 // A function of the C libraries in whose place this one stands: on its point it does what FAILURE says and
 // else what it always does. `original` is the real one.
-#define FALLIBLE(KIND, RESULT, NAME, PARAMETERS, ARGUMENTS, FAILURE)                                         \
+#define FALLIBLE_IF(CONDITION, KIND, RESULT, NAME, PARAMETERS, ARGUMENTS, FAILURE)                           \
     extern "C" __attribute__((visibility("default"))) RESULT injected_##NAME PARAMETERS __asm__(#NAME);      \
     extern "C" RESULT injected_##NAME PARAMETERS {                                                           \
         static const auto original = reinterpret_cast<RESULT(*) PARAMETERS>(findNext(#NAME));                \
-        if (shallFail(FaultKind::KIND, #NAME, __builtin_return_address(0)))                                  \
+        if ((CONDITION) && shallFail(FaultKind::KIND, #NAME, __builtin_return_address(0)))                   \
             FAILURE                                                                                          \
         return original ARGUMENTS;                                                                           \
     }
+
+#define FALLIBLE(KIND, RESULT, NAME, PARAMETERS, ARGUMENTS, FAILURE)                                         \
+    FALLIBLE_IF(true, KIND, RESULT, NAME, PARAMETERS, ARGUMENTS, FAILURE)
 
 #define GIVES(ERROR, RESULT)                                                                                 \
     {                                                                                                        \
@@ -347,10 +350,12 @@ FALLIBLE(files, int, fchmod, (int file, mode_t mode), (file, mode), GIVES(EIO, -
 FALLIBLE(files, int, fchown, (int file, uid_t user, gid_t group), (file, user, group), GIVES(EIO, -1))
 FALLIBLE(files, int, flock, (int file, int operation), (file, operation), GIVES(ENOLCK, -1))
 FALLIBLE(files, DIR *, opendir, (const char *path), (path), GIVES(EMFILE, nullptr))
-FALLIBLE(files, int, fcntl, (int file, int command, void *argument), (file, command, argument),
-         GIVES(EMFILE, -1))
-FALLIBLE(files, int, fcntl64, (int file, int command, void *argument), (file, command, argument),
-         GIVES(EMFILE, -1))
+// No system refuses anything else of a descriptor that is open.
+#define DUPLICATION(NAME)                                                                                    \
+    FALLIBLE_IF(command == F_DUPFD || command == F_DUPFD_CLOEXEC, files, int, NAME,                          \
+                (int file, int command, void *argument), (file, command, argument), GIVES(EMFILE, -1))
+DUPLICATION(fcntl)
+DUPLICATION(fcntl64)
 
 // --- processes
 

