@@ -163,17 +163,20 @@ bool Scenario::mayBeLeft(const std::string & /*path*/, const std::string & /*con
     return false;
 }
 
-// libplist uses what it has no memory for, and so does the C library where it looks up a host's name.
-bool Scenario::isLibrarysOwnCrash(const FaultedEnd &end) {
-    const auto isIn = [](const std::string &frame, const char *library) {
-        return frame.find(library) != std::string::npos;
+// libplist uses what it has no memory for, and so does the C library where it looks up a host's name; the
+// loader ends the process when there is none for a thread's own variables.
+bool Scenario::isLibrarysOwnEnd(const FaultedEnd &end) {
+    const auto isNotOf = [](const char *library) {
+        return [library](const std::string &frame) { return frame.find(library) == std::string::npos; };
     };
-    if (end.ended.status != 128 + SIGSEGV || end.stack.empty())
+    if (end.stack.empty())
         return false;
-    const bool isEngines = std::any_of(end.stack.begin(), end.stack.end(), [&isIn](const std::string &frame) {
-        return isIn(frame, "/libdownloadManager.so");
-    });
-    return isIn(end.stack.front(), "/libplist") || (isIn(end.stack.front(), "/libc.so") && !isEngines);
+    if (end.ended.status == 127)
+        return !isNotOf("/ld-linux")(end.stack.front());
+    const auto caller = std::find_if(end.stack.begin(), end.stack.end(), isNotOf("/libc.so"));
+    return end.ended.status == 128 + SIGSEGV &&
+           (caller == end.stack.end() || !isNotOf("/libplist")(*caller) ||
+            std::all_of(end.stack.begin(), end.stack.end(), isNotOf("/libdownloadManager.so")));
 }
 
 void Scenario::startFromHere() {
@@ -207,7 +210,7 @@ std::string Scenario::harm(const FaultedEnd &end, const WatchedFiles &after) con
     }
     if (end.hung)
         return "hung";
-    if (end.ended.status > 128 && end.ended.status != 128 + SIGABRT && !isLibrarysOwnCrash(end))
+    if (end.ended.status > 128 && end.ended.status != 128 + SIGABRT && !isLibrarysOwnEnd(end))
         return "crashed: status " + std::to_string(end.ended.status);
     if (!end.leftProcesses.empty())
         return "left a process: " + end.leftProcesses.front();
@@ -235,6 +238,8 @@ Judgement Scenario::judge(const FaultedEnd &end) const {
     const std::string harmed = harm(end, after);
     if (!harmed.empty())
         return {Outcome::found, harmed};
+    if (end.ended.status == 127 && isLibrarysOwnEnd(end))
+        return {Outcome::aborted, firstLine(end.ended.err)};
     const Judgement result = judgeResult(end, after);
     if (result.outcome == Outcome::found && end.ended.status < 128)
         return result;
@@ -242,8 +247,8 @@ Judgement Scenario::judge(const FaultedEnd &end) const {
         return result;
     if (end.ended.status == 128 + SIGABRT)
         return {Outcome::aborted, firstLine(end.ended.err)};
-    if (isLibrarysOwnCrash(end))
-        return {Outcome::aborted, "crashed in " + end.stack.front()};
+    if (isLibrarysOwnEnd(end))
+        return {Outcome::aborted, "a library crashed"};
     return result;
 }
 

@@ -53,7 +53,7 @@ protected:
     WatchedFiles m_expected;
 
 private:
-    static bool isLibrarysOwnCrash(const FaultedEnd &end);
+    static bool isLibrarysOwnEnd(const FaultedEnd &end);
     std::string harm(const FaultedEnd &end, const WatchedFiles &after) const;
 
     unsigned m_runs = 0;

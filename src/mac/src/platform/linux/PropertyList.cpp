@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <new>
+#include <utility>
 
 #include <plist/plist.h>
 
@@ -28,6 +29,14 @@ std::optional<std::string> stringOf(plist_t node) {
     std::uint64_t length = 0;
     const char *text = plist_get_string_ptr(node, &length);
     return text ? std::optional(std::string(text, length)) : std::nullopt;
+}
+
+std::optional<std::string> xmlOf(plist_t node) {
+    char *xml = nullptr;
+    std::uint32_t size = 0;
+    plist_to_xml(node, &xml, &size);
+    const std::unique_ptr<char, PlistXmlDeleter> owner(xml);
+    return owner ? std::optional(std::string(xml, size)) : std::nullopt;
 }
 
 } // namespace
@@ -65,11 +74,9 @@ void PropertyList::setDictionary(const std::string &key,
 }
 
 std::optional<std::string> PropertyList::toXml() const {
-    char *xml = nullptr;
-    std::uint32_t size = 0;
-    plist_to_xml(m_dictionary->root.get(), &xml, &size);
-    const std::unique_ptr<char, PlistXmlDeleter> owner(xml);
-    return owner ? std::optional(std::string(xml, size)) : std::nullopt;
+    // Without memory libplist leaves values out and does not tell. Another time it would be others.
+    std::optional<std::string> xml = xmlOf(m_dictionary->root.get());
+    return xml == xmlOf(m_dictionary->root.get()) ? std::move(xml) : std::nullopt;
 }
 
 std::optional<std::string> PropertyList::string(const std::string &key) const {
