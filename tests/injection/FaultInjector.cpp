@@ -100,6 +100,15 @@ public:
         }
     }
 
+    // The undefined-behaviour sanitizer opens pipes to look at memory. Another one may stand between.
+    bool isSanitizers() const {
+        for (int i = 0; i < m_count && i < 2; ++i) {
+            if (std::strstr(m_places[i].module, "libubsan") != nullptr)
+                return true;
+        }
+        return false;
+    }
+
     std::uint64_t site(const char *call) const {
         Hash hash;
         hash.add(call);
@@ -152,6 +161,8 @@ std::uint32_t pageOffsetOf(void *address) {
 
 void takeDown(FaultKind kind, const char *call, void *caller) {
     const Stack stack;
+    if (stack.isSanitizers())
+        return;
     const std::uint32_t index = record->callCount++;
     if (index >= FaultRecord::maxCalls)
         return;
