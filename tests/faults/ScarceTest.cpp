@@ -39,10 +39,7 @@ TEST_F(Scarce, NoProcessForACheck) {
     const Ended ended = run(deprivedOf("forks", machine.command()));
     EXPECT_EQ(ended.status, 0);
     EXPECT_TRUE(isRefused(updateByHttps, ended));
-    EXPECT_THAT(transcript(), HasSubstr(noFolder +
-                                        ">INFO : Getting Hotfix info\n"
-                                        ">No products found For Update\n" +
-                                        tracedEnd));
+    EXPECT_THAT(transcript(), HasSubstr(noFolder + ">ERROR: No Cata log Found\n" + tracedEnd));
     EXPECT_TRUE(machine.isUnharmed());
     EXPECT_TRUE(machine.endsCompleteNextTime());
 }
@@ -51,8 +48,7 @@ TEST_F(Scarce, NoProcessForAFreshInstallation) {
     const Machine machine(Run::freshInstall);
     const Ended ended = run(deprivedOf("forks", machine.command()));
     EXPECT_EQ(ended.status, 1);
-    EXPECT_THAT(transcript(), HasSubstr(noFolder + ">INFO : Getting Package info\n"
-                                                   ">ERROR: No products found For Fresh Install\n"));
+    EXPECT_THAT(transcript(), HasSubstr(noFolder + ">ERROR: No Cata log Found\n"));
     EXPECT_TRUE(machine.isUnharmed());
     EXPECT_TRUE(machine.endsCompleteNextTime());
 }

@@ -18,6 +18,8 @@
 
 #include "DownloadController.h"
 #include "FailingAllocation.h"
+#include "FailingXmlAllocation.h"
+#include "NoMoreFiles.h"
 #include "TextFile.h"
 #include "TextList.h"
 #include "Trace.h"
@@ -494,6 +496,10 @@ TEST(ServiceReply, FailureWhileParsingKeepsTheCatalogsReadBefore) {
         Texts all = std::move(read.core);
         all.insert(all.end(), read.partner.begin(), read.partner.end());
         const Texts expected{"r/c1.xml", "r/c2.xml", "r/p1.xml"};
+        EXPECT_EQ(parser.isCutShort(), failed) << allocation;
+        if (!failed && !escaped) {
+            EXPECT_EQ(all, expected) << allocation;
+        }
         ASSERT_LE(all.size(), expected.size());
         EXPECT_TRUE(std::equal(all.begin(), all.end(), expected.begin())) << allocation;
         if (happened)
@@ -834,6 +840,7 @@ TEST(ProductCatalog, FailureStopsTheReadingAndKeepsTheProductsReadBefore) {
         const Texts names = namesOf(parser.getProductList());
         ASSERT_LE(names.size(), expected.size());
         EXPECT_TRUE(std::equal(names.begin(), names.end(), expected.begin())) << allocation;
+        EXPECT_EQ(parser.isCutShort(), traceMessages().size() > failures) << allocation;
         if (traceMessages().size() > failures) {
             ++failures;
             ++failedAfter.at(names.size());
@@ -981,6 +988,53 @@ TEST(HotFixCatalog, FailureWhileReadingPassesOnAndAddsNothing) {
     }
     EXPECT_THAT(parser.getHotFixList(), IsEmpty());
     EXPECT_THAT(traceMessages(), testing::Each("INFO : Getting Hotfix info\n"));
+}
+
+// Nobody could tell what is missing.
+TEST(CatalogsWithoutXmlMemory, AreWholeOrKnownToBeCutShort) {
+    const std::string text =
+        reply(product("quaformac", catalog("r", "c1")), product("quaformac", catalog("r", "p1")));
+    const std::string branding = catalogFile(
+        "/tmp/dynamicbranding_maccat.xml", productCatalog("<cbrmsbuildno>7</cbrmsbuildno>", "", hotFix("a")));
+    const std::string other = catalogFile(
+        "/tmp/c.xml", productCatalog(configuration, R"(<server_package name="b"/>)", hotFix("b")));
+    const QuietOutput quietOutput;
+    testing::internal::CaptureStderr();
+    bool reached = true;
+    for (std::size_t allocation = 0; reached; ++allocation) {
+        DownloadController::releaseInstance();
+        DownloadController *controller = DownloadController::getInstance();
+        CatalogParser parser;
+        const FailingXmlAllocation failing(allocation);
+        const CatalogUrls urls = catalogUrlsOf(parser, text);
+        const bool isReplyRead = urls.core == Texts{"r/c1.xml"} && urls.partner == Texts{"r/p1.xml"} &&
+                                 controller->getCoreReleaseVer() == "7";
+        EXPECT_NE(parser.isCutShort(), isReplyRead) << allocation;
+        if (parser.isCutShort())
+            continue;
+        try {
+            EXPECT_THAT(namesOf(parser.getHotFixInfo({branding, other})), ElementsAre("a", "b"))
+                << allocation;
+            EXPECT_EQ(controller->getCBRMSBuildNO(), "7") << allocation;
+        } catch (const std::bad_alloc &) {
+            EXPECT_THAT(parser.getHotFixList(), IsEmpty());
+            continue;
+        }
+        EXPECT_NE(parser.isCutShort(), namesOf(parser.getProductInfo({other, other})) == (Texts{"b", "b"}))
+            << allocation;
+        reached = failing.happened();
+    }
+    testing::internal::GetCapturedStderr();
+}
+
+TEST(CatalogFile, ThatCannotBeOpenedForAMomentIsNotEmpty) {
+    const std::string path = catalogFile("/tmp/c.xml", productCatalog("", "", hotFix("a")));
+    CatalogParser parser;
+    DownloadController::getInstance();
+    const NoMoreFiles none;
+    EXPECT_THROW(parser.getHotFixInfo({path}), std::bad_alloc);
+    EXPECT_THAT(parser.getProductInfo({path}), IsEmpty());
+    EXPECT_TRUE(parser.isCutShort());
 }
 
 TEST(HotFixCatalog, HundredThousandHotFixesTakeLinearTime) {

@@ -1,4 +1,6 @@
 #include <algorithm>
+#include <cerrno>
+#include <cstdio>
 #include <cstring>
 #include <filesystem>
 #include <new>
@@ -11,6 +13,7 @@
 #include "ControllerFixture.h"
 #include "DownloadThreads.h"
 #include "FailingAllocation.h"
+#include "NoMoreFiles.h"
 #include "RefusedLock.h"
 #include "RefusedThreads.h"
 #include "TextList.h"
@@ -33,6 +36,18 @@ bool __wrap__ZN14DownloadHelper4InitEPKcS1_15CURLSetUpConfig(DownloadHelper *wor
     if (beforeOpening)
         beforeOpening(url);
     return __real__ZN14DownloadHelper4InitEPKcS1_15CURLSetUpConfig(worker, url, file, config);
+}
+
+// One of the catalogs' files is refused when so many others were opened.
+static int catalogsToOpen = -1;
+
+std::FILE *__real_fopen(const char *path, const char *mode);
+std::FILE *__wrap_fopen(const char *path, const char *mode);
+std::FILE *__wrap_fopen(const char *path, const char *mode) {
+    if (std::strstr(path, "/Catalog/") == nullptr || catalogsToOpen-- != 0)
+        return __real_fopen(path, mode);
+    errno = EMFILE;
+    return nullptr;
 }
 }
 
@@ -195,6 +210,55 @@ TEST_F(DownloadEngineTest, AShellThatCannotBeStartedEndsTheRun) {
     ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &files), 0);
     EXPECT_THAT(messages(), ElementsAre(startLine, "Error: Failed to create <folder>\n"));
     EXPECT_THAT(server.requests(), IsEmpty());
+    EXPECT_TRUE(progress().failed) << "a host retries what has failed";
+}
+
+TEST_F(DownloadEngineTest, ACatalogWhoseFolderHasNoShellFailsTheJob) {
+    const std::string reply =
+        "<productresponse><pkglist><package><products><product appid='quaformac'><catlist>"
+        "<catalog><caturlroot>" +
+        server.url("") +
+        "</caturlroot><name>c</name><version>1</version></catalog></catlist></product>"
+        "</products></package></pkglist></productresponse>";
+    DownloadController &engine = controller;
+    {
+        const NoMoreFiles none;
+        EXPECT_EQ(engine.getCatalogs(reply), -1);
+    }
+    EXPECT_THAT(server.requests(), IsEmpty());
+}
+
+TEST_F(DownloadEngineTest, WhatThereIsNoMemoryToPrepareHasFailed) {
+    const std::string url = server.url("/1.pkg");
+    const RefusedThreads refused(0); // what a thread allocates is another matter
+    bool happened = true;
+    for (std::size_t allocation = 0; happened; ++allocation) {
+        DownloadController::releaseInstance();
+        DownloadController &fresh = *DownloadController::getInstance();
+        bool hasBegun = true;
+        {
+            const FailingAllocation failing(allocation);
+            try {
+                fresh.downLoad({url.c_str()}, folder);
+            } catch (const std::bad_alloc &) { // before it began, or in the end
+                hasBegun = false;
+            }
+            happened = failing.happened();
+        }
+        EXPECT_TRUE(fresh.getDownloadProgressInfo().failed || !hasBegun) << allocation;
+    }
+}
+
+TEST_F(DownloadEngineTest, ACatalogThatCannotBeOpenedForAMomentFailsTheInstallation) {
+    offerProducts({package("1.pkg", "1.0.0.1", content), package("2.pkg", "1.0.0.1", content)});
+    // Every catalog is opened twice.
+    catalogsToOpen = 3;
+    EXPECT_EQ(controller.freshInstall(), -1);
+    EXPECT_EQ(messages().back(), "ERROR: No products found For Fresh Install\n");
+    // Repeats the whole installation.
+    controller.retryDownload();
+    EXPECT_TRUE(progress().completed);
+    EXPECT_EQ(controller.getDownloadedPackages().size(), 2U);
 }
 
 TEST_F(DownloadEngineTest, AnExceptionBeforeTheDownloadsEndsTheRun) {

@@ -17,7 +17,7 @@ download_test(PackageValidationTest SEAL --servers)
 set(refusedThreads LINKER:--wrap=_ZN5boost6thread21start_thread_noexceptEv)
 download_test(DownloadEngineTest SOURCES FailingAllocation.cpp RefusedLock.cpp RefusedThreads.cpp SEAL --servers)
 target_link_options(DownloadEngineTest PRIVATE
-  LINKER:--wrap=pthread_mutex_lock ${refusedThreads}
+  LINKER:--wrap=pthread_mutex_lock,--wrap=fopen ${refusedThreads}
   LINKER:--wrap=_ZN14DownloadHelper4InitEPKcS1_15CURLSetUpConfig)
 download_test(DownloadControllerTest
   SOURCES ../support/Program.cpp FailingAllocation.cpp RefusedLock.cpp RefusedThreads.cpp SEAL --servers)

@@ -1,6 +1,8 @@
 #include "PropertyList.h"
 
 #include <csignal>
+#include <cstdint>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -21,6 +23,21 @@
 #include "NoMoreFiles.h"
 #include "OtherUsers.h"
 #include "TextFile.h"
+
+// The linker leads libplist's call here, which without memory leaves out a value and does not tell.
+namespace {
+int listsToWrite = -1; // until that happens once
+}
+extern "C" {
+void __real_plist_to_xml(void *list, char **xml, std::uint32_t *size);
+void __wrap_plist_to_xml(void *list, char **xml, std::uint32_t *size);
+void __wrap_plist_to_xml(void *list, char **xml, std::uint32_t *size) {
+    __real_plist_to_xml(list, xml, size);
+    char *value = listsToWrite-- == 0 ? std::strstr(*xml, "105") : nullptr;
+    if (value != nullptr)
+        std::memset(value, ' ', 3);
+}
+}
 
 namespace {
 
@@ -57,6 +74,17 @@ std::size_t filesIn(const std::string &directory) {
 
 TEST(PropertyList, GivesTheTextOfAKey) {
     EXPECT_THAT(textOfKey("<string>105-1</string>"), Optional(std::string("105-1")));
+}
+
+TEST(PropertyList, IsNotWrittenInPart) {
+    const std::string whole = plist("<dict><key>Key</key><string>105</string></dict>");
+    for (const int call : {0, 1}) {
+        const auto list = readList(whole);
+        ASSERT_TRUE(list);
+        listsToWrite = call;
+        EXPECT_FALSE(list->write(path)) << call;
+        EXPECT_EQ(readText(path), whole) << call;
+    }
 }
 
 TEST(PropertyList, GivesNoTextForAMissingKey) {

@@ -45,6 +45,7 @@ enum class WaitAnswer { real, failureFirst };
 enum class ExeclAnswer { real, returnsZero };
 enum class FsyncAnswer { real, failure };
 ForkAnswer forkAnswer = ForkAnswer::real;
+bool isStreamRefused = false;
 WaitAnswer waitAnswer = WaitAnswer::real;
 ExeclAnswer execlAnswer = ExeclAnswer::real;
 FsyncAnswer fsyncAnswer = FsyncAnswer::real;
@@ -78,6 +79,8 @@ int __real_fsync(int file);
 int __wrap_fsync(int file);
 int __real_rename(const char *from, const char *to);
 int __wrap_rename(const char *from, const char *to);
+std::FILE *__real_fdopen(int file, const char *mode);
+std::FILE *__wrap_fdopen(int file, const char *mode);
 
 // Nobody waits in a test; that the engine would is noted, and how the script stands there by then.
 unsigned __wrap_sleep(unsigned seconds) {
@@ -99,6 +102,10 @@ int __wrap_fsync(int file) {
 int __wrap_rename(const char *from, const char *to) {
     note(std::string("rename to ") + to);
     return __real_rename(from, to);
+}
+
+std::FILE *__wrap_fdopen(int file, const char *mode) {
+    return isStreamRefused ? nullptr : __real_fdopen(file, mode);
 }
 
 pid_t __wrap_fork() {
@@ -310,6 +317,13 @@ TEST_F(UpdateInstallation, ScriptThatCannotBeWrittenEndsTheRunWhereItIsExecuted)
     EXPECT_FALSE(std::filesystem::exists("/usr/local/repost"));
     EXPECT_EQ(readText("/usr/local/Brovik/ProductConfig.xml"), "the old configuration");
     EXPECT_TRUE(std::filesystem::exists("/usr/local/Brovik/TempDownload"));
+}
+
+TEST_F(UpdateInstallation, ScriptWithoutAStreamLeavesNoFile) {
+    isStreamRefused = true;
+    EXPECT_EXIT(install({package("1.0/A.pkg")}), ExitedWithCode(1), "");
+    EXPECT_EQ(traceMessages().back(), "ERROR: execl failed ! Error: No such file or directory \n");
+    EXPECT_TRUE(std::filesystem::is_empty("/usr/local/repost"));
 }
 
 TEST_F(UpdateInstallation, ScriptThatCannotBeExecutedIsAnErrorLine) {

@@ -721,6 +721,19 @@ TEST(PackageOrder, FailureWhileReadingTheNamesIsAnErrorLine) {
     EXPECT_THAT(traceMessages(), ElementsAre("ERROR: Unable to get the order of installation \n"));
 }
 
+TEST(Order, ThatCannotBeReadForAMomentIsNotAbsent) {
+    configureOrder({"A"});
+    DownloadController::getInstance();
+    downloadManagerTraceFlagvalue = Trace::errorLevel;
+    UpdateManager updateManager;
+    Texts paths{"/repost/A.pkg"};
+    {
+        const NoMoreFiles noMoreFiles;
+        EXPECT_THAT(updateManager.getFinalSortedListAccordingToOrderOfInstallation(paths), IsEmpty());
+    }
+    EXPECT_THAT(traceMessages(), ElementsAre("ERROR: Unable to get the order of installation \n"));
+}
+
 // --- single steps of an installation
 // ------------------------------------------------------------------------
 

@@ -12,6 +12,16 @@
 #include "ProductConfiguration.h"
 #include "TextFile.h"
 
+// The linker leads the engine's call here: libxml2 keeps a state for each thread.
+static bool isThreadRefused = false;
+extern "C" {
+void *__real_xmlGetGlobalState();
+void *__wrap_xmlGetGlobalState();
+void *__wrap_xmlGetGlobalState() {
+    return isThreadRefused ? nullptr : __real_xmlGetGlobalState();
+}
+}
+
 namespace {
 
 using testing::AnyOf;
@@ -112,6 +122,22 @@ INSTANTIATE_TEST_SUITE_P(
               }},
         Query{"Namespaces", [](LibXmlWrapper &d) { return joined(d.getXPathAllElement("//namespace::*")); }}),
     [](const auto &caseInfo) { return caseInfo.param.name; });
+
+TEST(ThreadWithoutMemory, ReadsNothingAndKnowsIt) {
+    isThreadRefused = true;
+    const LibXmlWrapper document(xml.data(), xml.size());
+    isThreadRefused = false;
+    EXPECT_FALSE(document.isWhole());
+    EXPECT_EQ(document.getXPathElement("/r/n"), "");
+}
+
+// So long that it takes several allocations.
+TEST(LongMarkupWithoutMemory, IsWholeOrNone) {
+    const std::string node = "<h>" + std::string(20000, 'x') + "</h>";
+    const std::string text = "<r>" + node + "</r>";
+    LibXmlWrapper document(text.data(), text.size());
+    atEveryAllocation([&] { EXPECT_THAT(joined(document.getAllElements("/r/h")), AnyOf(node + "|", "")); });
+}
 
 struct Configured {
     const char *name;

@@ -21,10 +21,10 @@ int complain(const std::exception &error, int status) {
 } // namespace
 
 int main(int argc, char **argv) {
-    Options options;
-    if (const std::optional<int> status = readOptions(argc, argv, options))
-        return *status;
     try {
+        Options options;
+        if (const std::optional<int> status = readOptions(argc, argv, options))
+            return *status;
         checkSurroundings();
         const OwnStreams streams;
         Output output(streams.out());

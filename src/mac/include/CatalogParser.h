@@ -115,6 +115,9 @@ public:
     CoreAndPartnerAppIDs getCoreAndPartnerAppIDs(std::vector<std::string> appIds) const;
     std::vector<ProductInfo> getProductList() const;
     std::vector<HotFixPackageInfo> getHotFixList() const;
+    // Whether the system, and not a text, kept it from reading all of this reply or of its catalogs. Nobody
+    // can tell what is missing.
+    bool isCutShort() const noexcept { return m_isCutShort; }
 
 private:
     void appendCatalogs(const std::vector<std::string> &products, const std::vector<std::string> &appIds,
@@ -128,4 +131,5 @@ private:
     mutable boost::mutex m_listMutex;
     std::vector<ProductInfo> m_productList GUARDED_BY(m_listMutex);
     std::vector<HotFixPackageInfo> m_hotFixList GUARDED_BY(m_listMutex);
+    bool m_isCutShort = false;
 };

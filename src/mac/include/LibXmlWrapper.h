@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "XPath.h"
 #include "XmlDocument.h"
 
 struct _xmlNode;
@@ -75,12 +76,19 @@ public:
     // The markup of every selected node; each is printed to standard output too.
     std::vector<std::string> getAllElements(const std::string &xpath) const;
 
+    // False when the system, and not the document, kept it from being read or from being asked: an empty
+    // answer then says nothing of what is in it.
+    bool isWhole() const noexcept { return m_isWhole; }
+
     // The root element, owned by the document; null, and told on standard error, when there is none.
     _xmlNode *PrintRootElement() const;
     // A debugging hook: walks the children of the node, or of the root element, and prints nothing.
     void PrintChildrenName(_xmlNode *node) const;
 
 private:
+    SelectedNodes select(const std::string &xpath) const;
+
+    mutable bool m_isWhole = true; // set while the document is read
     std::string m_fileName;
     XmlDoc m_document;
 };

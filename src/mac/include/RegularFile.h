@@ -33,5 +33,8 @@ private:
     bool m_isOwn;
 };
 
+// Whether another try a moment later may not meet that failure: it is the system's and not the file's.
+bool isMomentary(int error) noexcept;
+
 // Whether nothing at all stands at the path, not even a link that leads nowhere.
 bool isAbsent(const std::string &path) noexcept;

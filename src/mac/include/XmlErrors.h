@@ -7,7 +7,8 @@ struct _xmlXPathContext;
 // so other threads keep theirs; what stood there before comes back.
 class XmlErrors {
 public:
-    XmlErrors() noexcept;
+    // Throws std::bad_alloc on a thread that libxml2 has no memory for.
+    XmlErrors();
     ~XmlErrors();
     XmlErrors(const XmlErrors &) = delete;
     XmlErrors &operator=(const XmlErrors &) = delete;
@@ -34,7 +35,7 @@ private:
 // The same with the errors of one XPath context, which go to that alone.
 class XmlXPathErrors : public XmlErrors {
 public:
-    explicit XmlXPathErrors(_xmlXPathContext &context) noexcept;
+    explicit XmlXPathErrors(_xmlXPathContext &context);
     ~XmlXPathErrors();
     XmlXPathErrors(const XmlXPathErrors &) = delete;
     XmlXPathErrors &operator=(const XmlXPathErrors &) = delete;

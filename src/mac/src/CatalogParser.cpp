@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <exception>
+#include <new>
 #include <stdexcept>
 #include <utility>
 
@@ -47,6 +48,16 @@ const std::array<const std::string *, 11> hotFixItemNames = {
 };
 using HotFixTexts = std::array<std::vector<std::string>, hotFixItemNames.size()>;
 
+// What the system did not let be read must not count as empty.
+void requireWhole(const LibXmlWrapper &document) {
+    if (!document.isWhole())
+        throw std::bad_alloc();
+}
+
+bool isWithoutMemory(const std::exception &error) {
+    return dynamic_cast<const std::bad_alloc *>(&error) != nullptr;
+}
+
 void readHotFixes(const std::string &catalogPath, HotFixTexts &texts) {
     const LibXmlWrapper catalog(catalogPath);
     for (std::size_t item = 0; item < texts.size(); ++item) {
@@ -54,6 +65,7 @@ void readHotFixes(const std::string &catalogPath, HotFixTexts &texts) {
             catalog.getXPathAllOptionalElement(keyHotFixPackage, *hotFixItemNames[item], keyDefaultValue);
         std::move(read.begin(), read.end(), std::back_inserter(texts[item]));
     }
+    requireWhole(catalog);
 }
 
 // True for every path that does not begin with "Partner", so for every absolute one (kept: packages of one
@@ -84,6 +96,7 @@ void CatalogParser::parseCatalogWithResponse(std::string response) {
     catalogTrace.info("INFO : Parsing Tolvane response for getting catalog\n");
     m_catalogList.clear();
     m_catalogBytes = 0;
+    m_isCutShort = false;
     try {
         const LibXmlWrapper document(response.c_str(), response.size());
         DownloadController *controller = DownloadController::getInstance();
@@ -96,10 +109,12 @@ void CatalogParser::parseCatalogWithResponse(std::string response) {
             getCoreAndPartnerAppIDs(document.getPropertyValue(keyCoreProduct, keyAppID));
         const std::vector<std::string> coreProducts = document.getAllElements(keyCoreProduct);
         const std::vector<std::string> partnerProducts = document.getAllElements(keyPartnerProduct);
+        requireWhole(document);
         appendCatalogs(coreProducts, ids.core, false);
         appendCatalogs(partnerProducts, ids.partner, true);
-    } catch (const std::exception &) {
+    } catch (const std::exception &error) {
         catalogTrace.error("\n ERROR: Catalog Parsing Failed\n");
+        m_isCutShort = isWithoutMemory(error);
     }
 }
 
@@ -121,6 +136,7 @@ void CatalogParser::appendCatalogs(const std::vector<std::string> &products,
                 catalogTrace.info("\nINFO : size of rooturl Vector is  - %d\n\n",
                                   static_cast<int>(texts.roots.size()));
         }
+        requireWhole(product);
         catalogTrace.info("\nINFO : this appid - %s\n\n", thisAppId.c_str());
         for (std::size_t i = 0; i < texts.names.size(); ++i) {
             if (!isPartner)
@@ -143,8 +159,9 @@ std::vector<ProductInfo> CatalogParser::getProductInfo(std::list<std::string> ca
     try {
         for (const std::string &path : catalogPaths)
             appendProduct(path);
-    } catch (const std::exception &) {
+    } catch (const std::exception &error) {
         catalogTrace.error("\n Product Catalog Parsing Failed\n");
+        m_isCutShort = isWithoutMemory(error);
     }
     return getProductList();
 }
@@ -158,6 +175,7 @@ void CatalogParser::appendProduct(const std::string &catalogPath) {
                         catalog.getXPathElementAttribute(keyProductPackage, keyProductHash),
                         catalog.getXPathStringValue(keyProductConfig + "/" + keyVersion),
                         catalog.getXPathStringValue(keyProductConfig + "/" + keyMainBuildNo)};
+    requireWhole(catalog);
     const MutexLock lock(m_listMutex);
     m_productList.push_back(std::move(product));
 }
@@ -185,9 +203,11 @@ void CatalogParser::setCBRMSBuildNoFromDynamicBrandingCatalog(std::string catalo
     const LibXmlWrapper catalog(catalogPath);
     if (catalogPath.find(dynamicBrandingCatalog) == std::string::npos)
         return;
-    if (!catalog.isXPathElementExists(keyCBRMSBuildNo))
-        return;
-    DownloadController::getInstance()->setCBRMSBuildNo(catalog.getXPathStringValue(keyCBRMSBuildNo));
+    const bool isNamed = catalog.isXPathElementExists(keyCBRMSBuildNo);
+    const std::string buildNo = isNamed ? catalog.getXPathStringValue(keyCBRMSBuildNo) : "";
+    requireWhole(catalog);
+    if (isNamed)
+        DownloadController::getInstance()->setCBRMSBuildNo(buildNo);
 }
 
 bool CatalogParser::isCoreAppID(std::string appId) const {

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <exception>
 #include <map>
+#include <new>
 #include <optional>
 #include <system_error>
 #include <utility>
@@ -88,7 +89,14 @@ int DownloadController::checkForInstall(const std::string &currentVersion, const
         trace.error("ERROR: No Cata log Found\n");
         return -1;
     }
-    const std::vector<HotFixPackageInfo> hotFixes = getHotFixPackageInfoFormCatalogs();
+    std::vector<HotFixPackageInfo> hotFixes;
+    try {
+        hotFixes = getHotFixPackageInfoFormCatalogs();
+    } catch (const std::bad_alloc &) {
+        // The system did not let one be read, and nobody can tell what is missing.
+        trace.error("ERROR: Not able to read the catalogs\n");
+        return -1;
+    }
     m_packageRecords.setHotFixes(hotFixes);
     if (hotFixes.empty()) {
         trace.error("No products found For Update\n");
@@ -178,7 +186,7 @@ int DownloadController::downloadProducts() {
     }
     const std::vector<ProductInfo> products = getProductInfoFromCatalogs();
     m_packageRecords.setProducts(products);
-    if (products.empty()) {
+    if (products.empty() || catalogParser()->isCutShort()) {
         markEarlyFailure();
         trace.error("ERROR: No products found For Fresh Install\n");
         return -1;
@@ -213,12 +221,14 @@ std::string DownloadController::getAffId(std::string affiliateId) const {
 int DownloadController::getCatalogs(std::string response) {
     trace.info("INFO : Getting Product Catalogs \n");
     try {
-        std::map<std::string, std::list<const char *>> catalogUrls =
-            catalogParser()->getCatalogUrls(response);
+        const std::shared_ptr<CatalogParser> parser = catalogParser();
+        std::map<std::string, std::list<const char *>> catalogUrls = parser->getCatalogUrls(response);
         const bool hasCore = catalogUrls.count("Core") != 0;
         const bool hasPartner = catalogUrls.count("Partner") != 0;
         OwnedTexts coreUrls(std::move(catalogUrls["Core"]));
         OwnedTexts partnerUrls(std::move(catalogUrls["Partner"]));
+        if (parser->isCutShort())
+            throw std::bad_alloc();
         if (!hasCore) {
             trace.error("Core Catalog Not Found\n");
             return -1;

@@ -35,12 +35,16 @@ void DownloadEngine::downLoad(const std::list<const char *> &urls, const std::st
         for (const std::string file : files.list()) {
             if (!runShellCommand("sudo mkdir -p " + file.substr(0, file.rfind('/')))) {
                 trace.error("Error: Failed to create %s\n", destination.c_str());
+                m_threads.noteLostWork();
                 return;
             }
         }
         createDownloadThreads(urls, files.list());
-    } catch (const std::exception &) {
+    } catch (const std::exception &error) {
         trace.error("ERROR: Destination Creation Failed\n");
+        // Others are refused, and what is refused is not missed (kept).
+        if (dynamic_cast<const std::bad_alloc *>(&error) != nullptr)
+            m_threads.noteLostWork();
     }
     // Those that run although another one could not be started.
     m_threads.join();

@@ -17,8 +17,10 @@ std::FILE *createNewScript() noexcept {
     if (descriptor == -1)
         return nullptr;
     std::FILE *stream = fdopen(descriptor, "w");
-    if (stream == nullptr)
+    if (stream == nullptr) {
         static_cast<void>(close(descriptor)); // empty, so that nothing can be lost
+        static_cast<void>(unlink(newInstallerScriptPath));
+    }
     return stream;
 }
 

@@ -50,24 +50,23 @@ const char *fromXml(const xmlChar *text) {
 }
 
 // A buffer that there is no memory for is one that cannot be parsed.
-XmlDoc parseOrNull(const char *buffer, unsigned long size) {
+XmlDoc parseOrNull(const char *buffer, unsigned long size, bool &isWhole) {
     try {
         return parseXml(buffer, size);
     } catch (const std::bad_alloc &) {
+        isWhole = false;
         return nullptr;
     }
 }
 
 std::string markupOf(xmlDoc *document, xmlNode *node) {
-    const XmlErrors errors;
-    const XmlBuffer buffer(xmlBufferCreate());
     // A namespace node has no markup of its own.
-    if (!buffer || node->type == XML_NAMESPACE_DECL || xmlNodeDump(buffer.get(), document, node, 0, 0) < 0) {
-        errors.throwWithoutMemory();
+    if (node->type == XML_NAMESPACE_DECL)
         return "";
-    }
-    errors.throwWithoutMemory();
-    return fromXml(xmlBufferContent(buffer.get()));
+    std::optional<std::string> markup = serialiseXml(document, node);
+    if (!markup)
+        throw std::bad_alloc();
+    return *std::move(markup);
 }
 
 // False when there is no memory for the child; the parent is then as it was.
@@ -87,11 +86,11 @@ bool addTextChild(xmlNode *parent, const std::string &name, const std::string &c
 
 LibXmlWrapper::LibXmlWrapper(const std::string &fileName)
     : m_fileName(fileName)
-    , m_document(parseXmlFile(fileName.c_str())) {
+    , m_document(parseXmlFile(fileName.c_str(), m_isWhole)) {
 }
 
 LibXmlWrapper::LibXmlWrapper(const char *buffer, unsigned long size)
-    : m_document(parseOrNull(buffer, size)) {
+    : m_document(parseOrNull(buffer, size, m_isWhole)) {
 }
 
 int LibXmlWrapper::AddNewNode(const std::string &name, const std::string &content) {
@@ -135,7 +134,8 @@ int LibXmlWrapper::UpdateNodeWithValue(const char *filename, const char *xpathEx
     assert(filename);
     assert(xpathExpr);
     assert(value);
-    const XmlDoc document = parseXmlFile(filename);
+    bool isWhole = true; // however it could not be read
+    const XmlDoc document = parseXmlFile(filename, isWhole);
     if (!document)
         return -1;
     const XmlXPathContext context = makeXPathContext(document.get());
@@ -156,8 +156,14 @@ int LibXmlWrapper::UpdateNodeWithValue(const char *filename, const char *xpathEx
     return 0;
 }
 
+SelectedNodes LibXmlWrapper::select(const std::string &xpath) const {
+    SelectedNodes nodes = SelectedNodes::of(m_document.get(), xpath);
+    m_isWhole = m_isWhole && nodes.areKnown();
+    return nodes;
+}
+
 std::string LibXmlWrapper::getXPathElement(const std::string &xpath) const {
-    const SelectedNodes nodes = SelectedNodes::of(m_document.get(), xpath);
+    const SelectedNodes nodes = select(xpath);
     return nodes.single() ? textOf(nodes.single()) : "";
 }
 
@@ -170,13 +176,13 @@ bool LibXmlWrapper::isXPathElementExists(const std::string &xpath) const {
 }
 
 std::optional<std::size_t> LibXmlWrapper::countNodes(const std::string &xpath) const {
-    const SelectedNodes nodes = SelectedNodes::of(m_document.get(), xpath);
+    const SelectedNodes nodes = select(xpath);
     return nodes.areKnown() ? std::optional(nodes.size()) : std::nullopt;
 }
 
 std::string LibXmlWrapper::getXPathElementAttribute(const std::string &xpath,
                                                     const std::string &attribute) const {
-    const xmlNode *element = SelectedNodes::of(m_document.get(), xpath).singleElement();
+    const xmlNode *element = select(xpath).singleElement();
     return element ? TextJoiner().attributeOf(element, attribute).value_or("") : "";
 }
 
@@ -200,7 +206,7 @@ unsigned long LibXmlWrapper::getXPathUnsignedLongValue(const std::string &xpath)
 
 std::vector<std::string> LibXmlWrapper::getXPathAllElement(const std::string &xpath) const {
     std::vector<std::string> texts;
-    for (const xmlNode *node : SelectedNodes::of(m_document.get(), xpath))
+    for (const xmlNode *node : select(xpath))
         texts.push_back(textOf(node));
     return texts;
 }
@@ -210,7 +216,7 @@ std::vector<std::string> LibXmlWrapper::getXPathAllOptionalElement(const std::st
                                                                    const std::string &defaultValue) const {
     TextJoiner joiner;
     std::vector<std::string> texts;
-    for (const xmlNode *node : SelectedNodes::of(m_document.get(), xpath))
+    for (const xmlNode *node : select(xpath))
         texts.push_back(joiner.textOfChild(node, child).value_or(defaultValue));
     return texts;
 }
@@ -219,7 +225,7 @@ std::vector<std::string> LibXmlWrapper::getPropertyValue(const std::string &xpat
                                                          const std::string &attribute) const {
     TextJoiner joiner;
     std::vector<std::string> values;
-    for (const xmlNode *node : SelectedNodes::of(m_document.get(), xpath)) {
+    for (const xmlNode *node : select(xpath)) {
         std::optional<std::string> value = joiner.attributeOf(node, attribute);
         if (value)
             values.push_back(std::move(*value));
@@ -229,8 +235,10 @@ std::vector<std::string> LibXmlWrapper::getPropertyValue(const std::string &xpat
 
 std::vector<std::string> LibXmlWrapper::getAllElements(const std::string &xpath) const {
     const XmlXPathContext context = makeXPathContext(m_document.get());
-    if (!context)
+    if (!context) {
+        m_isWhole = false;
         return {};
+    }
     XmlXPathObject result = evaluateXPath(*context, xpath.c_str());
     if (!result) {
         printError("Error in xmlXPathEvalExpression\n");

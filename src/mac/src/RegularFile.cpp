@@ -12,17 +12,16 @@
 
 namespace {
 
-// Failures that another try a moment later may not meet: they are the system's and not the file's.
-bool isMomentary(int error) noexcept {
-    constexpr std::array<int, 7> momentary = {EMFILE, ENFILE, ENOMEM, ENOBUFS, EIO, EINTR, EAGAIN};
-    return std::find(momentary.begin(), momentary.end(), error) != momentary.end();
-}
-
 [[noreturn]] void throwError(const char *step) {
     throw std::system_error(errno, std::generic_category(), step);
 }
 
 } // namespace
+
+bool isMomentary(int error) noexcept {
+    constexpr std::array<int, 7> momentary = {EMFILE, ENFILE, ENOMEM, ENOBUFS, EIO, EINTR, EAGAIN};
+    return std::find(momentary.begin(), momentary.end(), error) != momentary.end();
+}
 
 RegularFile::RegularFile(Descriptor descriptor, bool isOwn) noexcept
     : m_descriptor(std::move(descriptor))

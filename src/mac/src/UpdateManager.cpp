@@ -1,6 +1,7 @@
 #include "UpdateManager.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdlib>
 #include <exception>
 
@@ -15,6 +16,7 @@
 #include "Paths.h"
 #include "ProductConfiguration.h"
 #include "PropertyList.h"
+#include "RegularFile.h"
 #include "ShellPipe.h"
 #include "Text.h"
 #include "TextList.h"
@@ -67,7 +69,8 @@ UpdateManager::getFinalSortedListAccordingToOrderOfInstallation(std::vector<std:
     quicksort(packages, 0, static_cast<int>(packages.size()) - 1);
     findDynamicBrandingPackageAndInstall(packages);
     std::vector<std::string> orderNames;
-    if (fileExist(dynaConfigPlistPath))
+    // One that cannot be opened for a moment is not absent, and packages would be left out for it.
+    if (fileExist(dynaConfigPlistPath) || isMomentary(errno))
         orderNames = getInstalationOrder();
     return installationOrder(packages, orderNames);
 }

@@ -1,10 +1,13 @@
 #include "XmlDocument.h"
 
+#include <cerrno>
 #include <climits>
 #include <cstdio>
+#include <exception>
 #include <functional>
 #include <new>
 #include <string_view>
+#include <system_error>
 #include <utility>
 
 #include <libxml/parser.h>
@@ -14,6 +17,7 @@
 #include <unistd.h>
 
 #include "File.h"
+#include "RegularFile.h"
 #include "ReplaceFile.h"
 #include "StandardStreams.h"
 #include "XmlBounds.h"
@@ -49,6 +53,7 @@ using Source = std::function<ssize_t(char *, std::size_t)>;
 struct BoundedSource {
     Source read;
     XmlBounds bounds;
+    int error = 0; // why it could not be read
 };
 
 int readBlock(void *source, char *block, int size) noexcept {
@@ -58,10 +63,13 @@ int readBlock(void *source, char *block, int size) noexcept {
     const ssize_t count = from.read(block, static_cast<std::size_t>(size));
     if (count > 0)
         from.bounds.hasRead(static_cast<std::size_t>(count));
+    else if (count < 0)
+        from.error = errno;
     return static_cast<int>(count);
 }
 
-// Throws std::bad_alloc without memory for the whole document: libxml2 may give the part that it had read.
+// Throws std::bad_alloc without memory for the whole document: libxml2 may give the part that it had read;
+// and std::system_error when the system did not let it be read to its end.
 XmlDoc parse(Source read, const char *fileName) {
     const XmlErrors errors;
     const XmlParser parser(xmlNewParserCtxt());
@@ -72,6 +80,8 @@ XmlDoc parse(Source read, const char *fileName) {
         xmlCtxtReadIO(parser.get(), readBlock, nullptr, &source, fileName, nullptr, XML_PARSE_NONET));
     if (errors.ranOutOfMemory() || parser->errNo == XML_ERR_NO_MEMORY)
         throw std::bad_alloc();
+    if (isMomentary(source.error))
+        throw std::system_error(source.error, std::generic_category(), "read");
     return source.bounds.areExceeded() ? nullptr : std::move(document);
 }
 
@@ -79,6 +89,8 @@ XmlDoc parse(Source read, const char *fileName) {
 // name and would read or write something else.
 XmlDoc readFile(const char *fileName) {
     const File file(std::fopen(fileName, "rb"));
+    if (!file && isMomentary(errno))
+        throw std::system_error(errno, std::generic_category(), "open");
     if (!file)
         return nullptr;
     return parse([&](char *block, std::size_t size) { return ::read(fileno(file.get()), block, size); },
@@ -99,12 +111,12 @@ void XmlDocDeleter::operator()(xmlDoc *document) const noexcept {
     xmlFreeDoc(document);
 }
 
-XmlDoc parseXmlFile(const char *fileName) {
+XmlDoc parseXmlFile(const char *fileName, bool &isWhole) {
     XmlDoc document;
     try {
         document = readFile(fileName);
-    } catch (const std::bad_alloc &) {
-        document.reset(); // told like any other failure
+    } catch (const std::exception &) {
+        isWhole = false; // and told like any other failure
     }
     if (!document)
         printError("Error: unable to parse file \"%s\"\n", fileName);
@@ -135,6 +147,19 @@ std::optional<std::string> serialiseXml(xmlDoc *document, const char *encoding, 
     const int written = xmlSaveFormatFileTo(output, document, encoder ? encoding : nullptr,
                                             form == XmlForm::indented ? 1 : 0);
     if (written < 0 || !result.isWhole || errors.ranOutOfMemory())
+        return std::nullopt;
+    return std::move(result.bytes);
+}
+
+std::optional<std::string> serialiseXml(xmlDoc *document, xmlNode *node) {
+    const XmlErrors errors;
+    Serialised result;
+    // Not xmlNodeDump, which in libxml2 2.9 frees a buffer twice that there is no memory to enlarge.
+    xmlOutputBuffer *output = xmlOutputBufferCreateIO(append, nullptr, &result, nullptr);
+    if (output == nullptr)
+        return std::nullopt;
+    xmlNodeDumpOutput(output, document, node, 0, 0, nullptr);
+    if (xmlOutputBufferClose(output) < 0 || !result.isWhole || errors.ranOutOfMemory())
         return std::nullopt;
     return std::move(result.bytes);
 }

@@ -2,11 +2,27 @@
 
 #include <new>
 
+#include <libxml/globals.h>
 #include <libxml/xmlerror.h>
+#include <libxml/xmlversion.h>
 #include <libxml/xpath.h>
 
-XmlErrors::XmlErrors() noexcept
-    : m_genericHandler(xmlGenericError)
+namespace {
+
+// libxml2 before 2.12 uses the state that a thread has of its own without looking whether there was memory
+// for it.
+xmlGenericErrorFunc genericHandler() {
+#if LIBXML_VERSION < 21200
+    if (xmlGetGlobalState() == nullptr)
+        throw std::bad_alloc();
+#endif
+    return xmlGenericError;
+}
+
+} // namespace
+
+XmlErrors::XmlErrors()
+    : m_genericHandler(genericHandler())
     , m_genericContext(xmlGenericErrorContext)
     , m_structuredHandler(reinterpret_cast<void (*)()>(xmlStructuredError))
     , m_structuredContext(xmlStructuredErrorContext) {
@@ -34,7 +50,7 @@ void XmlErrors::note(void *errors, Error *error) noexcept {
 void XmlErrors::ignore(void *, const char *, ...) noexcept {
 }
 
-XmlXPathErrors::XmlXPathErrors(xmlXPathContext &context) noexcept
+XmlXPathErrors::XmlXPathErrors(xmlXPathContext &context)
     : m_context(context) {
     m_context.error = note;
     m_context.userData = static_cast<XmlErrors *>(this);

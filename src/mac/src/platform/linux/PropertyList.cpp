@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <new>
+#include <utility>
 
 #include <plist/plist.h>
 
@@ -44,6 +45,14 @@ bool holdsTooManyReferences(const std::string &xml) {
     return false;
 }
 
+std::optional<std::string> xmlOf(plist_t node) {
+    char *xml = nullptr;
+    std::uint32_t size = 0;
+    plist_to_xml(node, &xml, &size);
+    const std::unique_ptr<char, PlistXmlDeleter> owner(xml);
+    return owner ? std::optional(std::string(xml, size)) : std::nullopt;
+}
+
 } // namespace
 
 struct PropertyList::Dictionary {
@@ -81,11 +90,9 @@ void PropertyList::setDictionary(const std::string &key,
 }
 
 std::optional<std::string> PropertyList::toXml() const {
-    char *xml = nullptr;
-    std::uint32_t size = 0;
-    plist_to_xml(m_dictionary->root.get(), &xml, &size);
-    const std::unique_ptr<char, PlistXmlDeleter> owner(xml);
-    return owner ? std::optional(std::string(xml, size)) : std::nullopt;
+    // Without memory libplist leaves values out and does not tell. Another time it would be others.
+    std::optional<std::string> xml = xmlOf(m_dictionary->root.get());
+    return xml == xmlOf(m_dictionary->root.get()) ? std::move(xml) : std::nullopt;
 }
 
 std::optional<std::string> PropertyList::string(const std::string &key) const {
