@@ -88,7 +88,7 @@ TEST_P(DiskFault, WriteErrorAtThePackage) {
 TEST_P(DiskFault, WriteErrorAtTheCatalog) {
     madeFolder(fs::path(catalogPathOf(job)).parent_path());
     fs::create_symlink("/proc/self/mem", catalogPathOf(job));
-    recovery.expectRefused(tracedUnreadCatalog(job, tracedFailure(catalogUrlOf(job), 200, 23)), 1);
+    recovery.expectRefused(tracedEmptyCatalog(job, tracedFailure(catalogUrlOf(job), 200, 23)), 1);
     fs::remove(catalogPathOf(job));
     recovery.expectCompleteNow();
 }

@@ -123,13 +123,6 @@ std::string tracedEmptyCatalog(const Job &job, const std::string &transfer) {
     return tracedAsking(job) + tracedReplyTo(job) + tracedCatalogs(job, transfer) + end;
 }
 
-std::string tracedUnreadCatalog(const Job &job, const std::string &transfer) {
-    return tracedAsking(job) + tracedReplyTo(job) + tracedCatalogs(job, transfer) +
-           (isUpdate(job) ? ">ERROR: Not able to read the catalogs\n" + tracedEnd
-                          : ">\n Product Catalog Parsing Failed\n"
-                            ">ERROR: No products found For Fresh Install\n");
-}
-
 std::string tracedMissingCatalog(const Job &job, const std::string &transfer) {
     return tracedAsking(job) + tracedReplyTo(job) + tracedCatalogs(job, transfer) +
            (isUpdate(job) ? noUpdate : ">ERROR: No products found For Fresh Install\n");

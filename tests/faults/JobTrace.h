@@ -27,8 +27,6 @@ std::string tracedOutcome(const Job &job, bool complete);
 std::string tracedUntilPackage(const Job &job);
 // A job that ends with this transfer of the catalog: with an empty file in its place, or with none.
 std::string tracedEmptyCatalog(const Job &job, const std::string &transfer);
-// One that the system does not let be read.
-std::string tracedUnreadCatalog(const Job &job, const std::string &transfer);
 std::string tracedMissingCatalog(const Job &job, const std::string &transfer);
 // A job that ends with this transfer of the package.
 std::string tracedNoPackage(const Job &job, const std::string &transfer);

@@ -1027,6 +1027,23 @@ TEST(CatalogsWithoutXmlMemory, AreWholeOrKnownToBeCutShort) {
     testing::internal::GetCapturedStderr();
 }
 
+// Neither is the system's momentary trouble: another try would read no more of them.
+TEST(CatalogFile, ThatNobodyCanReadIsEmptyAndStopsNoOther) {
+    const std::string good =
+        catalogFile("/tmp/c.xml", productCatalog("", R"(<server_package name="a"/>)", hotFix("a")));
+    const std::string huge =
+        catalogFile("/tmp/huge.xml", productCatalog("", "", hotFix("b") + std::string(11'000'000, 'x')));
+    for (const std::string &unreadable : {huge, std::string("/proc/self/mem"), std::string("/tmp")}) {
+        CatalogParser parser;
+        DownloadController::getInstance();
+        EXPECT_THAT(namesOf(parser.getHotFixInfo({good, unreadable, good})), ElementsAre("a", "a"))
+            << unreadable;
+        EXPECT_THAT(namesOf(parser.getProductInfo({good, unreadable, good})), ElementsAre("a", "", "a"))
+            << unreadable;
+        EXPECT_FALSE(parser.isCutShort()) << unreadable;
+    }
+}
+
 TEST(CatalogFile, ThatCannotBeOpenedForAMomentIsNotEmpty) {
     const std::string path = catalogFile("/tmp/c.xml", productCatalog("", "", hotFix("a")));
     CatalogParser parser;

@@ -325,6 +325,24 @@ INSTANTIATE_TEST_SUITE_P(Places, FloodOfReferences,
                                          EntityFlood{"Attribute", "<r><h k='", "'/></r>"}),
                          [](const auto &caseInfo) { return caseInfo.param.name; });
 
+// Many lines, and letters that are no ASCII: the parser takes it in pieces.
+TEST(LibXmlWrapperBigDocument, IsReadFromABufferWithOneTextOfAnyLength) {
+    std::string text;
+    while (text.size() <= textLimit)
+        text += "a line of it \xc3\xbc\n";
+    EXPECT_EQ(parse("<r><a>" + text + "</a></r>").getXPathElement("/r/a"), text);
+}
+
+TEST(LibXmlWrapperBigDocument, IsNoDocumentInAFileWithATextBeyondTheLimit) {
+    writeText("/tmp/big.xml", "<r><a>" + std::string(textLimit + 1, 'x') + "</a></r>");
+    const std::string told = standardErrorOf([] {
+        const LibXmlWrapper document("/tmp/big.xml");
+        EXPECT_EQ(document.getXPathElement("/r/a"), "");
+        EXPECT_TRUE(document.isWhole());
+    });
+    EXPECT_EQ(told.substr(0, told.find('\n') + 1), "Error: unable to parse file \"/tmp/big.xml\"\n");
+}
+
 // On such a document libxml2 spends the square of its length, or more: minutes, or for ever.
 
 struct Explosion {

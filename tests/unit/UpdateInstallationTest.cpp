@@ -21,6 +21,7 @@
 
 #include "DownloadController.h"
 #include "FailingAllocation.h"
+#include "FullDisk.h"
 #include "InstallerScript.h"
 #include "InstallerScriptFile.h"
 #include "TextFile.h"
@@ -386,6 +387,17 @@ TEST_F(UpdateInstallation, ScriptThatLostAPartIsNotPlaced) {
     file.write(std::string(20'000, '#') + "\n");
     ASSERT_EQ(mount(nullptr, "/usr/local/repost", nullptr, MS_REMOUNT, "size=1m,mode=755"), 0);
     file.write("rm -rf /usr/local/repost/installer.sh\n");
+    EXPECT_FALSE(file.finish());
+    EXPECT_TRUE(std::filesystem::is_empty("/usr/local/repost"));
+}
+
+// Closing a stream tries once more what could not be written.
+TEST_F(UpdateInstallation, ScriptThatMayNotGrowEndsNobodyAndIsNotPlaced) {
+    const ::FullDisk fullDisk(4096);
+    InstallerScriptFile file;
+    file.begin();
+    for (int line = 0; line < 400; ++line)
+        file.write(std::string(100, '#') + "\n");
     EXPECT_FALSE(file.finish());
     EXPECT_TRUE(std::filesystem::is_empty("/usr/local/repost"));
 }

@@ -88,7 +88,7 @@ public:
 private:
     SelectedNodes select(const std::string &xpath) const;
 
-    mutable bool m_isWhole = true; // set while the document is read
+    mutable bool m_isWhole = true; // until reading the document or asking it fails
     std::string m_fileName;
     XmlDoc m_document;
 };

@@ -4,13 +4,17 @@
 
 struct _xmlParserCtxt;
 
+// What libxml2 makes of a text between tags that is longer than its limit when it comes in pieces: a file
+// that holds one cannot be read, a buffer can (kept: replies and catalogs are read as they always were).
+enum class XmlTexts { limited, unlimited };
+
 // Watches a parser while it reads, and refuses documents on which libxml2 spends far more time than their
 // length warrants: what it does with the attributes and namespaces of an element, with distinct names and
 // identifiers and with declared attributes grows with the square of their number, what it does with parameter
 // entities exponentially. No real document comes near these bounds. To be kept while the parser reads.
 class XmlBounds {
 public:
-    explicit XmlBounds(_xmlParserCtxt &parser) noexcept;
+    XmlBounds(_xmlParserCtxt &parser, XmlTexts texts) noexcept;
     ~XmlBounds() = default;
     XmlBounds(const XmlBounds &) = delete;
     XmlBounds &operator=(const XmlBounds &) = delete;

@@ -14,6 +14,8 @@ public:
     XmlErrors &operator=(const XmlErrors &) = delete;
 
     bool ranOutOfMemory() const noexcept { return m_ranOutOfMemory; }
+    // A text was longer than libxml2 takes.
+    bool metLimit() const noexcept { return m_metLimit; }
     // Throws std::bad_alloc when it did.
     void throwWithoutMemory() const;
 
@@ -30,6 +32,7 @@ private:
     void (*m_structuredHandler)();
     void *m_structuredContext;
     bool m_ranOutOfMemory = false;
+    bool m_metLimit = false;
 };
 
 // The same with the errors of one XPath context, which go to that alone.

@@ -89,14 +89,7 @@ int DownloadController::checkForInstall(const std::string &currentVersion, const
         trace.error("ERROR: No Cata log Found\n");
         return -1;
     }
-    std::vector<HotFixPackageInfo> hotFixes;
-    try {
-        hotFixes = getHotFixPackageInfoFormCatalogs();
-    } catch (const std::bad_alloc &) {
-        // The system did not let one be read, and nobody can tell what is missing.
-        trace.error("ERROR: Not able to read the catalogs\n");
-        return -1;
-    }
+    const std::vector<HotFixPackageInfo> hotFixes = getHotFixPackageInfoFormCatalogs();
     m_packageRecords.setHotFixes(hotFixes);
     if (hotFixes.empty()) {
         trace.error("No products found For Update\n");

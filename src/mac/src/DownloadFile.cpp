@@ -7,7 +7,8 @@
 File openDownloadFile(const char *path, bool append) noexcept {
     // As fopen opens it with "ab" or "wb", but for the inheritance.
     constexpr mode_t readAndWriteForAll = 0666; // less the process's mask
-    // Without O_NONBLOCK a FIFO in the file's place would be waited for until somebody reads it.
+    // Without O_NONBLOCK a FIFO in the file's place would be waited for until somebody reads it. It stays
+    // set: a transfer is not to wait for a reader that lags, since a FIFO is no package.
     const int descriptor =
         open(path, O_WRONLY | O_CREAT | O_CLOEXEC | O_NONBLOCK | O_NOCTTY | (append ? O_APPEND : O_TRUNC),
              readAndWriteForAll);

@@ -41,6 +41,7 @@ void InstallerScriptFile::write(const std::string &text) noexcept {
 }
 
 bool InstallerScriptFile::finish() noexcept {
+    const WriteSignalBlock block; // closing writes what could not be written before once more
     const bool isPlaced =
         m_stream && putOnDisk() && std::rename(newInstallerScriptPath, installerScriptPath) == 0;
     if (!isPlaced)
@@ -52,12 +53,12 @@ bool InstallerScriptFile::finish() noexcept {
 void InstallerScriptFile::discard() noexcept {
     if (!m_stream)
         return;
+    const WriteSignalBlock block;
     static_cast<void>(unlink(newInstallerScriptPath)); // what stays is removed by the next run
     m_stream.reset();
 }
 
 // A disk may say only when it is asked to that it was full.
 bool InstallerScriptFile::putOnDisk() noexcept {
-    const WriteSignalBlock block;
     return m_isWhole && std::fflush(m_stream.get()) == 0 && fsync(fileno(m_stream.get())) == 0;
 }

@@ -9,7 +9,6 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include "ConfigurationCopy.h"
 #include "Paths.h"
 #include "ShellPipe.h"
 #include "Trace.h"
@@ -42,14 +41,13 @@ std::string executedPath(bool isWhole) {
     _exit(0);
 }
 
-[[noreturn]] void waitForScript(pid_t child, const ConfigurationCopy &configuration) {
+[[noreturn]] void waitForScript(pid_t child) {
     int status = 0;
     while (waitpid(child, &status, 0) == -1) {
         if (errno == EINTR)
             std::exit(0);
         trace.info("Error %s\n", errorText(errno).c_str());
     }
-    configuration.mend();
     // Whatever the script's own status (kept as shipped).
     std::exit(1);
 }
@@ -62,7 +60,6 @@ int runInstallerScript(bool isWhole) {
     static_cast<void>(setsid());
     umask(scriptCreationMask);
     static_cast<void>(shellCommandSucceeds(std::string("sudo chmod 755 ") + installerScriptPath));
-    const ConfigurationCopy configuration;
     const pid_t child = fork();
     if (child == -1) {
         trace.info("Fork Failed\n");
@@ -70,5 +67,5 @@ int runInstallerScript(bool isWhole) {
     }
     if (child == 0)
         executeScript(executedPath(isWhole));
-    waitForScript(child, configuration);
+    waitForScript(child);
 }

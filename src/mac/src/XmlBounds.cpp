@@ -58,19 +58,30 @@ struct XmlBounds::Hooks {
             xmlSAX2EntityDecl(parser, name, type, publicId, systemId, content);
     }
 
+    // Lifts the limit of one text and none of the others that the option lifts.
+    static void characters(void *parser, const xmlChar *text, int length) noexcept {
+        auto &context = *static_cast<xmlParserCtxt *>(parser);
+        const int options = context.options;
+        context.options |= XML_PARSE_HUGE;
+        xmlSAX2Characters(parser, text, length);
+        context.options = options;
+    }
+
     static xmlEntity *parameterEntity(void *parser, const xmlChar *name) noexcept {
         xmlEntity *entity = xmlSAX2GetParameterEntity(parser, name);
         return entity && of(parser).takeFromAllowance(1 + lengthOf(entity->content)) ? entity : nullptr;
     }
 };
 
-XmlBounds::XmlBounds(xmlParserCtxt &parser) noexcept
+XmlBounds::XmlBounds(xmlParserCtxt &parser, XmlTexts texts) noexcept
     : m_parser(parser)
     , m_allowance(mostDeclarationBytes) {
     m_parser._private = this;
     m_parser.sax->attributeDecl = Hooks::declareAttribute;
     m_parser.sax->entityDecl = Hooks::declareEntity;
     m_parser.sax->getParameterEntity = Hooks::parameterEntity;
+    if (texts == XmlTexts::unlimited)
+        m_parser.sax->characters = Hooks::characters;
 }
 
 bool XmlBounds::mayRead() noexcept {

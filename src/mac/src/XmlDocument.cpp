@@ -7,7 +7,6 @@
 #include <functional>
 #include <new>
 #include <string_view>
-#include <system_error>
 #include <utility>
 
 #include <libxml/parser.h>
@@ -53,7 +52,6 @@ using Source = std::function<ssize_t(char *, std::size_t)>;
 struct BoundedSource {
     Source read;
     XmlBounds bounds;
-    int error = 0; // why it could not be read
 };
 
 int readBlock(void *source, char *block, int size) noexcept {
@@ -63,38 +61,40 @@ int readBlock(void *source, char *block, int size) noexcept {
     const ssize_t count = from.read(block, static_cast<std::size_t>(size));
     if (count > 0)
         from.bounds.hasRead(static_cast<std::size_t>(count));
-    else if (count < 0)
-        from.error = errno;
     return static_cast<int>(count);
 }
 
-// Throws std::bad_alloc without memory for the whole document: libxml2 may give the part that it had read;
-// and std::system_error when the system did not let it be read to its end.
-XmlDoc parse(Source read, const char *fileName) {
+// Throws std::bad_alloc without memory for the whole document: libxml2 may give the part that it had read.
+XmlDoc parse(Source read, const char *fileName, XmlTexts texts) {
     const XmlErrors errors;
     const XmlParser parser(xmlNewParserCtxt());
     if (!parser)
         throw std::bad_alloc();
-    BoundedSource source{std::move(read), XmlBounds(*parser)};
+    BoundedSource source{std::move(read), XmlBounds(*parser, texts)};
     XmlDoc document(
         xmlCtxtReadIO(parser.get(), readBlock, nullptr, &source, fileName, nullptr, XML_PARSE_NONET));
+    if (errors.metLimit() || source.bounds.areExceeded())
+        return nullptr;
     if (errors.ranOutOfMemory() || parser->errNo == XML_ERR_NO_MEMORY)
         throw std::bad_alloc();
-    if (isMomentary(source.error))
-        throw std::system_error(source.error, std::generic_category(), "read");
-    return source.bounds.areExceeded() ? nullptr : std::move(document);
+    return document;
+}
+
+// Then another try a moment later may open it: nobody knows what it holds.
+bool isShortage(int error) {
+    return error == EMFILE || error == ENFILE || error == ENOMEM;
 }
 
 // Files are opened here and not by libxml2, which takes "-", URLs and percent signs in a name for more than a
 // name and would read or write something else.
 XmlDoc readFile(const char *fileName) {
     const File file(std::fopen(fileName, "rb"));
-    if (!file && isMomentary(errno))
-        throw std::system_error(errno, std::generic_category(), "open");
+    if (!file && isShortage(errno))
+        throw std::bad_alloc();
     if (!file)
         return nullptr;
     return parse([&](char *block, std::size_t size) { return ::read(fileno(file.get()), block, size); },
-                 fileName);
+                 fileName, XmlTexts::limited);
 }
 
 bool isDocument(const std::string &text) {
@@ -133,7 +133,7 @@ XmlDoc parseXml(const char *buffer, unsigned long size) {
             rest.remove_prefix(copied);
             return static_cast<ssize_t>(copied);
         },
-        nullptr);
+        nullptr, XmlTexts::unlimited);
 }
 
 std::optional<std::string> serialiseXml(xmlDoc *document, const char *encoding, XmlForm form) {

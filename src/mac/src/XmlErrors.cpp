@@ -1,5 +1,6 @@
 #include "XmlErrors.h"
 
+#include <cstring>
 #include <new>
 
 #include <libxml/globals.h>
@@ -12,11 +13,17 @@ namespace {
 // libxml2 before 2.12 uses the state that a thread has of its own without looking whether there was memory
 // for it.
 xmlGenericErrorFunc genericHandler() {
-#if LIBXML_VERSION < 21200
+#if LIBXML_VERSION < 21200 && defined(LIBXML_THREAD_ENABLED)
     if (xmlGetGlobalState() == nullptr)
         throw std::bad_alloc();
 #endif
     return xmlGenericError;
+}
+
+// libxml2 tells a text beyond its limits as if there were no memory for it.
+bool tellsLimit(const char *message) noexcept {
+    return message != nullptr &&
+           (std::strstr(message, "huge") != nullptr || std::strstr(message, "too long") != nullptr);
 }
 
 } // namespace
@@ -43,8 +50,10 @@ void XmlErrors::throwWithoutMemory() const {
 
 template <typename Error>
 void XmlErrors::note(void *errors, Error *error) noexcept {
-    if (error != nullptr && error->code == XML_ERR_NO_MEMORY)
-        static_cast<XmlErrors *>(errors)->m_ranOutOfMemory = true;
+    if (error == nullptr || error->code != XML_ERR_NO_MEMORY)
+        return;
+    auto &noted = *static_cast<XmlErrors *>(errors);
+    (tellsLimit(error->message) ? noted.m_metLimit : noted.m_ranOutOfMemory) = true;
 }
 
 void XmlErrors::ignore(void *, const char *, ...) noexcept {
