@@ -403,6 +403,8 @@ protected:
             if (lost.count(package.catalog) != 0)
                 wanted.erase(package.path());
         }
+        if (!wanted.empty() && end.ended.err.find("Error: unable to parse file") != std::string::npos)
+            return {Outcome::limited, "complete without a catalog that the disk failed to read"};
         if (!wanted.empty())
             return limitedIfTold("Not able to initialize download helper",
                                  "complete without " + *wanted.begin());
