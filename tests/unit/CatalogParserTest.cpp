@@ -1045,6 +1045,9 @@ TEST(CatalogFile, ThatNobodyCanReadIsEmptyAndStopsNoOther) {
 }
 
 TEST(CatalogFile, ThatCannotBeOpenedForAMomentIsNotEmpty) {
+#if defined(__SANITIZE_ADDRESS__)
+    GTEST_SKIP() << "the sanitizer opens a pipe to look at an object";
+#endif
     const std::string path = catalogFile("/tmp/c.xml", productCatalog("", "", hotFix("a")));
     CatalogParser parser;
     DownloadController::getInstance();
