@@ -35,6 +35,10 @@ protected:
 };
 
 TEST_F(Scarce, NoProcessForACheck) {
+#if defined(__SANITIZE_ADDRESS__)
+    GTEST_SKIP()
+        << "the sanitizer needs a process of its own for its last look, and changes the status without";
+#endif
     const Machine machine(Run::check);
     const Ended ended = run(deprivedOf("forks", machine.command()));
     EXPECT_EQ(ended.status, 0);
@@ -55,6 +59,10 @@ TEST_F(Scarce, NoProcessForAFreshInstallation) {
 
 // Nor for the command that removes the list, so that the next run finds it.
 TEST_F(Scarce, NoProcessForAnInstallation) {
+#if defined(__SANITIZE_ADDRESS__)
+    GTEST_SKIP()
+        << "the sanitizer needs a process of its own for its last look, and changes the status without";
+#endif
     const Machine machine(Run::install);
     EXPECT_EQ(run(deprivedOf("forks", machine.command())).status, 0);
     EXPECT_THAT(transcript(), HasSubstr(">INFO : Installing Packages from /usr/local/repost/installer.sh\n"
