@@ -27,22 +27,7 @@ std::string catalogName(const Job &job) {
 }
 
 std::string urlsIn(const Job &job, const std::string &reply) {
-    return ">INFO : Getting Product Catalogs \n"
-           ">INFO : Getting Catalog Urls\n"
-           ">INFO : Tolvane response is  == >> " +
-           reply +
-           "\n"
-           ">INFO : Parsing Tolvane response for getting catalog\n"
-           ">\nINFO : Core Products - " +
-           productIn(reply) +
-           "\n\n"
-           ">\nINFO : size of rooturl Vector is  - 1\n\n"
-           ">\nINFO : this appid - quaformac\n\n"
-           ">INFO :Tolvane Response has names - " +
-           catalogName(job) +
-           "\n"
-           ">\n Core Catalogs Are :: --- >> " +
-           catalogUrlOf(job) + "\n\n";
+    return tracedCatalogUrls(reply, productIn(reply), catalogName(job), catalogUrlOf(job));
 }
 
 std::string freshInstallAsking() {

@@ -33,13 +33,7 @@ std::string httpCode(int code) {
 }
 
 std::string tracedWithoutProducts(const Job &job, const std::string &reply) {
-    return ">INFO : Getting Product Catalogs \n"
-           ">INFO : Getting Catalog Urls\n"
-           ">INFO : Tolvane response is  == >> " +
-           reply +
-           "\n"
-           ">INFO : Parsing Tolvane response for getting catalog\n" +
-           tracedDownloads + tracedDownloads +
+    return tracedReplyParsing(reply) + tracedDownloads + tracedDownloads +
            (job.task == Task::update ? ">INFO : Getting Hotfix info\n"
                                        ">No products found For Update\n" +
                                            tracedEnd

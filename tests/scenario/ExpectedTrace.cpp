@@ -37,20 +37,31 @@ std::string tracedReply(const std::string &reply, int httpCode) {
            ">INFO : Processing Tolvane Response\n";
 }
 
-std::string tracedCatalogUrls(const std::string &reply) {
+std::string tracedReplyParsing(const std::string &reply) {
     return ">INFO : Getting Product Catalogs \n"
            ">INFO : Getting Catalog Urls\n"
            ">INFO : Tolvane response is  == >> " +
            reply +
            "\n"
-           ">INFO : Parsing Tolvane response for getting catalog\n"
-           ">\nINFO : Core Products - " +
-           plainProduct +
+           ">INFO : Parsing Tolvane response for getting catalog\n";
+}
+
+std::string tracedCatalogUrls(const std::string &reply, const std::string &product,
+                              const std::string &catalogName, const std::string &catalogUrl) {
+    return tracedReplyParsing(reply) + ">\nINFO : Core Products - " + product +
            "\n\n"
            ">\nINFO : size of rooturl Vector is  - 1\n\n"
            ">\nINFO : this appid - quaformac\n\n"
-           ">INFO :Tolvane Response has names - core_maccat\n"
-           ">\n Core Catalogs Are :: --- >> https://scripted.brovik.example/core_maccat.xml\n\n";
+           ">INFO :Tolvane Response has names - " +
+           catalogName +
+           "\n"
+           ">\n Core Catalogs Are :: --- >> " +
+           catalogUrl + "\n\n";
+}
+
+std::string tracedCatalogUrls(const std::string &reply) {
+    return tracedCatalogUrls(reply, plainProduct, "core_maccat",
+                             "https://scripted.brovik.example/core_maccat.xml");
 }
 
 const std::string tracedPlainCatalog =

@@ -22,6 +22,11 @@ inline const std::string tracedUpdateAvailable = ">INFO : TolvaneHandler - Updat
 
 // From a reply that is accepted to the URLs of its catalogs, for the plain reply.
 std::string tracedCatalogUrls(const std::string &reply);
+// The same for another reply's one product with one catalog.
+std::string tracedCatalogUrls(const std::string &reply, const std::string &product,
+                              const std::string &catalogName, const std::string &catalogUrl);
+// The beginning of that for any reply.
+std::string tracedReplyParsing(const std::string &reply);
 
 // The beginning of any group of downloads.
 inline const std::string tracedDownloads = ">INFO: Download Start\n"

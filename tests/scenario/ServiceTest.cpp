@@ -169,13 +169,7 @@ TEST_P(ReplyWithoutCatalogs, FindsNoProducts) {
     EXPECT_EQ(check.out, "");
     EXPECT_EQ(check.err, GetParam().err);
     EXPECT_EQ(transcript(), tracedStart("CheckForInstall") + tracedReply(reply) + tracedUpdateAvailable +
-                                ">INFO : Getting Product Catalogs \n"
-                                ">INFO : Getting Catalog Urls\n"
-                                ">INFO : Tolvane response is  == >> " +
-                                reply +
-                                "\n"
-                                ">INFO : Parsing Tolvane response for getting catalog\n" +
-                                tracedDownloads + tracedDownloads +
+                                tracedReplyParsing(reply) + tracedDownloads + tracedDownloads +
                                 ">INFO : Getting Hotfix info\n"
                                 ">No products found For Update\n"
                                 ">Product updater is exited\n");
