@@ -144,7 +144,7 @@ void FarServers::setLink(bool up) {
 
 long FarServers::segmentsSentAgain() {
     // The second line of "Tcp:" has the figures that the first one names.
-    std::istringstream names(tools(farSpace + "grep ^Tcp: /proc/net/snmp | head -1").out);
+    std::istringstream names(tools(farSpace + "grep ^Tcp: /proc/net/snmp | sed -n 1p").out);
     std::istringstream figures(tools(farSpace + "grep ^Tcp: /proc/net/snmp | tail -1").out);
     std::string name, figure;
     while (names >> name && figures >> figure) {

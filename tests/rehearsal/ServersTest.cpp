@@ -78,7 +78,7 @@ TEST(UpdateService, refusesWhatIsNoProductRequest) {
         curl -s -w '%{http_code}\n' "$update"
         curl -s -w '%{http_code}\n' -H 'Content-Type: text/xml' -d '<x/>' https://update.brovik.example/velbrin/2
         curl -sk -w '%{http_code}\n' https://127.0.0.2/
-        printf 'no HTTP at all\r\n\r\n' | openssl s_client -quiet -connect 127.0.0.2:443 2>/dev/null | head -n 1)sh");
+        printf 'no HTTP at all\r\n\r\n' | openssl s_client -quiet -connect 127.0.0.2:443 2>/dev/null | sed -n 1p)sh");
     EXPECT_EQ(outcome.output,
               "the request is not well-formed XML\n400\nthe request is not a productrequest\n400\n"
               "a productrequest is text/xml, not application/x-www-form-urlencoded\n400\n"
@@ -287,7 +287,7 @@ TEST(DownloadHost, servesFilesAndRecordsRequests) {
     const Outcome outcome = insideWithServers(R"sh(
         url=https://download.brovik.example
         printf 0123456789 >/srv/rehearsal/download/file
-        curl -s $url/file; echo; curl -s -r 4- $url/file; echo; curl -sI $url/file | head -n 1 | tr -d '\r'
+        curl -s $url/file; echo; curl -s -r 4- $url/file; echo; curl -sI $url/file | sed -n 1p | tr -d '\r'
         curl -s -o /dev/null -w '%{http_code} %{content_type}\n' $url/missing
         curl -s $url/log-is-written
         cat /srv/rehearsal/log/download.log)sh");

@@ -391,14 +391,25 @@ TEST_F(UpdateInstallation, ScriptThatLostAPartIsNotPlaced) {
     EXPECT_TRUE(std::filesystem::is_empty("/usr/local/repost"));
 }
 
-// Closing a stream tries once more what could not be written.
+// The first is written line by line, the second in the end; closing a stream tries once more what failed.
 TEST_F(UpdateInstallation, ScriptThatMayNotGrowEndsNobodyAndIsNotPlaced) {
-    const ::FullDisk fullDisk(4096);
+    for (const int lines : {400, 1}) {
+        const ::FullDisk fullDisk(50);
+        InstallerScriptFile file;
+        file.begin();
+        for (int line = 0; line < lines; ++line)
+            file.write(std::string(100, '#') + "\n");
+        EXPECT_FALSE(file.finish());
+        EXPECT_TRUE(std::filesystem::is_empty("/usr/local/repost"));
+    }
+}
+
+TEST_F(UpdateInstallation, ScriptThatMayNotGrowCanBeGivenUp) {
+    const ::FullDisk fullDisk(50);
     InstallerScriptFile file;
     file.begin();
-    for (int line = 0; line < 400; ++line)
-        file.write(std::string(100, '#') + "\n");
-    EXPECT_FALSE(file.finish());
+    file.write(std::string(100, '#') + "\n");
+    file.discard();
     EXPECT_TRUE(std::filesystem::is_empty("/usr/local/repost"));
 }
 
