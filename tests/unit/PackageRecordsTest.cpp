@@ -1,6 +1,7 @@
 #include "PackageRecords.h"
 
 #include <ctime>
+#include <stdexcept>
 
 #include <gtest/gtest.h>
 
@@ -73,6 +74,16 @@ TEST(HotFixRecords, AreFoundByTheWholeUrlAndTheFirstCounts) {
         EXPECT_EQ(records.hashOf(unknown), "");
         EXPECT_EQ(records.folderOf(unknown), "");
     }
+}
+
+TEST(PackageRecords, GiveTheDestinationBelowAFolderOrRefuseIt) {
+    PackageRecords records;
+    records.setFreshInstallMode(false);
+    records.setHotFixes(
+        {hotFix("https://host/a.pkg", "", "1.0.1.0", true), hotFix("https://host/b.pkg", "", "$(reboot)")});
+    EXPECT_EQ(records.destinationOf("https://host/a.pkg", "/folder"), "/folder/repost/1.0.1.0/a.pkg");
+    EXPECT_EQ(records.destinationOf("https://host/c.xml", "/folder"), "/folder//c.xml");
+    EXPECT_THROW(records.destinationOf("https://host/b.pkg", "/folder"), std::invalid_argument);
 }
 
 TEST(PackageRecords, TheModeChoosesTheList) {

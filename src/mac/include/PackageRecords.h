@@ -31,6 +31,8 @@ public:
     // one that the first hot-fix with just this URL brings, below "repost" for one that the suite's service
     // installs later; "" for a file that no catalog lists.
     std::string folderOf(const std::string &url) const;
+    // Where a download goes below a folder. Throws std::invalid_argument when no command may name that path.
+    std::string destinationOf(const std::string &url, const std::string &folder) const;
 
 private:
     class Products;

@@ -6,7 +6,6 @@
 #include <set>
 #include <utility>
 
-#include "DestinationPath.h"
 #include "ProgressAverage.h"
 #include "ShellPipe.h"
 #include "Text.h"
@@ -31,7 +30,7 @@ void DownloadEngine::downLoad(const std::list<const char *> &urls, const std::st
     try {
         OwnedTexts files;
         for (const std::string url : urls)
-            files.append(destinationPath(destination, m_records.folderOf(url), afterLastSlash(url)));
+            files.append(m_records.destinationOf(url, destination));
         for (const std::string file : files.list()) {
             if (!runShellCommand("sudo mkdir -p " + file.substr(0, file.rfind('/')))) {
                 trace.error("Error: Failed to create %s\n", destination.c_str());

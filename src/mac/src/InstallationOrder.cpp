@@ -55,31 +55,37 @@ int depthFor(int count) {
     return depth;
 }
 
+using Places = std::list<PlacedPackage>;
+
+void take(Places &from, Places::iterator package, PlacedBy rule, const std::string &orderName, Places &to) {
+    package->rule = rule;
+    package->orderName = orderName;
+    to.splice(to.end(), from, package);
+}
+
 // The named packages come first, in the order of the names; the others follow as they were.
-std::list<std::string> orderWithinVersion(std::list<std::string> group,
-                                          const std::vector<std::string> &orderNames) {
-    std::list<std::string> ordered;
+Places orderWithinVersion(Places group, const std::vector<std::string> &orderNames) {
+    Places ordered;
     for (const std::string &orderName : orderNames) {
-        const auto named = std::find_if(group.begin(), group.end(), [&](const std::string &path) {
-            return afterLastSlash(path) == orderName;
+        const auto named = std::find_if(group.begin(), group.end(), [&](const PlacedPackage &package) {
+            return afterLastSlash(package.path) == orderName;
         });
         if (named != group.end())
-            ordered.splice(ordered.end(), group, named);
+            take(group, named, PlacedBy::nameWithinVersion, orderName, ordered);
     }
     ordered.splice(ordered.end(), group);
     return ordered;
 }
 
 // Each name admits one repost package; one that no name admits is left out.
-std::list<std::string> takeReposts(std::list<std::string> reposts,
-                                   const std::vector<std::string> &orderNames) {
-    std::list<std::string> taken;
+Places takeReposts(Places &reposts, const std::vector<std::string> &orderNames) {
+    Places taken;
     for (const std::string &orderName : orderNames) {
-        const auto named = std::find_if(reposts.begin(), reposts.end(), [&](const std::string &path) {
-            return !boost::algorithm::ifind_first(path, orderName).empty();
+        const auto named = std::find_if(reposts.begin(), reposts.end(), [&](const PlacedPackage &package) {
+            return !boost::algorithm::ifind_first(package.path, orderName).empty();
         });
         if (named != reposts.end())
-            taken.splice(taken.end(), reposts, named);
+            take(reposts, named, PlacedBy::nameOfRepost, orderName, taken);
     }
     return taken;
 }
@@ -121,21 +127,33 @@ int splitAroundVersion(std::vector<std::string> &paths, const std::string &pivot
 
 std::list<std::string> installationOrder(const std::vector<std::string> &sortedPaths,
                                          const std::vector<std::string> &orderNames) {
-    // The text order of the versions decides between groups: 10 comes before 9 (kept).
-    std::map<std::string, std::list<std::string>> groups;
-    for (const std::string &path : sortedPaths)
-        groups[hotFixVersionOf(path)].push_back(path);
+    std::list<std::string> ordered;
+    for (PlacedPackage &package : placedPackages(sortedPaths, orderNames)) {
+        if (package.rule != PlacedBy::nothing)
+            ordered.push_back(std::move(package.path));
+    }
+    return ordered;
+}
 
-    std::list<std::string> reposts;
-    std::list<std::string> others;
+std::list<PlacedPackage> placedPackages(const std::vector<std::string> &sortedPaths,
+                                        const std::vector<std::string> &orderNames) {
+    // The text order of the versions decides between groups: 10 comes before 9 (kept).
+    std::map<std::string, Places> groups;
+    for (const std::string &path : sortedPaths)
+        groups[hotFixVersionOf(path)].push_back({path, PlacedBy::version, ""});
+
+    Places reposts;
+    Places others;
     for (auto &[version, group] : groups) {
-        for (std::string &path : orderWithinVersion(std::move(group), orderNames)) {
-            if (!path.empty())
-                (contains(path, "repost") ? reposts : others).push_back(std::move(path));
+        for (PlacedPackage &package : orderWithinVersion(std::move(group), orderNames)) {
+            if (!package.path.empty())
+                (contains(package.path, "repost") ? reposts : others).push_back(std::move(package));
         }
     }
 
-    std::list<std::string> ordered = takeReposts(std::move(reposts), orderNames);
-    ordered.splice(ordered.end(), others);
-    return ordered;
+    Places placed = takeReposts(reposts, orderNames);
+    placed.splice(placed.end(), others);
+    for (PlacedPackage &package : reposts)
+        placed.push_back({std::move(package.path), PlacedBy::nothing, ""});
+    return placed;
 }

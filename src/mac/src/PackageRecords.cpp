@@ -7,6 +7,7 @@
 #include <unordered_map>
 #include <utility>
 
+#include "DestinationPath.h"
 #include "Text.h"
 
 // Finds products by their names, of which each is looked for at every place of a URL at once.
@@ -99,6 +100,10 @@ std::string PackageRecords::hashOf(const std::string &url) const {
 
 std::string PackageRecords::folderOf(const std::string &url) const {
     return m_freshInstallMode ? products()->folderOf(url) : hotFixes()->folderOf(url);
+}
+
+std::string PackageRecords::destinationOf(const std::string &url, const std::string &folder) const {
+    return destinationPath(folder, folderOf(url), afterLastSlash(url));
 }
 
 std::shared_ptr<const PackageRecords::Products> PackageRecords::products() const {
