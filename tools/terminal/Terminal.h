@@ -9,6 +9,8 @@
 
 #include "Output.h"
 
+enum class Colour { red, green, yellow };
+
 class Terminal {
 public:
     // Null when the stream is no terminal, or one that can't clear a line.
@@ -25,6 +27,8 @@ public:
 
     int width() const;
     bool showsUtf8() const { return m_utf8; }
+    // The text as it is where the terminal has no colours, or its user wants none (NO_COLOR).
+    std::string coloured(Colour colour, const std::string &text) const;
     // Clears everything from the line with the cursor on, writes the text there, and leaves the cursor at its
     // beginning: there a terminal that rearranges its lines for another width keeps it.
     void overwrite(const std::string &text);
@@ -38,5 +42,5 @@ private:
     bool m_utf8 = false;
     bool m_taken = false;
     termios m_modes{}; // as found
-    std::string m_clearLine, m_clearToEnd, m_hideCursor, m_showCursor;
+    std::string m_clearLine, m_clearToEnd, m_hideCursor, m_showCursor, m_plain;
 };
