@@ -1,0 +1,56 @@
+// releasebench on one side, the installed engine in the sealed machine on the other: the same packages,
+// order, versions and script, for releases by chance.
+#include <cstdlib>
+#include <filesystem>
+
+#include <gtest/gtest.h>
+
+#include "Agreement.h"
+
+namespace {
+
+// Real sudo takes longer than all that it is asked to run here.
+void useQuickSudo() {
+    std::filesystem::create_directories("/tmp/bin");
+    std::filesystem::copy_file(STAND_IN_SUDO, "/tmp/bin/sudo");
+    const std::string path = std::string("/tmp/bin:") + std::getenv("PATH");
+    setenv("PATH", path.c_str(), 1);
+}
+
+void agreeOn(const ChanceRelease &release) {
+    publishBuilt(release);
+    const Done told = foretold(release);
+    const Done done = carriedOut(release, told);
+    EXPECT_EQ(told.isUpdate, done.isUpdate);
+    EXPECT_EQ(told.reason, done.reason);
+    EXPECT_EQ(told.packages, done.packages);
+    EXPECT_EQ(told.branding, done.branding);
+    EXPECT_EQ(told.script, done.script);
+    EXPECT_EQ(told.configuration, done.configuration);
+}
+
+void agreeOnMany(unsigned first, unsigned count) {
+    useQuickSudo();
+    unsigned updates = 0;
+    for (unsigned seed = first; seed < first + count && !testing::Test::HasFailure(); ++seed) {
+        std::mt19937 chance(seed);
+        const ChanceRelease release = chanceRelease(chance);
+        agreeOn(release);
+        if (testing::Test::HasFailure())
+            ADD_FAILURE() << "seed " << seed << "\n" << release.release.dump(1);
+        updates += std::filesystem::exists("/usr/local/repost/installer.sh") ? 1U : 0U;
+    }
+    // Chance has not made them all alike.
+    EXPECT_GT(updates, count / 3);
+    EXPECT_LT(updates, count);
+}
+
+TEST(Agreement, WithTheEngine) {
+    agreeOnMany(1, 60);
+}
+
+TEST(Agreement, WithTheEngineLong) {
+    agreeOnMany(1000, 3000);
+}
+
+} // namespace
