@@ -19,17 +19,16 @@ HashBar::HashBar()
 
 void HashBar::show(const HashProgress &progress) {
     const std::lock_guard<std::mutex> lock(m_mutex);
-    if (m_terminal && m_terminal->take())
-        m_terminal->overwrite(hashBarLine(progress, m_terminal->width() - 1, glyphsFor(*m_terminal)));
+    if (!m_terminal || !m_terminal->isInForeground())
+        return;
+    m_isDrawn = true;
+    m_terminal->overwrite(hashBarLine(progress, m_terminal->width() - 1, glyphsFor(*m_terminal)));
 }
 
 void HashBar::clear() {
     const std::lock_guard<std::mutex> lock(m_mutex);
-    if (!m_terminal)
-        return;
-    if (m_terminal->take())
+    if (m_isDrawn && m_terminal->isInForeground())
         m_terminal->overwrite("");
-    m_terminal->restore();
 }
 
 std::string hashBarLine(const HashProgress &progress, int columns, const Glyphs &glyphs) {

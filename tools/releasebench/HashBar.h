@@ -11,7 +11,8 @@
 #include "Terminal.h"
 
 // A bar on standard error, where that is a terminal, for hashing that takes a while. It is gone in the end,
-// also when the process is interrupted.
+// also when the process is interrupted. The terminal is not taken for it, so that Ctrl-Z leaves nothing to be
+// restored.
 class HashBar {
 public:
     HashBar();
@@ -27,6 +28,7 @@ private:
     Output m_output;
     std::unique_ptr<Terminal> m_terminal; // null where there is none
     std::mutex m_mutex;                   // held while the terminal is written to
+    bool m_isDrawn = false;
     CleanUp m_cleanUp;
 };
 

@@ -25,6 +25,8 @@ public:
     bool take() noexcept;
     void restore() noexcept;
 
+    // False while the shell has the process in the background.
+    bool isInForeground() const noexcept;
     int width() const;
     bool showsUtf8() const { return m_utf8; }
     // The text as it is where the terminal has no colours, or its user wants none (NO_COLOR).
@@ -36,7 +38,6 @@ public:
 
 private:
     explicit Terminal(Output &out);
-    bool isInForeground() const noexcept;
 
     Output &m_out;
     bool m_utf8 = false;
