@@ -165,7 +165,7 @@ TEST_P(NetworkFault, LinkDownForAMoment) {
     auto servers = have<FarServers>();
     if (!servers)
         return;
-    misbehave("/One.pkg 1 slow 300000\n");
+    misbehave("/One.pkg 1 slow 150000\n");
     Background background;
     background.run([this] {
         EXPECT_TRUE(comesTrue([this] { return !readText(pathIn(job, "One.pkg")).empty(); }));
