@@ -234,10 +234,11 @@ std::vector<std::string> limitedTo(const std::string &limit, const std::vector<s
 class ManyDownloads : public testing::TestWithParam<Job> {};
 
 // Two for each package, a file and a connection, are more than there are at first.
-TEST(UsualDescriptors, AreRaisedForSixHundredPackagesLong) {
-    const Packages packages = manyPackages(600);
-    offerPackages(updateByHttps, packages);
-    EXPECT_TRUE(isComplete(updateByHttps, run(limitedTo("1024:", commandOf(updateByHttps))), packages));
+// By plain HTTP, since a thousand handshakes at once take longer than the engine waits for a connection.
+TEST(UsualDescriptors, AreRaisedForAThousandPackagesLong) {
+    const Packages packages = manyPackages(1000);
+    offerPackages(updateByHttp, packages);
+    EXPECT_TRUE(isComplete(updateByHttp, run(limitedTo("1024:", commandOf(updateByHttp))), packages));
 }
 
 // The log's complaints about files that could not be made or fetched.

@@ -33,7 +33,7 @@ TEST_P(Story, endsAtOnceWhenItIsInterrupted) {
     const Outcome outcome = outside(begin() + R"sh(
         set -m # a process group of its own, as in a terminal
         "${machine[@]}" "$story" "$results" >"$results/told" 2>&1 &
-        until grep -q "$line" "$results/told"; do kill -0 $! || exit; done
+        until grep -q "$line" "$results/told"; do kill -0 $! || exit; sleep 0.05; done
         kill -INT -- -$!
         wait $!
         echo "$?"
