@@ -39,8 +39,10 @@ TrickleServer::TrickleServer() {
 TrickleServer::~TrickleServer() {
     m_isOver = true;
     m_thread.join();
-    for (const pollfd &socket : m_sockets)
-        close(socket.fd);
+    for (const pollfd &socket : m_sockets) {
+        if (socket.fd >= 0)
+            close(socket.fd);
+    }
 }
 
 void TrickleServer::serve() {
@@ -68,19 +70,24 @@ void TrickleServer::acceptAll() {
         m_sockets.push_back({client, POLLIN, 0});
 }
 
-// The request is read and not looked at.
+// The request is read and not looked at. Whoever was answered is asked nothing any more.
 void TrickleServer::answer(pollfd &client) {
     if (client.revents == 0)
         return;
     std::array<char, 4096> request{};
-    if (read(client.fd, request.data(), request.size()) > 0)
+    if (client.events != 0 && read(client.fd, request.data(), request.size()) > 0) {
         sendText(client.fd, "HTTP/1.1 200 OK\r\nContent-Length: 1000000000\r\n\r\n");
-    else
         client.events = 0;
+        return;
+    }
+    close(client.fd);
+    client.fd = -1; // poll passes it over
 }
 
 void TrickleServer::trickle() {
     static const std::string bytes(bytesPerInterval, 'b');
-    for (std::size_t i = 1; i < m_sockets.size(); ++i)
-        sendText(m_sockets[i].fd, bytes);
+    for (std::size_t i = 1; i < m_sockets.size(); ++i) {
+        if (m_sockets[i].fd >= 0 && m_sockets[i].events == 0)
+            sendText(m_sockets[i].fd, bytes);
+    }
 }
