@@ -60,7 +60,8 @@ def _signatures():
     told = subprocess.run(["openssl", "speed", "-seconds", "1", "rsa2048", "ecdsap256"], check=True,
                           stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True).stdout
     found = {}
-    for name, pattern in (("rsa2048", r"^rsa 2048 bits.* (\S+) +\S+$"), ("ecdsap256", r"^ *256 bits ecdsa.* (\S+) +\S+$")):
+    for name, pattern in (("rsa2048", r"^rsa 2048 bits.* (\S+) +\S+$"),
+                          ("ecdsap256", r"^ *256 bits ecdsa.* (\S+) +\S+$")):
         found[name] = float(re.search(pattern, told, re.MULTILINE).group(1))
     return found
 

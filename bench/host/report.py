@@ -145,13 +145,14 @@ plot {curves}
 
 
 def plot_check(cases, folder):
-    lines = "\n".join(" ".join([f"\"{case['offered']}, {case['roundTripMs']:.0f} ms\"", *(
+    lines = "\n".join(" ".join([f"\"{case['offered'].replace('that ', '')}\\n{case['roundTripMs']:.0f} ms\"", *(
         str(f(case[who])) for who in ("engine", "curls", "curl") for f in (statistics.median, min, max))])
         for case in cases)
     plot(folder / "host-check.svg", f"""$cases << END
 {lines}
 END
 set style data histograms
+set bmargin 4
 set style histogram errorbars gap 2 lw 1
 set style fill solid 0.7
 set ylabel 'ms, start to end'
