@@ -41,9 +41,9 @@ class Results:
 
     @staticmethod
     def ratio(contenders, metric, to, limit):
-        peers = {name: metrics[metric]["median"] for name, metrics in contenders.items()
-                 if (name == to if to != "best peer" else name not in ("engine", "bare design"))}
+        """The engine's median by that of a contender, or of the best of several."""
+        peers = {name: contenders[name][metric]["median"] for name in ([to] if isinstance(to, str) else to)
+                 if name in contenders}
         best = min(peers, key=peers.get)
         ratio = contenders["engine"][metric]["median"] / peers[best]
-        return {"metric": metric, "to": best if to != "best peer" else f"best peer ({best})", "ratio": round(ratio, 3),
-                "limit": limit, "held": ratio <= limit}
+        return {"metric": metric, "to": best, "ratio": round(ratio, 3), "limit": limit, "held": ratio <= limit}
