@@ -23,8 +23,10 @@ def summary(values, unit):
 
 
 class Results:
-    def __init__(self, file):
+    def __init__(self, file, order):
+        """The file may hold results already; order: the names of all workloads there are."""
         self.file = file
+        self.order = order
         self.workloads = json.loads(file.read_text())["workloads"] if file.exists() else []
 
     def put(self, name, title, figures, limits):
@@ -34,8 +36,8 @@ class Results:
         ratios = [self.ratio(contenders, *limit) for limit in limits]
         entry = {"workload": name, "title": title, "measured": time.strftime("%Y-%m-%d %H:%M UTC", time.gmtime()),
                  "contenders": contenders, "ratios": ratios}
-        at = next((i for i, known in enumerate(self.workloads) if known["workload"] == name), len(self.workloads))
-        self.workloads[at:at + 1] = [entry]
+        known = {known["workload"]: known for known in self.workloads} | {name: entry}
+        self.workloads = [known[name] for name in self.order if name in known]
         self.file.write_text(json.dumps({"group": self.file.stem, "machine": machine(), "workloads": self.workloads},
                                         indent=1) + "\n")
 

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Measures the package step of an update, in the sealed machine: bench/downloads/measure calls it there.
+"""Measures the package step of an update, in the sealed machine: bench/downloads/run calls it there.
 
 Every workload is measured in one go: the contenders take turns, run after run, so that whatever drifts meets all.
 """
@@ -159,7 +159,7 @@ def main():
     options = parser.parse_args()
     os.umask(0o022)
     stopRehearsal()
-    results = Results(options.results)
+    results = Results(options.results, [workload.name for workload in WORKLOADS])
     for workload in WORKLOADS:
         if options.workloads and workload.name not in options.workloads:
             continue
