@@ -132,6 +132,21 @@ TEST(ValgrindScript, tellsItsUsage) {
               "usage: scripts/valgrind [OPTION]...\n");
 }
 
+TEST(BenchScript, tellsItsUsageAndRefusesWhatItCannotMeasure) {
+    EXPECT_EQ(
+        outside(R"sh("$rehearsal/../bench/run" --help | sed -n 1p)sh").output,
+        "usage: bench/run [--runs N] [--only GROUP[,GROUP...]] [--workloads NAME[,NAME...]] [--list]\n");
+    EXPECT_EQ(
+        outside(R"sh("$rehearsal/../bench/run" --fast)sh"),
+        (Outcome{"bench/run: there is no --fast\nbench/run: bench/run --help shows the options\n", 64}));
+    EXPECT_EQ(outside(R"sh("$rehearsal/../bench/run" --runs 0)sh"),
+              (Outcome{"bench/run: --runs needs a number of runs\n", 64}));
+    EXPECT_EQ(
+        outside(R"sh("$rehearsal/../bench/run" --only uploads 2>&1 | sed -n 1p; echo "${PIPESTATUS[0]}")sh")
+            .output,
+        "bench/run: there is no group uploads\n64\n");
+}
+
 class MeasuringScript : public testing::Test {
 protected:
     void SetUp() override {
