@@ -162,6 +162,11 @@ TEST_F(MeasuringScript, tellsItsOwnUsage) {
               "usage: scripts/coverage [OPTION]... [SUITE]...\n");
 }
 
+TEST_F(MeasuringScript, simulatesAFleetByTheFormulas) {
+    const Outcome outcome = outside(R"sh("$rehearsal/../bench/fleet/simulation-test")sh");
+    EXPECT_EQ(outcome.status, 0) << outcome;
+}
+
 TEST_F(MeasuringScript, refusesAnOptionThatItDoesNotKnow) {
     EXPECT_EQ(outside(R"sh("$rehearsal/../scripts/mutate" --sampel 20)sh"),
               (Outcome{"scripts/mutate: there is no option --sampel; see scripts/mutate --help\n", 64}));
