@@ -1,5 +1,4 @@
 // Selection, look-up, placement and ordering of packages in every arrangement.
-#include <list>
 #include <string>
 #include <vector>
 
@@ -22,10 +21,10 @@ std::size_t countOf(const State &state) {
 }
 
 template <typename Record>
-std::list<const char *> urlsOf(const std::vector<Record> &records) {
-    std::list<const char *> urls;
+std::vector<std::string> urlsOf(const std::vector<Record> &records) {
+    std::vector<std::string> urls;
     for (const Record &record : records)
-        urls.push_back(record.url.c_str());
+        urls.push_back(record.url);
     return urls;
 }
 
@@ -64,21 +63,21 @@ struct Downloads {
 
     PackageRecords records;
     std::vector<HotFixPackageInfo> hotFixes;
-    std::list<const char *> urls;
+    std::vector<std::string> urls;
 };
 
 void lookUp(State &state, bool isFresh, Arrangement arrangement) {
     const Downloads downloads(isFresh, numbers(arrangement, countOf(state)));
     for (auto _ : state) {
-        for (const char *url : downloads.urls)
+        for (const std::string &url : downloads.urls)
             benchmark::DoNotOptimize(downloads.records.hashOf(url));
     }
 }
 
-void place(const PackageRecords &records, const std::list<const char *> &urls) {
+void place(const PackageRecords &records, const std::vector<std::string> &urls) {
     const std::vector<std::string> folders = records.foldersOf(urls);
     auto folder = folders.begin();
-    for (const std::string url : urls)
+    for (const std::string &url : urls)
         benchmark::DoNotOptimize(
             destinationPath("/usr/local/Brovik/TempDownload/Package", *folder++, afterLastSlash(url)));
 }
@@ -113,25 +112,25 @@ constexpr std::size_t manyRecords = 100'000;
 constexpr std::size_t somePackages = 1'000;
 
 // Every hundredth.
-std::list<const char *> someUrls(const std::vector<HotFixPackageInfo> &hotFixes) {
-    std::list<const char *> urls;
+std::vector<std::string> someUrls(const std::vector<HotFixPackageInfo> &hotFixes) {
+    std::vector<std::string> urls;
     for (std::size_t i = 0; i < hotFixes.size(); i += manyRecords / somePackages)
-        urls.push_back(hotFixes[i].url.c_str());
+        urls.push_back(hotFixes[i].url);
     return urls;
 }
 
 void placeSome(State &state, bool isFresh) {
     const Downloads downloads(isFresh, numbers(Arrangement::random, manyRecords));
-    const std::list<const char *> urls = someUrls(downloads.hotFixes);
+    const std::vector<std::string> urls = someUrls(downloads.hotFixes);
     for (auto _ : state)
         place(downloads.records, urls);
 }
 
 void lookUpSome(State &state, bool isFresh) {
     const Downloads downloads(isFresh, numbers(Arrangement::random, manyRecords));
-    const std::list<const char *> urls = someUrls(downloads.hotFixes);
+    const std::vector<std::string> urls = someUrls(downloads.hotFixes);
     for (auto _ : state) {
-        for (const char *url : urls)
+        for (const std::string &url : urls)
             benchmark::DoNotOptimize(downloads.records.hashOf(url));
     }
 }
@@ -140,9 +139,9 @@ void lookUpSome(State &state, bool isFresh) {
 void placeSomeByWalking(State &state) {
     const auto products = recordsOf(numbers(Arrangement::random, manyRecords), product);
     const auto hotFixes = recordsOf(numbers(Arrangement::random, manyRecords), hotFix);
-    const std::list<const char *> urls = someUrls(hotFixes);
+    const std::vector<std::string> urls = someUrls(hotFixes);
     for (auto _ : state) {
-        for (const char *url : urls) {
+        for (const std::string &url : urls) {
             const std::string fileName = afterLastSlash(url);
             std::size_t i = 0;
             while (i < products.size() && !contains(products[i].url, fileName))

@@ -78,7 +78,7 @@ void update() {
     records.setFreshInstallMode(false);
     records.setHotFixes(hotFixes);
     for (const HotFixPackageInfo &hotFix : *kept)
-        requireSafeDestination(packageDirectory(), records.foldersOf({hotFix.url.c_str()}).front(),
+        requireSafeDestination(packageDirectory(), records.foldersOf({hotFix.url}).front(),
                                afterLastSlash(hotFix.url));
     prepareConfiguration();
 }
@@ -106,7 +106,7 @@ void freshInstallation() {
     PackageRecords records;
     records.setProducts(products);
     for (const ProductInfo &product : products) {
-        requireSafeDestination(packageDirectory(), records.foldersOf({product.url.c_str()}).front(),
+        requireSafeDestination(packageDirectory(), records.foldersOf({product.url}).front(),
                                afterLastSlash(product.url));
         require(records.hashOf(product.url) == hashOfFirstNamed(products, product.url),
                 "a package's hash is that of the first product that its URL names");

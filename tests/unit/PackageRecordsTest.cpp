@@ -98,11 +98,9 @@ TEST(ProductRecords, AreThoseThatOneFindsByWalking) {
             products.push_back(
                 product(text(), text(), std::to_string(products.size()), "v" + std::to_string(left)));
         const std::vector<std::string> urls{text(), text(), text(), "/" + text() + "/"};
-        const std::list<const char *> asked{urls[0].c_str(), urls[1].c_str(), urls[2].c_str(),
-                                            urls[3].c_str()};
         PackageRecords records;
         records.setProducts(products);
-        const std::vector<std::string> folders = records.foldersOf(asked);
+        const std::vector<std::string> folders = records.foldersOf(urls);
         ASSERT_EQ(folders.size(), urls.size());
         for (std::size_t i = 0; i < urls.size(); ++i) {
             ASSERT_EQ(folders[i], folderByWalking(products, urls[i])) << urls[i];
@@ -157,9 +155,9 @@ TEST(PackageRecords, AHundredThousandLookUpsInAHundredThousandRecordsAreSoonDone
     PackageRecords records;
     records.setProducts(products);
     records.setHotFixes(hotFixes);
-    std::list<const char *> urls;
+    std::vector<std::string> urls;
     for (const HotFixPackageInfo &info : hotFixes)
-        urls.push_back(info.url.c_str());
+        urls.push_back(info.url);
     const std::clock_t begin = std::clock();
     for (const bool isFresh : {true, false}) {
         records.setFreshInstallMode(isFresh);

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <atomic>
-#include <list>
 #include <memory>
 #include <string>
 #include <vector>
@@ -31,7 +30,7 @@ public:
     // The sub-folder of each download: the version of the first product whose URL contains the file name, or
     // the one that the first hot-fix with just this URL brings, below "repost" for one that the suite's
     // service installs later; "" for a file that no catalog lists.
-    std::vector<std::string> foldersOf(const std::list<const char *> &urls) const;
+    std::vector<std::string> foldersOf(const std::vector<std::string> &urls) const;
 
 private:
     class Products;

@@ -21,9 +21,9 @@ public:
     }
 
     // Looks for all file names at once: each alone would be looked for in every record.
-    std::vector<std::string> foldersOf(const std::list<const char *> &urls) const {
+    std::vector<std::string> foldersOf(const std::vector<std::string> &urls) const {
         std::vector<std::string_view> fileNames;
-        for (const char *url : urls)
+        for (const std::string &url : urls)
             fileNames.push_back(lastComponent(url));
         std::vector<std::string> folders;
         for (const std::size_t first : TextFinder(fileNames).firstHolders(textsOf(&ProductInfo::url)))
@@ -42,7 +42,7 @@ private:
     }
 
     const std::vector<ProductInfo> m_list{};
-    const TextFinder m_names;
+    const TextFinder m_names{};
 };
 
 class PackageRecords::HotFixes {
@@ -59,9 +59,9 @@ public:
         return found != m_firstByUrl.end() ? found->second->hash : "";
     }
 
-    std::vector<std::string> foldersOf(const std::list<const char *> &urls) const {
+    std::vector<std::string> foldersOf(const std::vector<std::string> &urls) const {
         std::vector<std::string> folders;
-        for (const char *url : urls)
+        for (const std::string &url : urls)
             folders.push_back(folderOf(url));
         return folders;
     }
@@ -102,7 +102,7 @@ std::string PackageRecords::hashOf(const std::string &url) const {
     return m_freshInstallMode ? products()->hashOf(url) : hotFixes()->hashOf(url);
 }
 
-std::vector<std::string> PackageRecords::foldersOf(const std::list<const char *> &urls) const {
+std::vector<std::string> PackageRecords::foldersOf(const std::vector<std::string> &urls) const {
     return m_freshInstallMode ? products()->foldersOf(urls) : hotFixes()->foldersOf(urls);
 }
 
