@@ -16,6 +16,8 @@ from pathlib import Path
 
 SIZES = [1_000, 10_000, 100_000]
 ARRANGEMENTS = ['random', 'sorted', 'reversed', 'equal', 'organ pipe']
+STEPS = ['selection', 'making the records', 'hash, update', 'hash, installation', 'placement, update',
+         'placement, installation', 'ordering']
 LIMIT = 1.25
 FACTORS = {'ns': 1e-3, 'us': 1, 'ms': 1e3, 's': 1e6}
 COLOURS = ['#c8501e', '#1f5fa8', '#3c8c3c', '#8040a0', '#c79a00']
@@ -88,7 +90,7 @@ def families(raw):
     """What was measured in every arrangement: µs a package, and the power of the number that the time grows with."""
     file = raw / 'packages.json'
     times = times_of(file)
-    for step in dict.fromkeys(name.split('/')[0] for name in times if name.endswith(f'/random/{SIZES[0]}')):
+    for step in STEPS:
         contenders = {}
         for arrangement in ARRANGEMENTS:
             runs = [times[f'{step}/{arrangement}/{size}'] for size in SIZES]
@@ -103,10 +105,10 @@ def families(raw):
 def many(raw):
     """A thousand packages over many records, or with many names."""
     file = raw / 'packages.json'
-    for name, values in times_of(file).items():
+    for name, values in sorted(times_of(file).items()):
         group, _, step = name.partition('/')
         if group.startswith('1000 '):
-            yield group.replace('1000', '1,000').replace('100000', '100,000'), step, figure(values, 'µs', 1)
+            yield re.sub(r'(\d+)(000)\b', r'\1,\2', group), step, figure(values, 'µs', 1)
 
 
 def text_of(value):
