@@ -23,6 +23,7 @@ public:
     // Looks for all file names at once: each alone would be looked for in every record.
     std::vector<std::string> foldersOf(const std::vector<std::string> &urls) const {
         std::vector<std::string_view> fileNames;
+        fileNames.reserve(urls.size());
         for (const std::string &url : urls)
             fileNames.push_back(lastComponent(url));
         std::vector<std::string> folders;
@@ -61,6 +62,7 @@ public:
 
     std::vector<std::string> foldersOf(const std::vector<std::string> &urls) const {
         std::vector<std::string> folders;
+        folders.reserve(urls.size());
         for (const std::string &url : urls)
             folders.push_back(folderOf(url));
         return folders;
