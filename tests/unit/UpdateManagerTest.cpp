@@ -632,6 +632,22 @@ TEST(PackageOrder, EmptyPathIsLeftOut) {
     EXPECT_THAT(orderOf({"", packages + "1.0/A.pkg", ""}), ElementsAre(packages + "1.0/A.pkg"));
 }
 
+// A search of all packages for each name would take 10^10 comparisons.
+TEST(PackageOrder, AHundredThousandNamedPackagesOfOneVersionAreSoonOrdered) {
+    Texts paths;
+    Texts names;
+    for (int i = 0; i < 100'000; ++i) {
+        names.push_back("package" + std::to_string(i) + ".pkg");
+        paths.push_back(packages + "1.0/" + names.back());
+    }
+    const Texts expected(paths.rbegin(), paths.rend());
+    std::reverse(names.begin(), names.end());
+    const std::clock_t begin = std::clock();
+    const std::list<std::string> ordered = installationOrder(paths, names);
+    EXPECT_LT((std::clock() - begin) / CLOCKS_PER_SEC, 10);
+    EXPECT_TRUE(Texts(ordered.begin(), ordered.end()) == expected);
+}
+
 TEST(PackageOrder, GivenPackagesAreSortedInPlaceAndLoseTheBrandingOnes) {
     Texts paths{packages + "2.0/B.pkg", packages + "1.0/DynamicBranding.pkg", packages + "1.0/A.pkg"};
     UpdateManager().getFinalSortedListAccordingToOrderOfInstallation(paths);

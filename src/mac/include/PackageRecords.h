@@ -27,10 +27,10 @@ public:
     // The hash of the first product whose name occurs anywhere in the URL, or of the first hot-fix with just
     // this URL; "" when there is none.
     std::string hashOf(const std::string &url) const;
-    // The sub-folder of a download: the version of the first product whose URL contains the file name, or the
-    // one that the first hot-fix with just this URL brings, below "repost" for one that the suite's service
-    // installs later; "" for a file that no catalog lists.
-    std::string folderOf(const std::string &url) const;
+    // The sub-folder of each download: the version of the first product whose URL contains the file name, or
+    // the one that the first hot-fix with just this URL brings, below "repost" for one that the suite's
+    // service installs later; "" for a file that no catalog lists.
+    std::vector<std::string> foldersOf(const std::vector<std::string> &urls) const;
 
 private:
     class Products;

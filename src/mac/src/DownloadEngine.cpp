@@ -29,9 +29,11 @@ Cancellation::OutstandingPackages DownloadEngine::beginJob(Cancellation::Ticket 
 void DownloadEngine::downLoad(const std::list<const char *> &urls, const std::string &destination) {
     trace.info("INFO: Download Start\n");
     try {
+        const std::vector<std::string> addresses(urls.begin(), urls.end());
+        const std::vector<std::string> folders = m_records.foldersOf(addresses);
         OwnedTexts files;
-        for (const std::string url : urls)
-            files.append(destinationPath(destination, m_records.folderOf(url), afterLastSlash(url)));
+        for (std::size_t i = 0; i < addresses.size(); ++i)
+            files.append(destinationPath(destination, folders[i], afterLastSlash(addresses[i])));
         for (const std::string file : files.list()) {
             if (!runShellCommand("sudo mkdir -p " + file.substr(0, file.rfind('/')))) {
                 trace.error("Error: Failed to create %s\n", destination.c_str());

@@ -3,8 +3,10 @@
 #include <algorithm>
 #include <cstddef>
 #include <map>
+#include <string_view>
+#include <utility>
 
-#include <boost/algorithm/string/find.hpp>
+#include <boost/algorithm/string/case_conv.hpp>
 
 #include "Text.h"
 #include "Version.h"
@@ -58,28 +60,42 @@ int depthFor(int count) {
 // The named packages come first, in the order of the names; the others follow as they were.
 std::list<std::string> orderWithinVersion(std::list<std::string> group,
                                           const std::vector<std::string> &orderNames) {
+    if (group.size() < 2)
+        return group;
+    // Packages of one name as they stand.
+    std::multimap<std::string_view, std::list<std::string>::iterator> byName;
+    for (auto path = group.begin(); path != group.end(); ++path)
+        byName.emplace(lastComponent(*path), path);
     std::list<std::string> ordered;
     for (const std::string &orderName : orderNames) {
-        const auto named = std::find_if(group.begin(), group.end(), [&](const std::string &path) {
-            return afterLastSlash(path) == orderName;
-        });
-        if (named != group.end())
-            ordered.splice(ordered.end(), group, named);
+        const auto named = byName.lower_bound(orderName);
+        if (named == byName.end() || named->first != orderName)
+            continue;
+        ordered.splice(ordered.end(), group, named->second);
+        byName.erase(named);
     }
     ordered.splice(ordered.end(), group);
     return ordered;
 }
 
-// Each name admits one repost package; one that no name admits is left out.
-std::list<std::string> takeReposts(std::list<std::string> reposts,
-                                   const std::vector<std::string> &orderNames) {
+struct Repost {
+    std::string path;
+    std::string inUpperCase;
+};
+
+// Each name admits one repost package, in any letter case; one that no name admits is left out. An empty name
+// admits none.
+std::list<std::string> takeReposts(std::list<Repost> reposts, const std::vector<std::string> &orderNames) {
     std::list<std::string> taken;
     for (const std::string &orderName : orderNames) {
-        const auto named = std::find_if(reposts.begin(), reposts.end(), [&](const std::string &path) {
-            return !boost::algorithm::ifind_first(path, orderName).empty();
+        const std::string name = boost::algorithm::to_upper_copy(orderName);
+        const auto named = std::find_if(reposts.begin(), reposts.end(), [&name](const Repost &repost) {
+            return !name.empty() && contains(repost.inUpperCase, name);
         });
-        if (named != reposts.end())
-            taken.splice(taken.end(), reposts, named);
+        if (named == reposts.end())
+            continue;
+        taken.push_back(std::move(named->path));
+        reposts.erase(named);
     }
     return taken;
 }
@@ -90,9 +106,8 @@ bool isBrandingPackage(const std::string &path) {
     return contains(path, "DynamicBranding.pkg");
 }
 
-std::string hotFixVersionOf(const std::string &path) {
-    const std::string directory = path.substr(0, path.rfind('/'));
-    const std::string name = afterLastSlash(directory);
+std::string_view hotFixVersionOf(std::string_view path) {
+    const std::string_view name = lastComponent(path.substr(0, path.rfind('/')));
     // Any one of these characters, not the three together (kept as shipped).
     return name.substr(name.find_last_of("HF_") + 1);
 }
@@ -102,14 +117,14 @@ void sortByHotFixVersion(std::vector<std::string> &paths, int first, int last) {
 }
 
 int splitAroundVersion(std::vector<std::string> &paths, const std::string &pivot, int first, int last) {
-    // A copy: the pivot may be one of the paths.
-    const std::string pivotVersion = hotFixVersionOf(pivot);
+    // Read once: the pivot may be one of the paths.
+    const auto pivotVersion = parseVersion(hotFixVersionOf(pivot));
     int low = first;
     int high = last;
     while (true) {
-        while (low < last && isGreaterVersion(pivotVersion, hotFixVersionOf(at(paths, low))))
+        while (low < last && parseVersion(hotFixVersionOf(at(paths, low))) < pivotVersion)
             ++low;
-        while (high > first && isGreaterVersion(hotFixVersionOf(at(paths, high)), pivotVersion))
+        while (high > first && parseVersion(hotFixVersionOf(at(paths, high))) > pivotVersion)
             --high;
         if (low >= high)
             return std::max(first, std::min(high, last - 1));
@@ -122,16 +137,18 @@ int splitAroundVersion(std::vector<std::string> &paths, const std::string &pivot
 std::list<std::string> installationOrder(const std::vector<std::string> &sortedPaths,
                                          const std::vector<std::string> &orderNames) {
     // The text order of the versions decides between groups: 10 comes before 9 (kept).
-    std::map<std::string, std::list<std::string>> groups;
+    std::map<std::string_view, std::list<std::string>> groups;
     for (const std::string &path : sortedPaths)
         groups[hotFixVersionOf(path)].push_back(path);
 
-    std::list<std::string> reposts;
+    std::list<Repost> reposts;
     std::list<std::string> others;
     for (auto &[version, group] : groups) {
         for (std::string &path : orderWithinVersion(std::move(group), orderNames)) {
-            if (!path.empty())
-                (contains(path, "repost") ? reposts : others).push_back(std::move(path));
+            if (contains(path, "repost"))
+                reposts.push_back({path, boost::algorithm::to_upper_copy(path)});
+            else if (!path.empty())
+                others.push_back(std::move(path));
         }
     }
 
