@@ -14,6 +14,7 @@ class Case:
         self.number = number
         self.name = test['name']
         self.command = test.get('command', [])
+        self.is_long = 'long' in properties.get('LABELS', [])
         self.folder = properties.get('WORKING_DIRECTORY', '.')
         self.environment = dict(pair.split('=', 1) for pair in properties.get('ENVIRONMENT', []))
 
@@ -23,13 +24,14 @@ _foreign = re.compile(r'/tests/(rehearsal|consumer|macos)/')
 
 
 def suites_of(build):
-    """The cases of each test program that runs the product, by the program's path below the build."""
+    """The cases of each test program that runs the product, by the program's path below the build. Those that take too
+    long for every day are left out: some wait for minutes."""
     listed = subprocess.run(['ctest', '--test-dir', build, '--show-only=json-v1'], check=True, capture_output=True)
     suites = {}
     for number, test in enumerate(json.loads(listed.stdout)['tests'], 1):
         case = Case(number, test)
         programs = [word for word in case.command if word.startswith(f'{build}/tests/')]
-        if programs and not _foreign.search(programs[-1]):
+        if programs and not _foreign.search(programs[-1]) and not case.is_long:
             suites.setdefault(str(Path(programs[-1]).relative_to(build)), []).append(case)
     return suites
 

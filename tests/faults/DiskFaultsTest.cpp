@@ -108,7 +108,8 @@ TEST_P(DiskFault, PackageAmongOthersIsADirectory) {
     fs::create_directories(package);
     const Ended ended = runJob(job);
     EXPECT_TRUE(isComplete(job, ended, {{"Two.pkg", content + "2"}}));
-    EXPECT_NE(transcriptOf(job).find(tracedUnopened(package)), std::string::npos);
+    EXPECT_EQ(readText(packageListPath), job.task == Task::update ? pathIn(job, "Two.pkg") + "\n" : "");
+    EXPECT_NE(transcriptOfOneJob().find(tracedUnopened(package)), std::string::npos);
     fs::remove(package);
     both.expectCompleteNow();
 }
@@ -128,6 +129,13 @@ TEST_P(DiskFault, PackageIsALinkToNothing) {
     fs::create_symlink(elsewhere, package);
     recovery.expectComplete(tracedComplete(job));
     EXPECT_EQ(readText(elsewhere), content);
+    recovery.expectCompleteNow();
+}
+
+TEST_P(DiskFault, CatalogIsADirectory) {
+    fs::create_directories(catalogPathOf(job));
+    recovery.expectRefused(tracedMissingCatalog(job, tracedUnopened(catalogPathOf(job))), 1);
+    fs::remove(catalogPathOf(job));
     recovery.expectCompleteNow();
 }
 

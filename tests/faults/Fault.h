@@ -7,6 +7,8 @@
 #include <vector>
 
 #include "Job.h"
+#include "JobTrace.h"
+#include "Recovery.h"
 
 // Texts of tables may hold {url} and {path} of the package "One.pkg", {catalogUrl}, {catalog} (its path on
 // the host) and {catalogFile} (where it is downloaded to) of its catalog, and {service}, the path and query
@@ -20,7 +22,6 @@ struct Trouble {
     std::map<std::string, std::string> files = {}; // more that the scripted host serves, by name
 };
 void makeTrouble(const Job &job, const Trouble &trouble);
-void endTrouble();
 
 // "One.pkg" of all jobs.
 extern const Packages onePackage;
@@ -66,14 +67,10 @@ inline std::string failedWith(int httpCode, int curlCode) {
 std::string head(const std::string &lines);
 std::string headWithLength(const std::string &length);
 
-// What the job says of its end.
-std::string tracedEndOf(const Job &job, bool complete);
-
 // The same lines of the job's catalog.
 std::string ofCatalog(std::string lines);
 
-// The end of a job without a reply, and of one whose only catalog says nothing.
-std::string tracedWithoutReply(const Job &job);
+// The end of a job whose only catalog says nothing.
 std::string tracedWithoutCatalog(const Job &job);
 
 const std::vector<Job> &allJobs();
@@ -84,9 +81,6 @@ const std::vector<Job> &httpsJobs();
 // A case for each job. To be called before main.
 void registerFault(const char *suite, const std::string &name, const std::vector<Job> &jobs,
                    const std::function<void(const Job &)> &body);
-
-// The installed product's and the installer's own files, which no failure may change.
-std::map<std::string, std::string> ownFiles();
 
 // Without the trouble the same job completes.
 void expectCompleteOnceItIsGone(const Job &job);

@@ -101,7 +101,7 @@ bool toldComplete(const Job &job, const Ended &ended) {
 }
 
 testing::AssertionResult isComplete(const Job &job, const Ended &ended, const Packages &packages) {
-    if (!toldComplete(job, ended))
+    if (!toldComplete(job, ended) || ended.status != 0)
         return testing::AssertionFailure() << "success was not told, status " << ended.status;
     const std::string list = readText(packageListPath);
     for (const auto &[name, content] : packages) {

@@ -48,7 +48,7 @@ std::string freshInstallAsking() {
 
 } // namespace
 
-std::string transcriptOf(const Job & /*job*/) {
+std::string transcriptOfOneJob() {
     std::string text = transcript();
     for (const char *outcome : {">INFO: Version and Build no Updated to plist successfully\n",
                                 ">ERROR: Version and Build no Updated to plist Failed !\n"}) {
@@ -150,7 +150,7 @@ std::string tracedUnopened(const std::string &path) {
 }
 
 std::string catalogUrlOf(const Job &job) {
-    return urlOf(job, catalogName(job) + ".xml");
+    return std::string(job.scheme) + "://" + std::string(job.catalogHost) + "/" + catalogName(job) + ".xml";
 }
 
 std::string catalogPathOf(const Job &job) {

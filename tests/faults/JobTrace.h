@@ -1,5 +1,5 @@
 // What the trace shows of a job that brings one package, "One.pkg", from one catalog: step by step, as
-// transcriptOf() gives it. What a transfer itself shows is told by the caller.
+// transcriptOfOneJob() gives it. What a transfer itself shows is told by the caller.
 #pragma once
 
 #include <string>
@@ -8,7 +8,7 @@
 
 // The whole trace of a fresh installation or of a check. A host asks how far an installation is as often as
 // it likes, and has the release recorded each time when all is complete: that is shown once.
-std::string transcriptOf(const Job &job);
+std::string transcriptOfOneJob();
 
 // Until the request is on its way to the service.
 std::string tracedAsking(const Job &job);

@@ -40,6 +40,7 @@ protected:
         const std::string where = std::string(moment.after ? "after " : "before ") +
                                   std::to_string(moment.number) + " " +
                                   (end.fileChanges.empty() ? "" : end.fileChanges.back());
+        m_calls = end.calls;
         EXPECT_EQ(end.status, was ? 128 + SIGKILL : GetParam().run == Run::install ? 1 : 0) << where;
         EXPECT_TRUE(!was || transcript().find("Product updater is exited") == std::string::npos) << where;
         EXPECT_TRUE(machine.isUnharmed()) << where;
@@ -49,7 +50,8 @@ protected:
         return was;
     }
 
-    int m_lostLists = 0; // by rule: an installation removes its list before it has a script
+    std::size_t m_calls = 0; // of the last run
+    int m_lostLists = 0;     // by rule: an installation removes its list before it has a script
 };
 
 bool isSampled(std::size_t number, const std::string &change) {
@@ -94,12 +96,17 @@ TEST_P(Killed, AtRenamesRemovalsAndEveryTenthChange) {
 // By the system calls that it makes: a run that waits is no further for it.
 TEST_P(Killed, AtEveryTenthOfTheRun) {
     const Machine machine(GetParam().run);
-    const std::size_t calls = runTraced(machine.command()).calls;
+    std::size_t calls = runTraced(machine.command()).calls;
     machine.restore();
-    int points = 0;
-    for (std::size_t tenth = 1; tenth < 10; ++tenth)
-        points += killAndRunAgain(machine, {Calls::any, calls * tenth / 10, false}) ? 1 : 0;
-    EXPECT_GE(points, 8);
+    for (std::size_t tenth = 1; tenth < 10; ++tenth) {
+        bool wasKilled = false;
+        // A run that has less to wait for makes fewer calls, and may end before that one.
+        for (int attempt = 0; attempt < 5 && !wasKilled; ++attempt) {
+            wasKilled = killAndRunAgain(machine, {Calls::any, calls * tenth / 10, false});
+            calls = wasKilled ? calls : m_calls;
+        }
+        EXPECT_TRUE(wasKilled) << tenth;
+    }
 }
 
 INSTANTIATE_TEST_SUITE_P(Run, Killed, testing::Values(checkRun, installRun, freshInstallRun), caseName);

@@ -20,7 +20,7 @@ Packages manyPackages() {
     return packages;
 }
 
-const std::string slowly = "* * slow 100000\n";
+const std::string slowly = "* * slow 40000\n";
 
 // These descriptors and no others, whatever the runner of the tests has open.
 Words limitedTo(const std::string &softAndHard) {

@@ -161,8 +161,13 @@ testing::AssertionResult Machine::endsCompleteNextTime() const {
     const testing::AssertionResult complete = isComplete(m_job, second, m_packages);
     if (!complete)
         return harmed(std::string("the second run: ") + complete.message());
-    if (traceText().find("Waiting for another job") != std::string::npos)
+    const std::string trace = traceText(); // of this run alone
+    if (trace.find("Waiting for another job") != std::string::npos)
         return harmed("the lock was held");
+    for (const auto &[name, content] : m_packages) {
+        if (trace.find("Successfully downloaded: " + urlOf(m_job, name) + "\n") == std::string::npos)
+            return harmed("the second run does not download " + name);
+    }
     return isUnharmed();
 }
 

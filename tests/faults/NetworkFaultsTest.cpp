@@ -1,6 +1,7 @@
 // Networks that refuse, lose, delay and cut connections. What waits for the engine's own limits of time is
 // left to the long run.
 
+#include <filesystem>
 #include <memory>
 
 #include <gtest/gtest.h>
@@ -8,6 +9,7 @@
 #include "Background.h"
 #include "JobTrace.h"
 #include "Network.h"
+#include "Paths.h"
 #include "Recovery.h"
 #include "Release.h"
 #include "TextFile.h"
@@ -43,6 +45,23 @@ protected:
         return PacketFilter::connectionsFrom(isUpdate() ? 2 : 3);
     }
 
+    // On the disk.
+    static void expectNothingLeft() { EXPECT_TRUE(sameFiles({}, filesBelow(keyCoreDownloadCache))); }
+    void expectEmptyCatalogLeft() const {
+        EXPECT_TRUE(std::filesystem::is_empty(catalogPathOf(job)));
+        EXPECT_TRUE(sameFiles({}, filesBelow(packageDirectory())));
+    }
+    void expectEmptyPackageLeft() const {
+        EXPECT_TRUE(sameFiles({{"1.0.1.0/One.pkg", ""}}, filesBelow(packageDirectory())));
+    }
+    void expectPartOfThePackageLeft() const {
+        const std::string part = readText(pathIn(job, "One.pkg"));
+        const std::string &whole = plainPackage.at("One.pkg");
+        EXPECT_GT(part.size(), 0U);
+        EXPECT_LT(part.size(), whole.size());
+        EXPECT_TRUE(whole.compare(0, part.size(), part) == 0);
+    }
+
     const Job &job = GetParam();
     const std::string url = urlOf(job, "One.pkg");
     const Recovery recovery{job};
@@ -61,6 +80,7 @@ TEST_P(NetworkFault, PortClosedAtTheService) {
     if (!filter)
         return;
     recovery.expectRefused(tracedAsking(job) + tracedNoReply(job), 1);
+    expectNothingLeft();
     filter.reset();
     recovery.expectCompleteNow();
 }
@@ -70,6 +90,7 @@ TEST_P(NetworkFault, PortClosedAtTheCatalogs) {
     if (!filter)
         return;
     recovery.expectRefused(tracedEmptyCatalog(job, tracedFailure(catalogUrlOf(job), 0, 7)), 1);
+    expectEmptyCatalogLeft();
     filter.reset();
     recovery.expectCompleteNow();
 }
@@ -79,6 +100,7 @@ TEST_P(NetworkFault, PortClosedAtThePackages) {
     if (!filter)
         return;
     recovery.expectRefused(tracedNoPackage(job, tracedFailure(url, 0, 7)), 2);
+    expectEmptyPackageLeft();
     filter.reset();
     recovery.expectCompleteNow();
 }
@@ -88,6 +110,7 @@ TEST_P(ReachabilityFault, PortClosed) {
     if (!filter)
         return;
     recovery.expectRefused(tracedUnreachable(), 1);
+    EXPECT_TRUE(sameFiles({}, filesBelow(packageDirectory())));
     filter.reset();
     recovery.expectCompleteNow();
 }
@@ -99,6 +122,7 @@ TEST_P(NetworkFault, ServiceUnknown) {
         return;
     HostNames::forget("update.brovik.example");
     recovery.expectRefused(tracedAsking(job) + tracedNoReply(job), 1);
+    expectNothingLeft();
     names.reset();
     recovery.expectCompleteNow();
 }
@@ -110,6 +134,7 @@ TEST_P(NetworkFault, CatalogsHostUnknown) {
         return;
     HostNames::forget("scripted.brovik.example");
     recovery.expectRefused(tracedEmptyCatalog(job, tracedFailure(catalogUrlOf(job), 0, 6)), 1);
+    expectEmptyCatalogLeft();
     names.reset();
     recovery.expectCompleteNow();
 }
@@ -122,6 +147,7 @@ TEST_P(NetworkFault, NameServerSilent) {
     HostNames::forget("update.brovik.example");
     HostNames::forget("scripted.brovik.example");
     recovery.expectRefused(tracedAsking(job) + tracedNoReply(job), 1);
+    expectNothingLeft();
     names.reset();
     recovery.expectCompleteNow();
 }
@@ -132,6 +158,7 @@ TEST_P(NetworkFault, LinkDownAtTheStart) {
         return;
     FarServers::setLink(false);
     recovery.expectRefused(tracedAsking(job) + tracedNoReply(job), 1);
+    expectNothingLeft();
     FarServers::setLink(true);
     recovery.expectCompleteNow();
 }
@@ -143,6 +170,7 @@ TEST_P(NetworkFault, ResetInTheHandshakeWithTheService) {
     if (!filter)
         return;
     recovery.expectRefused(tracedAsking(job) + tracedNoReply(job), 1);
+    expectNothingLeft();
     EXPECT_TRUE(filter->wasMet());
     filter.reset();
     recovery.expectCompleteNow();
@@ -154,6 +182,7 @@ TEST_P(TransferFault, ResetInMidPackage) {
     if (!filter)
         return;
     recovery.expectRefused(tracedNoPackage(job, tracedFailure(url, 200, 56)), 2);
+    expectPartOfThePackageLeft();
     EXPECT_TRUE(filter->wasMet());
     filter.reset();
     recovery.expectCompleteNow();
@@ -165,7 +194,7 @@ TEST_P(NetworkFault, LinkDownForAMoment) {
     auto servers = have<FarServers>();
     if (!servers)
         return;
-    misbehave("/One.pkg 1 slow 300000\n");
+    misbehave("/One.pkg 1 slow 150000\n");
     Background background;
     background.run([this] {
         EXPECT_TRUE(comesTrue([this] { return !readText(pathIn(job, "One.pkg")).empty(); }));
@@ -203,6 +232,7 @@ TEST_P(NetworkFault, SwallowedAtTheServiceLong) {
     if (!filter)
         return;
     recovery.expectRefused(tracedServiceTimeout(), 1);
+    expectNothingLeft();
     filter.reset();
     recovery.expectCompleteNow();
 }
@@ -212,6 +242,7 @@ TEST_P(NetworkFault, SwallowedAtTheCatalogsLong) {
     if (!filter)
         return;
     recovery.expectRefused(tracedEmptyCatalog(job, tracedTimeout(catalogUrlOf(job))), 1);
+    expectEmptyCatalogLeft();
     filter.reset();
     recovery.expectCompleteNow();
 }
@@ -221,6 +252,7 @@ TEST_P(NetworkFault, SwallowedAtThePackagesLong) {
     if (!filter)
         return;
     recovery.expectRefused(tracedNoPackage(job, tracedTimeout(url)), 2);
+    expectEmptyPackageLeft();
     filter.reset();
     recovery.expectCompleteNow();
 }
@@ -231,6 +263,7 @@ TEST_P(ReachabilityFault, SwallowedLong) {
     if (!filter)
         return;
     recovery.expectRefused(tracedUnreachable(), 1);
+    EXPECT_TRUE(sameFiles({}, filesBelow(packageDirectory())));
     filter.reset();
     recovery.expectCompleteNow();
 }
@@ -241,6 +274,7 @@ TEST_P(NetworkFault, LargePacketsSwallowedLong) {
     if (!filter)
         return;
     recovery.expectRefused(tracedNoPackage(job, tracedTimeout(url)), 2);
+    expectEmptyPackageLeft();
     EXPECT_TRUE(filter->wasMet());
     filter.reset();
     recovery.expectCompleteNow();
@@ -257,6 +291,7 @@ TEST_P(NetworkFault, LinkDownForGoodLong) {
         FarServers::setLink(false);
     });
     recovery.expectRefused(tracedNoPackage(job, tracedTimeout(url)), 2);
+    expectPartOfThePackageLeft();
     background.join();
     FarServers::setLink(true);
     recovery.expectCompleteNow();
@@ -267,6 +302,7 @@ TEST_P(NetworkFault, RateTooLowLong) {
     if (!link)
         return;
     recovery.expectRefused(tracedNoPackage(job, tracedTimeout(url)), 2);
+    expectPartOfThePackageLeft();
     link.reset();
     recovery.expectCompleteNow();
 }

@@ -13,6 +13,7 @@
 #include <sys/un.h>
 #include <unistd.h>
 
+#include "Background.h"
 #include "ExpectedTrace.h"
 #include "Job.h"
 #include "Observed.h"
@@ -153,6 +154,7 @@ TEST_F(PlantedList, IsNeverInstalledFrom) {
     const Ended ended = runWithin(installCommand);
     EXPECT_EQ(ended.status, 0);
     EXPECT_EQ(newTranscript(), tracedStart("Install") + ">No Updates available\n" + tracedEnd);
+    EXPECT_TRUE(std::filesystem::exists(packageListPath + std::string("/theirs")));
     expectNoHarm(ended);
 }
 
@@ -256,8 +258,8 @@ public:
         waitForPlant();
     }
     void waitForPlant() const {
-        while (!std::filesystem::exists(std::filesystem::symlink_status(m_path)))
-            usleep(100);
+        ASSERT_TRUE(
+            comesTrue([this] { return std::filesystem::exists(std::filesystem::symlink_status(m_path)); }));
     }
 
 private:

@@ -6,6 +6,7 @@
 #include "Paths.h"
 #include "Release.h"
 #include "TextFile.h"
+#include "Updater.h"
 
 const Packages plainPackage = {{"One.pkg", someBytes(300000)}};
 
@@ -27,6 +28,12 @@ testing::AssertionResult InstalledFiles::areUnchanged(const std::string &but) co
     return sameFiles(before, now);
 }
 
+void expectCompleteNow(const Job &job, const Packages &packages) {
+    std::filesystem::remove(packageListPath);
+    std::filesystem::remove(waitingMarker);
+    EXPECT_TRUE(isComplete(job, runJob(job), packages));
+}
+
 Recovery::Recovery(const Job &job, const Packages &packages)
     : m_job(job)
     , m_packages(packages) {
@@ -44,7 +51,7 @@ void Recovery::expectRefused(const std::string &trace, int freshInstallStatus,
                              const std::vector<std::string> &runBy) const {
     const Ended ended = run(runBy);
     EXPECT_EQ(ended.status, m_job.task == Task::update ? 0 : freshInstallStatus);
-    EXPECT_EQ(transcriptOf(m_job), trace);
+    EXPECT_EQ(transcriptOfOneJob(), trace);
     EXPECT_TRUE(isRefused(m_job, ended));
     EXPECT_TRUE(m_installed.areUnchanged());
 }
@@ -54,13 +61,13 @@ void Recovery::expectComplete(const std::optional<std::string> &trace,
     const Ended ended = run(runBy);
     EXPECT_EQ(ended.status, 0);
     if (trace) {
-        EXPECT_EQ(transcriptOf(m_job), *trace);
+        EXPECT_EQ(transcriptOfOneJob(), *trace);
     }
     EXPECT_TRUE(isComplete(m_job, ended, m_packages));
     EXPECT_TRUE(m_installed.areUnchanged(configurationPlistPath));
 }
 
 void Recovery::expectCompleteNow() const {
-    EXPECT_TRUE(isComplete(m_job, run({}), m_packages));
+    ::expectCompleteNow(m_job, m_packages);
     EXPECT_TRUE(m_installed.areUnchanged(m_job.task == Task::update ? "" : configurationPlistPath));
 }

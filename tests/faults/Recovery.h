@@ -26,6 +26,9 @@ private:
     Files m_before = read();
 };
 
+// A job without a fault, once nothing of an earlier one's success is left.
+void expectCompleteNow(const Job &job, const Packages &packages);
+
 // Before and after a fault.
 class Recovery {
 public:

@@ -43,7 +43,7 @@ std::string tracedWithoutProducts(const Job &job, const std::string &reply) {
 
 void expectTrace(const Job &job, const ReplyFault &fault, const std::string &reply) {
     if (fault.outcome == Outcome::noReply) {
-        EXPECT_EQ(tracedSinceFirst(sent), fault.transferred + tracedWithoutReply(job));
+        EXPECT_EQ(tracedSinceFirst(sent), fault.transferred + tracedNoReply(job));
         return;
     }
     const std::string judged = fault.transferred + ">INFO :Tolvane Response - " + reply +
@@ -72,7 +72,7 @@ void expectReplyFault(const Job &job, ReplyFault fault) {
         bytes = withReply(bytes, good);
     fault.trouble.script = withReply(fault.trouble.script, good);
     makeTrouble(job, fault.trouble);
-    const auto before = ownFiles();
+    const InstalledFiles installed;
     const Ended first = runJob(job);
     const bool complete = fault.outcome == Outcome::complete;
     EXPECT_EQ(first.status, job.task == Task::update || complete ? 0 : 1);
@@ -81,7 +81,7 @@ void expectReplyFault(const Job &job, ReplyFault fault) {
         EXPECT_TRUE(isComplete(job, first, onePackage));
     } else {
         EXPECT_TRUE(isRefused(job, first));
-        EXPECT_EQ(ownFiles(), before);
+        EXPECT_TRUE(installed.areUnchanged());
         EXPECT_TRUE(sameFiles({}, filesBelow(keyCoreDownloadCache)));
     }
     expectCompleteOnceItIsGone(job);
@@ -186,7 +186,7 @@ void expectMissingStatusTakenForSuccess(const Job &job) {
     EXPECT_EQ(tracedSinceFirst(sent).substr(0, tracedReply(reply).size() + tracedUpdateAvailable.size()),
               tracedReply(reply) + tracedUpdateAvailable);
     EXPECT_TRUE(isComplete(job, ended, onePackage));
-    EXPECT_TRUE(isComplete(job, runJob(job), onePackage));
+    expectCompleteNow(job, onePackage);
 }
 
 void expectFortyMegabytesRead(const Job &job) {
@@ -202,7 +202,7 @@ void expectFortyMegabytesRead(const Job &job) {
     EXPECT_TRUE(isComplete(job, ended, onePackage));
     EXPECT_GT(std::filesystem::file_size(traceLogPath), 2 * more.size()); // the reply stands there twice
     answerWith(reply);
-    EXPECT_TRUE(isComplete(job, runJob(job), onePackage));
+    expectCompleteNow(job, onePackage);
 }
 
 const bool registered = [] {

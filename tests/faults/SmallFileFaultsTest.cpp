@@ -135,8 +135,10 @@ INSTANTIATE_TEST_SUITE_P(Job, LockFault, testing::Values(updateByHttps, freshIns
 class UpdateFileFault : public testing::Test {
 protected:
     // Neither list nor configuration nor marker is proof of the others here.
-    void expectLeft(bool list, bool marker, bool configuration) const {
-        EXPECT_EQ(checkForInstall().status, 0);
+    void expectLeft(bool list, bool marker, bool configuration, std::vector<std::string> runBy = {}) const {
+        for (const std::string &word : commandOf(updateByHttps))
+            runBy.push_back(word);
+        EXPECT_EQ(run(runBy).status, 0);
         EXPECT_EQ(fs::is_regular_file(packageListPath), list);
         EXPECT_EQ(fs::exists(waitingMarker), marker);
         EXPECT_EQ(fs::is_regular_file(updatedProdConfigXml), configuration);
@@ -147,6 +149,15 @@ protected:
     const InstalledFiles installed;
 };
 
+// For one run alone: the test itself writes there.
+const std::vector<std::string> onAReadOnlyDiskOfTheList = {
+    "unshare",
+    "--mount",
+    "bash",
+    "-euc",
+    "mount --bind /tmp /tmp; mount -o remount,bind,ro /tmp; exec \"$@\"",
+    "bash"};
+
 const std::string listNotWritten = ">ERROR: Not able to write the package list\n" + tracedEnd;
 
 TEST_F(UpdateFileFault, DiskIsFullAtThePreparedConfiguration) {
@@ -154,7 +165,7 @@ TEST_F(UpdateFileFault, DiskIsFullAtThePreparedConfiguration) {
     // The package has all of its last page but one, the catalog one.
     const SmallDisk disk(keyCoreDownloadCache, (300000 / pageBytes + 2) * pageBytes);
     expectLeft(true, true, false);
-    EXPECT_EQ(transcriptOf(updateByHttps), tracedComplete(updateByHttps));
+    EXPECT_EQ(transcriptOfOneJob(), tracedComplete(updateByHttps));
     disk.grow(1000000);
     recovery.expectCompleteNow();
 }
@@ -162,25 +173,37 @@ TEST_F(UpdateFileFault, DiskIsFullAtThePreparedConfiguration) {
 TEST_F(UpdateFileFault, PreparedConfigurationIsADirectory) {
     fs::create_directories(updatedProdConfigXml);
     expectLeft(true, true, false);
-    EXPECT_EQ(transcriptOf(updateByHttps), tracedComplete(updateByHttps));
+    EXPECT_EQ(transcriptOfOneJob(), tracedComplete(updateByHttps));
     fs::remove(updatedProdConfigXml);
+    recovery.expectCompleteNow();
+}
+
+TEST_F(UpdateFileFault, PreparedConfigurationIsALinkToNothing) {
+    fs::create_directories(keyCoreDownloadCache);
+    fs::create_symlink("/usr/local/Brovik/elsewhere", updatedProdConfigXml);
+    expectLeft(true, true, true);
+    EXPECT_EQ(transcriptOfOneJob(), tracedComplete(updateByHttps));
     recovery.expectCompleteNow();
 }
 
 TEST_F(UpdateFileFault, DiskIsFullAtThePackageList) {
     const FullDisk disk("/tmp");
     expectLeft(false, false, true);
-    EXPECT_EQ(transcriptOf(updateByHttps),
-              replaced(tracedComplete(updateByHttps), tracedEnd, listNotWritten));
+    EXPECT_EQ(transcriptOfOneJob(), replaced(tracedComplete(updateByHttps), tracedEnd, listNotWritten));
     disk.grow(1000000);
+    recovery.expectCompleteNow();
+}
+
+TEST_F(UpdateFileFault, PackageListsDiskIsReadOnly) {
+    expectLeft(false, false, true, onAReadOnlyDiskOfTheList);
+    EXPECT_EQ(transcriptOfOneJob(), replaced(tracedComplete(updateByHttps), tracedEnd, listNotWritten));
     recovery.expectCompleteNow();
 }
 
 TEST_F(UpdateFileFault, PackageListIsADirectory) {
     fs::create_directory(packageListPath);
     expectLeft(false, false, true);
-    EXPECT_EQ(transcriptOf(updateByHttps),
-              replaced(tracedComplete(updateByHttps), tracedEnd, listNotWritten));
+    EXPECT_EQ(transcriptOfOneJob(), replaced(tracedComplete(updateByHttps), tracedEnd, listNotWritten));
     fs::remove(packageListPath);
     recovery.expectCompleteNow();
 }
@@ -200,8 +223,16 @@ TEST_F(UpdateFileFault, NoInodesForTheMarker) {
     const std::string folder = fs::path(updateMarkerPath).parent_path();
     const SmallDisk disk(folder, "nr_inodes=1");
     expectLeft(true, false, true);
-    EXPECT_EQ(transcriptOf(updateByHttps), tracedComplete(updateByHttps));
+    EXPECT_EQ(transcriptOfOneJob(), tracedComplete(updateByHttps));
     disk.change("nr_inodes=100");
+    recovery.expectCompleteNow();
+}
+
+TEST_F(UpdateFileFault, MarkerIsALinkToNothing) {
+    fs::create_symlink("/usr/local/Brovik/elsewhere", waitingMarker);
+    expectLeft(true, true, true);
+    EXPECT_FALSE(fs::is_symlink(waitingMarker));
+    EXPECT_EQ(transcriptOfOneJob(), tracedComplete(updateByHttps));
     recovery.expectCompleteNow();
 }
 
@@ -239,14 +270,19 @@ TEST_F(RecordFault, DiskIsReadOnly) {
     EXPECT_EQ(readText(configurationPlistPath), before);
 }
 
+// There is no list to take away.
+TEST_F(RecordFault, PackageListsDiskIsReadOnly) {
+    recovery.expectComplete(tracedComplete(job), onAReadOnlyDiskOfTheList);
+}
+
 // Nor can the identity be read then: the request has the defaults.
 TEST_F(RecordFault, PropertyListIsADirectory) {
     fs::remove(configurationPlistPath);
     fs::create_directory(configurationPlistPath);
     const Ended ended = runJob(job);
     EXPECT_TRUE(isComplete(job, ended, plainPackage));
-    EXPECT_EQ(transcriptOf(job), replaced(replaced(tracedUnrecorded(), "<affid>105<", "<affid>0<"),
-                                          "affid=\"105\"", "affid=\"0\""));
+    EXPECT_EQ(transcriptOfOneJob(), replaced(replaced(tracedUnrecorded(), "<affid>105<", "<affid>0<"),
+                                             "affid=\"105\"", "affid=\"0\""));
     EXPECT_TRUE(fs::is_empty(configurationPlistPath));
     fs::remove(configurationPlistPath);
     writeText(configurationPlistPath, before);

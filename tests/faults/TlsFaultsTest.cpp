@@ -46,7 +46,7 @@ void mend(const std::string &host) {
 // What each host's failure leaves in the trace, and on the disk.
 void expectNoService(const Job &job, const TlsFault &fault) {
     EXPECT_EQ(tracedSinceFirst(">INFO :Tolvane Handler - sendTolvaneRequest\n"),
-              fault.asked + tracedWithoutReply(job));
+              fault.asked + tracedNoReply(job));
     EXPECT_FALSE(std::filesystem::exists(keyCoreDownloadCache));
 }
 
@@ -62,7 +62,7 @@ void expectNoPackage(const Job &job, const TlsFault &fault) {
     if (job.task == Task::update) {
         EXPECT_EQ(tracedSinceLast(">INFO: Creating Download thread\n"),
                   Lines::thread + filledIn(Lines::started + fault.transferred, job) +
-                      tracedEndOf(job, false));
+                      tracedOutcome(job, false));
         EXPECT_TRUE(sameFiles({{"1.0.1.0/One.pkg", ""}}, filesBelow(packageDirectory())));
         return;
     }
@@ -73,7 +73,7 @@ void expectNoPackage(const Job &job, const TlsFault &fault) {
 
 void expectTlsFault(const Job &job, const TlsFault &fault) {
     offerPackages(job, onePackage);
-    const auto before = ownFiles();
+    const InstalledFiles installed;
     const std::map<std::string, void (*)(const Job &, const TlsFault &)> seenAt = {
         {service, expectNoService}, {catalogs, expectNoCatalog}, {packages, expectNoPackage}};
     for (const std::string &host : {service, std::string(catalogs), std::string(packages)}) {
@@ -83,7 +83,7 @@ void expectTlsFault(const Job &job, const TlsFault &fault) {
         EXPECT_EQ(ended.status, job.task == Task::update ? 0 : 1);
         seenAt.at(host)(job, fault);
         EXPECT_TRUE(isRefused(job, ended));
-        EXPECT_EQ(ownFiles(), before);
+        EXPECT_TRUE(installed.areUnchanged());
         mend(host);
         std::filesystem::remove(traceLogPath); // the next one's is told alone
     }

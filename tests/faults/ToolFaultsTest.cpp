@@ -1,6 +1,7 @@
 // The tools that the engine calls: missing, failing, killed, silent, talking nonsense or without end,
 // hanging.
 
+#include <algorithm>
 #include <csignal>
 #include <filesystem>
 
@@ -49,6 +50,13 @@ const std::vector<Fault> talkingFaults = {
 const std::string pidFile = "/tmp/tool.pid";
 const std::string hangs = script("[[ -p /tmp/never ]] || mkfifo /tmp/never; echo $$ >" + pidFile +
                                  ".new; mv " + pidFile + ".new " + pidFile + "; exec cat <>/tmp/never");
+
+// The one that hangs, which somebody may start anew at once.
+void killTool() {
+    const pid_t tool = std::stoi(readText(pidFile));
+    fs::remove(pidFile);
+    EXPECT_EQ(kill(tool, SIGKILL), 0);
+}
 
 // Something else in a tool's place while this lives.
 class ReplacedTool {
@@ -104,15 +112,21 @@ protected:
             const ReplacedTool replaced(tool, fault.script);
             const Ended ended = runJob(GetParam());
             EXPECT_TRUE(isRefused(GetParam(), ended));
-            // The host program looks for its tools before it begins.
-            if (!isUpdate() && ended.status == toolMissing)
+            if (fault.script.empty() && isLookedForByTheHost(tool)) {
+                EXPECT_EQ(ended.status, toolMissing);
                 EXPECT_EQ(traceText(), "");
-            else
+            } else {
                 EXPECT_THAT(transcript(), HasSubstr(lines));
+            }
             fs::remove_all(keyCoreDownloadCache);
             fs::remove(traceLogPath);
         }
         expectCompleteNow();
+    }
+
+    // Before it begins.
+    static bool isLookedForByTheHost(const std::string &tool) {
+        return !isUpdate() && (tool == hashToolPath || tool == "awk" || tool == "sudo");
     }
 
     static void expectCompleteNow() {
@@ -120,13 +134,11 @@ protected:
         EXPECT_TRUE(isComplete(GetParam(), second, packages)) << traceText();
     }
 
-    // Whatever else runs waits meanwhile. Gives the job's end once somebody ended the tool.
+    // Gives the job's end once somebody ended the tool.
     static Ended endWhenTheToolIsKilled(Program &program) {
         EXPECT_TRUE(comesTrue([] { return fs::exists(pidFile); })) << traceText();
         EXPECT_FALSE(program.endsWithin(std::chrono::milliseconds(200)));
-        const pid_t tool = std::stoi(readText(pidFile));
-        fs::remove(pidFile);
-        EXPECT_EQ(kill(tool, SIGKILL), 0);
+        killTool();
         return program.wait();
     }
 };
@@ -197,8 +209,7 @@ TEST_P(ToolFault, HashToolHangsUntilItIsKilled) {
         const ReplacedTool replaced(hashToolPath, hangs);
         Program program(commandOf(GetParam()));
         EXPECT_TRUE(comesTrue([] { return fs::exists(pidFile); })) << traceText();
-        static_cast<void>(kill(std::stoi(readText(pidFile)), SIGKILL));
-        fs::remove(pidFile);
+        killTool();
         EXPECT_TRUE(isRefused(GetParam(), endWhenTheToolIsKilled(program)));
         EXPECT_THAT(transcript(), HasSubstr(noHash));
     }
@@ -213,6 +224,18 @@ TEST_P(ToolFault, AwkGivesNoHash) {
 
 TEST_P(ToolFault, AwkTalksNonsense) {
     expectRefused("awk", talkingFaults, otherHash);
+}
+
+TEST_P(ToolFault, AwkHangsUntilItIsKilled) {
+    {
+        const ReplacedTool replaced("awk", hangs);
+        Program program(commandOf(GetParam()));
+        EXPECT_TRUE(comesTrue([] { return fs::exists(pidFile); })) << traceText();
+        killTool();
+        EXPECT_TRUE(isRefused(GetParam(), endWhenTheToolIsKilled(program)));
+        EXPECT_THAT(transcript(), HasSubstr(noHash));
+    }
+    expectCompleteNow();
 }
 
 TEST_P(ToolFault, SudoMakesNoFolder) {
@@ -296,7 +319,7 @@ TEST(MarkerTool, TouchHangsUntilItIsKilled) {
         Program program(commandOf(updateByHttps));
         EXPECT_TRUE(comesTrue([] { return fs::exists(pidFile); })) << traceText();
         EXPECT_FALSE(program.endsWithin(std::chrono::milliseconds(200)));
-        EXPECT_EQ(kill(std::stoi(readText(pidFile)), SIGKILL), 0);
+        killTool();
         EXPECT_EQ(program.wait().status, 0);
         expectListWithoutMarker();
     }
@@ -310,15 +333,17 @@ const std::string scriptBegins = ">INFO : Installing Packages from /usr/local/re
 
 class InstallationTool : public testing::Test {
 protected:
-    // These lines, however it comes; then the tool is back and the next run installs.
+    // These lines, however it comes; then the tool is back and the next run installs, or the next check and
+    // the next run.
     void expectNotInstalled(const std::string &tool, const std::vector<Fault> &faults,
-                            const std::string &lines) const {
+                            const std::string &lines, bool listStays = false) const {
         for (const Fault &fault : faults) {
             SCOPED_TRACE(tool + " " + fault.name);
             EXPECT_EQ(runWithout(tool, fault).status, 1);
             EXPECT_THAT(transcript(), HasSubstr(lines));
             EXPECT_TRUE(m_machine.isUnharmed());
             EXPECT_FALSE(m_machine.isInstalled());
+            EXPECT_EQ(fs::exists(packageListPath), listStays);
         }
         EXPECT_TRUE(m_machine.endsCompleteNextTime());
     }
@@ -356,7 +381,7 @@ TEST_F(InstallationTool, InstallerHangsUntilItIsKilled) {
         Program program(m_machine.command());
         EXPECT_TRUE(comesTrue([] { return fs::exists(pidFile); })) << traceText();
         EXPECT_FALSE(program.endsWithin(std::chrono::milliseconds(200)));
-        EXPECT_EQ(kill(std::stoi(readText(pidFile)), SIGKILL), 0);
+        killTool();
         EXPECT_EQ(program.wait().status, 1);
         EXPECT_THAT(transcript(), HasSubstr("\nFailed to install " + packagePath("")));
         EXPECT_TRUE(m_machine.isUnharmed());
@@ -367,7 +392,7 @@ TEST_F(InstallationTool, InstallerHangsUntilItIsKilled) {
 // The list stays, and with it the update for the next run.
 TEST_F(InstallationTool, SudoDoesNothing) {
     expectNotInstalled("sudo", allFaults(),
-                       scriptBegins + ">ERROR: execl failed ! Error: Permission denied \n");
+                       scriptBegins + ">ERROR: execl failed ! Error: Permission denied \n", true);
     EXPECT_THAT(transcript(), HasSubstr(scriptBegins + " Installing "));
 }
 
@@ -383,9 +408,19 @@ TEST_F(InstallationTool, ScriptsShellIsMissing) {
 
 // Installed all the same; what the list names is installed again, should nobody check before.
 TEST_F(InstallationTool, RmLeavesTheList) {
+    const auto installations = [] {
+        const std::string record = readText("/srv/rehearsal/log/installer.log");
+        return std::count(record.begin(), record.end(), '\n');
+    };
+    const auto before = installations();
     EXPECT_EQ(runWithout("rm", missing).status, 1);
     EXPECT_TRUE(m_machine.isInstalled());
     EXPECT_TRUE(fs::exists(packageListPath));
+    EXPECT_TRUE(fs::exists(packagePath("First.pkg")));
+    EXPECT_EQ(installations(), before + 2);
+    EXPECT_EQ(run(m_machine.command()).status, 1);
+    EXPECT_EQ(installations(), before + 4);
+    EXPECT_TRUE(m_machine.isUnharmed());
 }
 
 // The product keeps the old version in its configuration, so that the update is offered again.
@@ -393,6 +428,7 @@ TEST_F(InstallationTool, CpDoesNothing) {
     const std::string before = readText(prodConfigXml);
     EXPECT_EQ(runWithout("cp", missing).status, 1);
     EXPECT_EQ(readText(prodConfigXml), before);
+    EXPECT_FALSE(fs::exists(keyCoreDownloadCache));
     EXPECT_TRUE(m_machine.hasLostItsList());
     EXPECT_TRUE(m_machine.endsCompleteNextTime());
 }

@@ -78,7 +78,8 @@ void update() {
     records.setFreshInstallMode(false);
     records.setHotFixes(hotFixes);
     for (const HotFixPackageInfo &hotFix : *kept)
-        requireSafeDestination(packageDirectory(), records.folderOf(hotFix.url), afterLastSlash(hotFix.url));
+        requireSafeDestination(packageDirectory(), records.foldersOf({hotFix.url}).front(),
+                               afterLastSlash(hotFix.url));
     prepareConfiguration();
 }
 
@@ -105,7 +106,7 @@ void freshInstallation() {
     PackageRecords records;
     records.setProducts(products);
     for (const ProductInfo &product : products) {
-        requireSafeDestination(packageDirectory(), records.folderOf(product.url),
+        requireSafeDestination(packageDirectory(), records.foldersOf({product.url}).front(),
                                afterLastSlash(product.url));
         require(records.hashOf(product.url) == hashOfFirstNamed(products, product.url),
                 "a package's hash is that of the first product that its URL names");

@@ -33,7 +33,7 @@ TEST_P(Story, endsAtOnceWhenItIsInterrupted) {
     const Outcome outcome = outside(begin() + R"sh(
         set -m # a process group of its own, as in a terminal
         "${machine[@]}" "$story" "$results" >"$results/told" 2>&1 &
-        until grep -q "$line" "$results/told"; do kill -0 $! || exit; done
+        until grep -q "$line" "$results/told"; do kill -0 $! || exit; sleep 0.05; done
         kill -INT -- -$!
         wait $!
         echo "$?"
@@ -132,6 +132,21 @@ TEST(ValgrindScript, tellsItsUsage) {
               "usage: scripts/valgrind [OPTION]...\n");
 }
 
+TEST(BenchScript, tellsItsUsageAndRefusesWhatItCannotMeasure) {
+    EXPECT_EQ(
+        outside(R"sh("$rehearsal/../bench/run" --help | sed -n 1p)sh").output,
+        "usage: bench/run [--runs N] [--only GROUP[,GROUP...]] [--workloads NAME[,NAME...]] [--list]\n");
+    EXPECT_EQ(
+        outside(R"sh("$rehearsal/../bench/run" --fast)sh"),
+        (Outcome{"bench/run: there is no --fast\nbench/run: bench/run --help shows the options\n", 64}));
+    EXPECT_EQ(outside(R"sh("$rehearsal/../bench/run" --runs 0)sh"),
+              (Outcome{"bench/run: --runs needs a number of runs\n", 64}));
+    EXPECT_EQ(
+        outside(R"sh("$rehearsal/../bench/run" --only uploads 2>&1 | sed -n 1p; echo "${PIPESTATUS[0]}")sh")
+            .output,
+        "bench/run: there is no group uploads\n64\n");
+}
+
 class MeasuringScript : public testing::Test {
 protected:
     void SetUp() override {
@@ -145,6 +160,11 @@ TEST_F(MeasuringScript, tellsItsOwnUsage) {
               "usage: scripts/mutate [OPTION]...\n");
     EXPECT_EQ(outside(R"sh("$rehearsal/../scripts/coverage" --help | sed -n 1p)sh").output,
               "usage: scripts/coverage [OPTION]... [SUITE]...\n");
+}
+
+TEST_F(MeasuringScript, simulatesAFleetByTheFormulas) {
+    const Outcome outcome = outside(R"sh("$rehearsal/../bench/fleet/simulation-test")sh");
+    EXPECT_EQ(outcome.status, 0) << outcome;
 }
 
 TEST_F(MeasuringScript, refusesAnOptionThatItDoesNotKnow) {

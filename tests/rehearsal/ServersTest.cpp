@@ -138,6 +138,9 @@ void PrintTo(const ActionCase &shown, std::ostream *stream) {
 
 class ScriptAction : public testing::TestWithParam<ActionCase> {};
 
+// Long enough for a busy machine to send what comes.
+constexpr const char *stalling = "-m 2";
+
 TEST_P(ScriptAction, doesWhatItSays) {
     const ActionCase &given = GetParam();
     const Outcome outcome =
@@ -158,8 +161,8 @@ INSTANTIATE_TEST_SUITE_P(
                    "18 206 10 got /srv/rehearsal/scripted/file differ: char 1"},
         ActionCase{"cutBeforeTheFirstByte", "cut 0", "", "18 200 0 cmp: got: No such file or directory"},
         ActionCase{"reset", "reset 100000", "", "56 200 100000 cmp: EOF on got after byte 100000"},
-        ActionCase{"stall", "stall 1000", "-m 1", "28 200 1000 cmp: EOF on got after byte 1000"},
-        ActionCase{"silent", "silent", "-m 1", "28 000 0 cmp: got: No such file or directory"},
+        ActionCase{"stall", "stall 1000", stalling, "28 200 1000 cmp: EOF on got after byte 1000"},
+        ActionCase{"silent", "silent", stalling, "28 000 0 cmp: got: No such file or directory"},
         ActionCase{"drop", "drop", "", "52 000 0 cmp: got: No such file or directory"},
         ActionCase{"statusWithText", "status 503 go  away", "",
                    "0 503 8 got /srv/rehearsal/scripted/file differ: char 1"},
@@ -172,7 +175,7 @@ INSTANTIATE_TEST_SUITE_P(
         ActionCase{"moved", "moved 308 https://scripted.brovik.example/file", "-L", "0 200 200000 "},
         ActionCase{"raw", "raw cut", "", "18 200 4 cmp: EOF on got after byte 4"},
         ActionCase{"rawWithReset", "raw cut reset", "", "56 200 4 cmp: EOF on got after byte 4"},
-        ActionCase{"rawAndStall", "raw cut stall", "-m 1", "28 200 4 cmp: EOF on got after byte 4"},
+        ActionCase{"rawAndStall", "raw cut stall", stalling, "28 200 4 cmp: EOF on got after byte 4"},
         ActionCase{"rawForEver", "raw status repeat header", "",
                    "56 200 0 cmp: got: No such file or directory"},
         ActionCase{"redirect", "redirect https://scripted.brovik.example/file", "-L", "0 200 200000 "}),
@@ -186,7 +189,7 @@ TEST(Script, holdsForPlainHttpToo) {
         }
         script '/file 1 ok' '/file 2 cut 100000' '/file 3 reset 100000' '/file 4 stall 1000' '/file 5 drop' \
             '/file 6 no-length' '/file 7 silent' '/file 8 no-ranges'
-        fetch && fetch && fetch && fetch -m 1 && fetch && fetch && fetch -m 1 && fetch -r 5-
+        fetch && fetch && fetch && fetch -m 2 && fetch && fetch && fetch -m 2 && fetch -r 5-
         cut -d ' ' -f 3,5,7,11- /srv/rehearsal/log/service-requests.log | tail -n 1)sh");
     EXPECT_EQ(outcome.output, "0 200 200000 \n"
                               "18 200 100000 cmp: EOF on got after byte 100000\n"

@@ -57,7 +57,7 @@ std::size_t heapInUse() {
 } // namespace
 
 Footprint footprint() {
-    static_cast<void>(comesTrue([] { return entries("/proc/self/task") == 1; }, std::chrono::seconds(2)));
+    static_cast<void>(comesTrue([] { return entries("/proc/self/task") == 1; }));
     Footprint now{};
     now.residentKb = statusNumber("/proc/self/status", "VmRSS:");
     now.heapBytes = heapInUse();

@@ -32,7 +32,7 @@ inline bool comesTrue(const std::function<bool()> &condition,
     while (!condition()) {
         if (std::chrono::steady_clock::now() > end)
             return false;
-        std::this_thread::yield();
+        std::this_thread::sleep_for(std::chrono::milliseconds(1)); // leaves the processors to others
     }
     return true;
 }

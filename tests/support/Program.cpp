@@ -1,7 +1,9 @@
 #include "Program.h"
 
+#include <algorithm>
 #include <csignal>
 #include <filesystem>
+#include <iostream>
 #include <stdexcept>
 #include <system_error>
 
@@ -13,8 +15,12 @@
 #include <unistd.h>
 
 #include "TextFile.h"
+#include "TraceFile.h"
 
 namespace {
+
+// CTest ends a case after two minutes and shows what it has printed until then.
+constexpr std::chrono::seconds untilTold(90);
 
 void must(bool done, const std::string &what) {
     if (!done)
@@ -70,11 +76,28 @@ bool Program::endsWithin(std::chrono::milliseconds time) const {
 }
 
 Ended Program::wait() {
+    if (!endsWithin(untilTold))
+        tellWhereItHangs();
     int status = 0;
     must(waitpid(m_process, &status, 0) == m_process, "waitpid");
     m_process = -1;
     return {WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status), readText(m_output + "/out"),
             readText(m_output + "/err")};
+}
+
+void Program::tellWhereItHangs() const {
+    std::cout << "process " << m_process << " does not end:\n";
+    for (const auto &entry : std::filesystem::directory_iterator("/proc")) {
+        std::string words = readText(entry.path() / "cmdline");
+        std::replace(words.begin(), words.end(), '\0', ' ');
+        if (!words.empty())
+            std::cout << entry.path().filename() << ' ' << readText(entry.path() / "wchan") << ' ' << words
+                      << '\n';
+    }
+    const std::string trace = traceText();
+    constexpr std::size_t most = 2000;
+    std::cout << "the trace's end:\n"
+              << trace.substr(trace.size() - std::min(most, trace.size())) << std::endl;
 }
 
 void Program::send(int signal) const {

@@ -25,11 +25,13 @@ public:
     Program &operator=(Program &&) = delete;
 
     bool endsWithin(std::chrono::milliseconds time) const;
-    Ended wait();
+    Ended wait(); // prints where it hangs when it takes very long
     void send(int signal) const;
     pid_t id() const { return m_process; }
 
 private:
+    void tellWhereItHangs() const;
+
     std::string m_output; // the folder of what it writes
     pid_t m_process = -1;
 };

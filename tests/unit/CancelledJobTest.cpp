@@ -6,6 +6,7 @@
 #include <pthread.h>
 
 #include "ControllerFixture.h"
+#include "RefusedLock.h"
 
 namespace {
 
@@ -128,12 +129,11 @@ TEST_F(CancelledJobTest, AJobThatWaitsForAnotherIsCancelledToo) {
     background.run([this] { static_cast<void>(controller.productUpdate("1", "105", "CheckForInstall")); });
     ASSERT_TRUE(comesTrue([this] { return wasAsked("GET", "/core.xml"); }));
     background.run([this] {
-        installs = true;
+        // Its first lock is the one that it waits for, behind its ticket.
+        const LockWatch watch([this] { installs = true; });
         result = controller.freshInstall();
     });
     ASSERT_TRUE(comesTrue([this] { return installs.load(); }));
-    // It has no more to do than to draw its ticket before it waits.
-    std::this_thread::sleep_for(std::chrono::milliseconds(200));
     controller.cancelDownload();
     offerProducts({package("late.pkg", "1.0.1.0", "content")});
     gate.open();

@@ -26,9 +26,9 @@ target_link_options(DownloadControllerTest PRIVATE LINKER:--wrap=pthread_mutex_l
 target_compile_definitions(DownloadControllerTest PRIVATE PROGRAM_FILE="$<TARGET_FILE:productUpdater>")
 add_dependencies(DownloadControllerTest productUpdater)
 download_test(ConcurrencyTest SEAL --servers)
-download_test(CancelledJobTest SEAL --servers)
+download_test(CancelledJobTest SOURCES RefusedLock.cpp SEAL --servers)
 target_link_options(CancelledJobTest PRIVATE
-  LINKER:--wrap=pthread_cond_wait,--wrap=xmlCtxtReadIO
+  LINKER:--wrap=pthread_mutex_lock,--wrap=pthread_cond_wait,--wrap=xmlCtxtReadIO
   LINKER:--wrap=_ZN14DownloadHelper4InitEPKcS1_15CURLSetUpConfig)
 download_test(SameDestinationTest SEAL --servers)
 download_test(JobLockTest SOURCES ../support/Program.cpp SEAL --servers)

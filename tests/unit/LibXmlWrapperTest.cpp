@@ -525,6 +525,10 @@ TEST(LibXmlWrapperBigDocument, LimitsEntitiesPerQueryAndKeepsOneEntryPerNode) {
     EXPECT_EQ(first.front(), "v" + entity + "w");
     EXPECT_EQ(first.back(), "vw");
     EXPECT_EQ(document.getXPathAllOptionalElement("/r/h", "a", "default"), first);
+    const auto several = document.getXPathAllOptionalElements("/r/h", {"a", "a"}, "default");
+    ASSERT_EQ(several.size(), first.size());
+    for (std::size_t i = 0; i < first.size(); ++i)
+        ASSERT_THAT(several[i], ElementsAre(first[i], first[i]));
 }
 
 TEST(LibXmlWrapperBigDocument, JoinsMillionsOfTextsInLinearTime) {
@@ -721,6 +725,16 @@ TEST_F(Queries, GiveTheFirstOptionalChildOfEveryNodeOrTheDefault) {
     EXPECT_THAT(m_document.getXPathAllOptionalElement("/r/a", "n", "default"),
                 ElementsAre("first", "default", "third"));
     EXPECT_THAT(m_document.getXPathAllOptionalElement("/r/none", "n", "default"), IsEmpty());
+}
+
+TEST_F(Queries, GiveSeveralOptionalChildrenOfEveryNode) {
+    EXPECT_THAT(m_document.getXPathAllOptionalElements("/r/a", {"n", "none", "n"}, "default"),
+                ElementsAre(ElementsAre("first", "default", "first"),
+                            ElementsAre("default", "default", "default"),
+                            ElementsAre("third", "default", "third")));
+    EXPECT_THAT(m_document.getXPathAllOptionalElements("/r/a", {}, "default"),
+                ElementsAre(IsEmpty(), IsEmpty(), IsEmpty()));
+    EXPECT_THAT(m_document.getXPathAllOptionalElements("/r/none", {"n"}, "default"), IsEmpty());
 }
 
 TEST_F(Queries, TakeNoGrandchildForAnOptionalChild) {

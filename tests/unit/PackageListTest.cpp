@@ -237,6 +237,13 @@ TEST(PackageListRemove, TellsAListThatStays) {
     EXPECT_EQ(umount(path.c_str()), 0);
 }
 
+TEST(PackageListRemove, HasNothingToDoWithoutAListOnADiskThatTakesNoChanges) {
+    ASSERT_EQ(mount("/tmp", "/tmp", nullptr, MS_BIND, nullptr), 0);
+    ASSERT_EQ(mount(nullptr, "/tmp", nullptr, MS_REMOUNT | MS_BIND | MS_RDONLY, nullptr), 0);
+    EXPECT_TRUE(removePackageList());
+    EXPECT_EQ(umount("/tmp"), 0);
+}
+
 TEST(PackageListRemove, LeavesWhatWasNeverAList) {
     std::filesystem::create_directory(path);
     EXPECT_TRUE(removePackageList());

@@ -1,9 +1,12 @@
 #include "PackageRecords.h"
 
 #include <ctime>
+#include <random>
 #include <stdexcept>
 
 #include <gtest/gtest.h>
+
+#include "Text.h"
 
 namespace {
 
@@ -20,6 +23,10 @@ HotFixPackageInfo hotFix(const std::string &url, const std::string &hash, const 
     info.productVer = version;
     info.repost = repost;
     return info;
+}
+
+std::string folderOf(const PackageRecords &records, const char *url) {
+    return records.foldersOf({url}).front();
 }
 
 // --- products: a name anywhere in the URL, a file name anywhere in a URL
@@ -54,10 +61,53 @@ TEST(ProductRecords, GiveTheVersionOfTheFirstUrlThatContainsTheFileName) {
     PackageRecords records;
     records.setProducts(
         {product("https://host/aa.pkg", "A", "", "1.0"), product("https://host/a.pkg", "B", "", "2.0")});
-    EXPECT_EQ(records.folderOf("https://other/a.pkg"), "1.0");
-    EXPECT_EQ(records.folderOf("aa.pkg"), "1.0");
-    EXPECT_EQ(records.folderOf("https://other/b.pkg"), "");
-    EXPECT_EQ(records.folderOf("https://other/"), "1.0");
+    EXPECT_EQ(folderOf(records, "https://other/a.pkg"), "1.0");
+    EXPECT_EQ(folderOf(records, "aa.pkg"), "1.0");
+    EXPECT_EQ(folderOf(records, "https://other/b.pkg"), "");
+    EXPECT_EQ(folderOf(records, "https://other/"), "1.0");
+}
+
+// The rules as they are told, one record after the other.
+std::string hashByWalking(const std::vector<ProductInfo> &products, const std::string &url) {
+    for (const ProductInfo &info : products) {
+        if (contains(url, info.name))
+            return info.hash;
+    }
+    return "";
+}
+
+std::string folderByWalking(const std::vector<ProductInfo> &products, const std::string &url) {
+    for (const ProductInfo &info : products) {
+        if (contains(info.url, afterLastSlash(url)))
+            return info.version;
+    }
+    return "";
+}
+
+TEST(ProductRecords, AreThoseThatOneFindsByWalking) {
+    std::mt19937 random;
+    const std::string bytes = "aab/.\xe4\x01";
+    const auto text = [&] {
+        std::string made;
+        for (std::size_t left = random() % 9; left > 0; --left)
+            made += bytes[random() % bytes.size()];
+        return made;
+    };
+    for (int round = 0; round < 5'000; ++round) {
+        std::vector<ProductInfo> products;
+        for (std::size_t left = random() % 8; left > 0; --left)
+            products.push_back(
+                product(text(), text(), std::to_string(products.size()), "v" + std::to_string(left)));
+        const std::vector<std::string> urls{text(), text(), text(), "/" + text() + "/"};
+        PackageRecords records;
+        records.setProducts(products);
+        const std::vector<std::string> folders = records.foldersOf(urls);
+        ASSERT_EQ(folders.size(), urls.size());
+        for (std::size_t i = 0; i < urls.size(); ++i) {
+            ASSERT_EQ(folders[i], folderByWalking(products, urls[i])) << urls[i];
+            ASSERT_EQ(records.hashOf(urls[i]), hashByWalking(products, urls[i])) << urls[i];
+        }
+    }
 }
 
 // --- hot-fixes: the whole URL
@@ -68,11 +118,11 @@ TEST(HotFixRecords, AreFoundByTheWholeUrlAndTheFirstCounts) {
     records.setHotFixes({hotFix("u/a.pkg", "H1", "1.0"), hotFix("u/a.pkg", "H2", "2.0"),
                          hotFix("u/r.pkg", "H3", "3.0", true)});
     EXPECT_EQ(records.hashOf("u/a.pkg"), "H1");
-    EXPECT_EQ(records.folderOf("u/a.pkg"), "1.0");
-    EXPECT_EQ(records.folderOf("u/r.pkg"), "repost/3.0");
+    EXPECT_EQ(folderOf(records, "u/a.pkg"), "1.0");
+    EXPECT_EQ(folderOf(records, "u/r.pkg"), "repost/3.0");
     for (const char *unknown : {"", "u/a.pk", "u/a.pkg ", "U/a.pkg", "x/u/a.pkg"}) {
         EXPECT_EQ(records.hashOf(unknown), "");
-        EXPECT_EQ(records.folderOf(unknown), "");
+        EXPECT_EQ(folderOf(records, unknown), "");
     }
 }
 
@@ -83,7 +133,11 @@ TEST(PackageRecords, GiveTheDestinationBelowAFolderOrRefuseIt) {
         {hotFix("https://host/a.pkg", "", "1.0.1.0", true), hotFix("https://host/b.pkg", "", "$(reboot)")});
     EXPECT_EQ(records.destinationOf("https://host/a.pkg", "/folder"), "/folder/repost/1.0.1.0/a.pkg");
     EXPECT_EQ(records.destinationOf("https://host/c.xml", "/folder"), "/folder//c.xml");
+    EXPECT_EQ(records.destinationsOf({"https://host/c.pkg", "https://host/a.pkg"}, "/folder"),
+              (std::vector<std::string>{"/folder//c.pkg", "/folder/repost/1.0.1.0/a.pkg"}));
     EXPECT_THROW(records.destinationOf("https://host/b.pkg", "/folder"), std::invalid_argument);
+    EXPECT_THROW(records.destinationsOf({"https://host/a.pkg", "https://host/b.pkg"}, "/folder"),
+                 std::invalid_argument);
 }
 
 TEST(PackageRecords, TheModeChoosesTheList) {
@@ -101,7 +155,7 @@ TEST(PackageRecords, ANewListReplacesTheOld) {
     records.setProducts({product("u", "a", "H1", "1")});
     records.setProducts({});
     EXPECT_EQ(records.hashOf("a"), "");
-    EXPECT_EQ(records.folderOf("u"), "");
+    EXPECT_EQ(folderOf(records, "u"), "");
 }
 
 // A linear search for each would take 10^10 comparisons.
@@ -116,11 +170,15 @@ TEST(PackageRecords, AHundredThousandLookUpsInAHundredThousandRecordsAreSoonDone
     PackageRecords records;
     records.setProducts(products);
     records.setHotFixes(hotFixes);
+    std::vector<std::string> urls;
+    for (const HotFixPackageInfo &info : hotFixes)
+        urls.push_back(info.url);
     const std::clock_t begin = std::clock();
     for (const bool isFresh : {true, false}) {
         records.setFreshInstallMode(isFresh);
         for (const HotFixPackageInfo &info : hotFixes)
             ASSERT_EQ(records.hashOf(info.url), info.hash);
+        ASSERT_TRUE(records.foldersOf(urls) == std::vector<std::string>(urls.size(), "1"));
     }
     EXPECT_LT((std::clock() - begin) / CLOCKS_PER_SEC, 20);
 }

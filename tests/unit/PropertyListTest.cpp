@@ -526,6 +526,36 @@ TEST(PropertyListWrite, LeavesWhoeverReadsTheOldContentUndisturbed) {
     EXPECT_EQ(readText(path), plist("<dict/>\n"));
 }
 
+TEST(PropertyListWrite, LeavesAFileThatHoldsItAlreadyAsItIs) {
+    PropertyList list;
+    list.setDictionary("Key", {{"Text", "of\rtwo lines"}});
+    ASSERT_TRUE(list.write(path));
+    const ino_t file = statusOf(path).st_ino;
+    ASSERT_TRUE(list.write(path));
+    EXPECT_EQ(statusOf(path).st_ino, file);
+}
+
+TEST(PropertyListWrite, ReplacesAFileThatDiffersByOneByte) {
+    ASSERT_TRUE(PropertyList().write(path));
+    const std::string written = readText(path);
+    std::string changed = written;
+    changed.back() = ' ';
+    for (const std::string &other :
+         {changed, written + "\n", written.substr(0, written.size() - 1), std::string()}) {
+        writeText(path, other);
+        EXPECT_TRUE(PropertyList().write(path));
+        EXPECT_EQ(readText(path), written);
+    }
+}
+
+TEST(PropertyListWrite, ReplacesALinkToAFileThatHoldsItAlready) {
+    ASSERT_TRUE(PropertyList().write(path));
+    std::filesystem::rename(path, path + ".real");
+    std::filesystem::create_symlink(path + ".real", path);
+    EXPECT_TRUE(PropertyList().write(path));
+    EXPECT_FALSE(std::filesystem::is_symlink(path));
+}
+
 TEST(PropertyListWrite, LeavesNothingElseBehind) {
     const std::size_t before = filesIn("/private/tmp");
     EXPECT_TRUE(PropertyList().write(path));

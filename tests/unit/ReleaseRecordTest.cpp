@@ -351,6 +351,31 @@ TEST_F(ReleaseRecordTest, NeitherReadsNorWritesThroughALinkToAnothersList) {
     EXPECT_EQ(readText(configurationPlistPath).find("AffID"), std::string::npos);
 }
 
+// Hosts ask for the progress again and again; what others do to the list meanwhile is mended each time.
+TEST_F(ReleaseRecordTest, LeavesAListThatHoldsTheRecordUnwrittenAndMendsAnyOther) {
+    openTrace();
+    record.setRelName("basicmac4.0");
+    record.writeToPropertyList(std::nullopt);
+    const std::string recorded = readText(configurationPlistPath);
+    struct stat before {};
+    ASSERT_EQ(stat(configurationPlistPath, &before), 0);
+    record.writeToPropertyList(std::nullopt);
+    struct stat after {};
+    ASSERT_EQ(stat(configurationPlistPath, &after), 0);
+    EXPECT_EQ(after.st_ino, before.st_ino);
+
+    writeText(configurationPlistPath, recorded + " ");
+    record.writeToPropertyList(std::nullopt);
+    EXPECT_EQ(readText(configurationPlistPath), recorded);
+    std::filesystem::remove(configurationPlistPath);
+    record.writeToPropertyList(std::nullopt);
+    EXPECT_THAT(readText(configurationPlistPath), HasSubstr("<string>basicmac4.0</string>"));
+
+    const std::string begins = "INFO: Updating /tmp/configuratiob.plist : buildno and version \n";
+    const std::string done = "INFO: Version and Build no Updated to plist successfully\n";
+    EXPECT_THAT(traceMessages(), ElementsAre(begins, done, begins, done, begins, done, begins, done));
+}
+
 TEST_F(ReleaseRecordTest, TellsItsStepsInTheTrace) {
     openTrace();
     record.writeToPropertyList(std::nullopt);

@@ -116,12 +116,20 @@ TEST(ShellPipe, ADaemonThatWritesWithoutEndIsNotWaitedForEither) {
 }
 
 TEST(ShellPipe, WithoutAThreadACommandSurvivesOutputThatNobodyReads) {
-    ShellPipe pipe("i=0; while [ $i -lt 3000 ]; do echo 'installer: a warning of some length'; i=$((i + 1)); "
-                   "done; exit 3");
+    // Long enough to get a thread otherwise.
+    ShellPipe pipe("sleep 0.2; i=0; while [ $i -lt 3000 ]; do echo 'installer: a warning of some length'; "
+                   "i=$((i + 1)); done; exit 3");
     const FailingAllocation failingAllocation(0);
     const int status = pipe.close();
     EXPECT_TRUE(failingAllocation.happened());
     EXPECT_EQ(WEXITSTATUS(status), 3);
+}
+
+TEST(ShellPipe, ACommandThatEndsSoonNeedsNoThread) {
+    ShellPipe pipe("echo unread");
+    const FailingAllocation failingAllocation(0);
+    EXPECT_EQ(pipe.close(), 0);
+    EXPECT_FALSE(failingAllocation.happened());
 }
 
 TEST(ShellPipe, LeavesNoDescriptorOpen) {
@@ -131,7 +139,7 @@ TEST(ShellPipe, LeavesNoDescriptorOpen) {
     };
     const auto before = countOpen();
     EXPECT_TRUE(runShellCommand("echo unread"));
-    { const ShellPipe pipe("sleep 0.1 & echo unread"); }
+    { const ShellPipe pipe("sleep 0.3 & echo unread"); }
     EXPECT_EQ(countOpen(), before);
 }
 

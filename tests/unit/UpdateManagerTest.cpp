@@ -645,6 +645,12 @@ TEST(PackageOrder, TellsWhatGaveEachPackageItsPlace) {
                             is("repost/1.0/S.pkg", PlacedBy::nothing, "")));
 }
 
+TEST(PackageOrder, NoNameDecidesWhereAVersionHasOnePackage) {
+    EXPECT_THAT(placedPackages({"1.0/A.pkg", "2.0/B.pkg"}, {"B.pkg", "A.pkg"}),
+                testing::Each(AllOf(Field(&PlacedPackage::rule, PlacedBy::version),
+                                    Field(&PlacedPackage::orderName, ""))));
+}
+
 // The place within the version decides among the reposts of one name; that it was named there admits none.
 TEST(PackageOrder, RepostThatItsVersionNamesIsLeftOutAllTheSame) {
     const std::list<PlacedPackage> placed =
@@ -655,6 +661,22 @@ TEST(PackageOrder, RepostThatItsVersionNamesIsLeftOutAllTheSame) {
 
 TEST(PackageOrder, EmptyPathIsLeftOut) {
     EXPECT_THAT(orderOf({"", packages + "1.0/A.pkg", ""}), ElementsAre(packages + "1.0/A.pkg"));
+}
+
+// A search of all packages for each name would take 10^10 comparisons.
+TEST(PackageOrder, AHundredThousandNamedPackagesOfOneVersionAreSoonOrdered) {
+    Texts paths;
+    Texts names;
+    for (int i = 0; i < 100'000; ++i) {
+        names.push_back("package" + std::to_string(i) + ".pkg");
+        paths.push_back(packages + "1.0/" + names.back());
+    }
+    const Texts expected(paths.rbegin(), paths.rend());
+    std::reverse(names.begin(), names.end());
+    const std::clock_t begin = std::clock();
+    const std::list<std::string> ordered = installationOrder(paths, names);
+    EXPECT_LT((std::clock() - begin) / CLOCKS_PER_SEC, 10);
+    EXPECT_TRUE(Texts(ordered.begin(), ordered.end()) == expected);
 }
 
 TEST(PackageOrder, GivenPackagesAreSortedInPlaceAndLoseTheBrandingOnes) {

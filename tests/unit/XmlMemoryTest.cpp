@@ -112,6 +112,13 @@ INSTANTIATE_TEST_SUITE_P(
         Query{"AllElements", [](LibXmlWrapper &d) { return joined(d.getXPathAllElement("//h/a | //n")); }},
         Query{"Optional",
               [](LibXmlWrapper &d) { return joined(d.getXPathAllOptionalElement("/r/h", "a", "-")); }},
+        Query{"SeveralOptional",
+              [](LibXmlWrapper &d) {
+                  std::string all;
+                  for (const auto &texts : d.getXPathAllOptionalElements("/r/h", {"a", "n"}, "-"))
+                      all += joined(texts);
+                  return all;
+              }},
         Query{"Property", [](LibXmlWrapper &d) { return joined(d.getPropertyValue("/r/h", "k")); }},
         Query{"Markup", [](LibXmlWrapper &d) { return joined(d.getAllElements("/r/h")); }},
         Query{"Image",

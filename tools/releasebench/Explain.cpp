@@ -154,17 +154,18 @@ std::string whySelected(const HotFixPackageInfo &hotFix, const Machine &machine,
 }
 
 std::string whyPlaced(const PlacedPackage &package) {
+    const std::string version = "version " + std::string(hotFixVersionOf(package.path));
     switch (package.rule) {
     case PlacedBy::nothing:
         return "repost, which no order name admits";
     case PlacedBy::nameOfRepost:
         return "repost, admitted by the order name \"" + package.orderName + "\"";
     case PlacedBy::nameWithinVersion:
-        return "version " + hotFixVersionOf(package.path) + ", order name \"" + package.orderName + "\"";
+        return version + ", order name \"" + package.orderName + "\"";
     case PlacedBy::version:
         break;
     }
-    return "version " + hotFixVersionOf(package.path) + ", no order name";
+    return version + ", no order name decides";
 }
 
 int runExplain(const ExplainOptions &options) {

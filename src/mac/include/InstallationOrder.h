@@ -4,13 +4,14 @@
 
 #include <list>
 #include <string>
+#include <string_view>
 #include <vector>
 
 // Whether the package, by any part of its path, is one that is installed at once and stands in no order.
 bool isBrandingPackage(const std::string &path);
 
-// The version in the name of the directory that holds the package.
-std::string hotFixVersionOf(const std::string &path);
+// The version in the name of the directory that holds the package: a part of the path.
+std::string_view hotFixVersionOf(std::string_view path);
 
 // Sorts paths by ascending hot-fix version, from first to last inclusive; equal versions keep no order. Takes
 // n log n comparisons for n paths, whatever their order, on a stack of a fixed size.

@@ -71,6 +71,11 @@ public:
     // node. Here and in attributes entities are substituted, by 10,000,000 bytes a query at most.
     std::vector<std::string> getXPathAllOptionalElement(const std::string &xpath, const std::string &child,
                                                         const std::string &defaultValue) const;
+    // The same for several children at once, each as by a query of its own: for every node its text of each.
+    // Many nodes are then gone through once instead of once a child.
+    std::vector<std::vector<std::string>>
+    getXPathAllOptionalElements(const std::string &xpath, const std::vector<std::string> &children,
+                                const std::string &defaultValue) const;
     // The attribute's values, of the selected elements that have it.
     std::vector<std::string> getPropertyValue(const std::string &xpath, const std::string &attribute) const;
     // The markup of every selected node; each is printed to standard output too.

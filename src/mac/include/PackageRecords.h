@@ -27,11 +27,14 @@ public:
     // The hash of the first product whose name occurs anywhere in the URL, or of the first hot-fix with just
     // this URL; "" when there is none.
     std::string hashOf(const std::string &url) const;
-    // The sub-folder of a download: the version of the first product whose URL contains the file name, or the
-    // one that the first hot-fix with just this URL brings, below "repost" for one that the suite's service
-    // installs later; "" for a file that no catalog lists.
-    std::string folderOf(const std::string &url) const;
-    // Where a download goes below a folder. Throws std::invalid_argument when no command may name that path.
+    // The sub-folder of each download: the version of the first product whose URL contains the file name, or
+    // the one that the first hot-fix with just this URL brings, below "repost" for one that the suite's
+    // service installs later; "" for a file that no catalog lists.
+    std::vector<std::string> foldersOf(const std::vector<std::string> &urls) const;
+    // Where each download goes below a folder. Throws std::invalid_argument when no command may name one of
+    // these paths.
+    std::vector<std::string> destinationsOf(const std::vector<std::string> &urls,
+                                            const std::string &folder) const;
     std::string destinationOf(const std::string &url, const std::string &folder) const;
 
 private:

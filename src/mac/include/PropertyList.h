@@ -31,8 +31,9 @@ public:
                        const std::vector<std::pair<std::string, std::string>> &entries);
 
     // Writes the whole list as an XML property list, replacing the file at once: a reader sees the old or
-    // the new content, never a half. Mode and owner of an existing file stay, a new one is writable for its
-    // owner only; a link is replaced. False when it failed; the file is unchanged then.
+    // the new content, never a half. A file that holds just that already stays as it is. Mode and owner of an
+    // existing file stay, a new one is writable for its owner only; a link is replaced. False when it failed;
+    // the file is unchanged then.
     bool write(const std::string &path) const;
 
     // The text of a key; none when it is missing or not a string.

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <exception>
+#include <iterator>
 #include <new>
 #include <stdexcept>
 #include <utility>
@@ -42,11 +43,17 @@ struct CatalogTexts {
 
 // What a hot-fix consists of, in the order of the record's fields.
 enum HotFixItem { name, url, hash, size, minVer, maxVer, osxMinVer, osxMaxVer, productVer, buildNo, repost };
-const std::array<const std::string *, 11> hotFixItemNames = {
-    &keyName,       &keyProductUrl, &keyProductHash,  &keySize,      &keyHFMinVer, &keyHFmaxVer,
-    &keyHFOsMinVer, &keyHFOsMaxVer, &keyHFProductVer, &keyHFBuildno, &keyRepost,
-};
-using HotFixTexts = std::array<std::vector<std::string>, hotFixItemNames.size()>;
+std::vector<std::string> hotFixItems() {
+    return {keyName,       keyProductUrl, keyProductHash,  keySize,      keyHFMinVer, keyHFmaxVer,
+            keyHFOsMinVer, keyHFOsMaxVer, keyHFProductVer, keyHFBuildno, keyRepost};
+}
+
+HotFixPackageInfo hotFixOf(std::vector<std::string> &&texts) {
+    return {std::move(texts[name]),      std::move(texts[url]),       std::move(texts[hash]),
+            std::move(texts[size]),      std::move(texts[minVer]),    std::move(texts[maxVer]),
+            std::move(texts[osxMinVer]), std::move(texts[osxMaxVer]), std::move(texts[productVer]),
+            std::move(texts[buildNo]),   texts[repost] == "YES"};
+}
 
 // What the system did not let be read must not count as empty.
 void requireWhole(const LibXmlWrapper &document) {
@@ -58,14 +65,11 @@ bool isWithoutMemory(const std::exception &error) {
     return dynamic_cast<const std::bad_alloc *>(&error) != nullptr;
 }
 
-void readHotFixes(const std::string &catalogPath, HotFixTexts &texts) {
+std::vector<std::vector<std::string>> readHotFixes(const std::string &catalogPath) {
     const LibXmlWrapper catalog(catalogPath);
-    for (std::size_t item = 0; item < texts.size(); ++item) {
-        std::vector<std::string> read =
-            catalog.getXPathAllOptionalElement(keyHotFixPackage, *hotFixItemNames[item], keyDefaultValue);
-        std::move(read.begin(), read.end(), std::back_inserter(texts[item]));
-    }
+    auto texts = catalog.getXPathAllOptionalElements(keyHotFixPackage, hotFixItems(), keyDefaultValue);
     requireWhole(catalog);
+    return texts;
 }
 
 // True for every path that does not begin with "Partner", so for every absolute one (kept: packages of one
@@ -185,19 +189,17 @@ void CatalogParser::appendProduct(const std::string &catalogPath) {
 
 std::vector<HotFixPackageInfo> CatalogParser::getHotFixInfo(std::list<std::string> catalogPaths) {
     catalogTrace.info("INFO : Getting Hotfix info\n");
-    HotFixTexts texts;
+    // All or none: what a later file lacks the memory for must not leave those of an earlier one.
+    std::vector<HotFixPackageInfo> hotFixes;
     for (const std::string &path : catalogPaths) {
         setCBRMSBuildNoFromDynamicBrandingCatalog(path);
-        readHotFixes(path, texts);
+        for (std::vector<std::string> &texts : readHotFixes(path))
+            hotFixes.push_back(hotFixOf(std::move(texts)));
     }
     {
         const MutexLock lock(m_listMutex);
-        for (std::size_t i = 0; i < texts[name].size(); ++i) {
-            m_hotFixList.push_back({texts[name].at(i), texts[url].at(i), texts[hash].at(i), texts[size].at(i),
-                                    texts[minVer].at(i), texts[maxVer].at(i), texts[osxMinVer].at(i),
-                                    texts[osxMaxVer].at(i), texts[productVer].at(i), texts[buildNo].at(i),
-                                    texts[repost].at(i) == "YES"});
-        }
+        m_hotFixList.insert(m_hotFixList.end(), std::make_move_iterator(hotFixes.begin()),
+                            std::make_move_iterator(hotFixes.end()));
     }
     return getHotFixList();
 }

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <stdexcept>
+#include <string_view>
 
 #include "Text.h"
 
@@ -10,7 +11,8 @@ namespace {
 // A blank is not among them: in a file's name it breaks the hash check and does no other harm.
 bool isRefused(char character) {
     const auto code = static_cast<unsigned char>(character);
-    return code < 0x20 || code == 0x7f || contains(";&|<>()$`\\\"'", std::string(1, character));
+    constexpr std::string_view shellCharacters = ";&|<>()$`\\\"'";
+    return code < 0x20 || code == 0x7f || shellCharacters.find(character) != std::string_view::npos;
 }
 
 bool leadsOut(const std::string &relativePath) {

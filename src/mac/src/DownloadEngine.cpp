@@ -28,9 +28,10 @@ Cancellation::OutstandingPackages DownloadEngine::beginJob(Cancellation::Ticket 
 void DownloadEngine::downLoad(const std::list<const char *> &urls, const std::string &destination) {
     trace.info("INFO: Download Start\n");
     try {
+        const std::vector<std::string> addresses(urls.begin(), urls.end());
         OwnedTexts files;
-        for (const std::string url : urls)
-            files.append(m_records.destinationOf(url, destination));
+        for (const std::string &path : m_records.destinationsOf(addresses, destination))
+            files.append(path);
         for (const std::string file : files.list()) {
             if (!runShellCommand("sudo mkdir -p " + file.substr(0, file.rfind('/')))) {
                 trace.error("Error: Failed to create %s\n", destination.c_str());

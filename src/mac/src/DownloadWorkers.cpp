@@ -117,6 +117,7 @@ DownloadWorkers::Snapshots DownloadWorkers::snapshots() const {
     Snapshots all;
     const MutexLock lock(m_mutex);
     all.workers = m_downloadHelperList.size();
+    all.infos.reserve(all.workers);
     for (const DownloadHelper *worker : m_downloadHelperList) {
         if (worker != nullptr)
             all.infos.push_back(worker->getProgressInfo());

@@ -3,8 +3,10 @@
 #include <algorithm>
 #include <cstddef>
 #include <map>
+#include <string_view>
+#include <utility>
 
-#include <boost/algorithm/string/find.hpp>
+#include <boost/algorithm/string/case_conv.hpp>
 
 #include "Text.h"
 #include "Version.h"
@@ -65,27 +67,45 @@ void take(Places &from, Places::iterator package, PlacedBy rule, const std::stri
 
 // The named packages come first, in the order of the names; the others follow as they were.
 Places orderWithinVersion(Places group, const std::vector<std::string> &orderNames) {
+    if (group.size() < 2)
+        return group;
+    // Packages of one name as they stand.
+    std::multimap<std::string_view, Places::iterator> byName;
+    for (auto package = group.begin(); package != group.end(); ++package)
+        byName.emplace(lastComponent(package->path), package);
     Places ordered;
     for (const std::string &orderName : orderNames) {
-        const auto named = std::find_if(group.begin(), group.end(), [&](const PlacedPackage &package) {
-            return afterLastSlash(package.path) == orderName;
-        });
-        if (named != group.end())
-            take(group, named, PlacedBy::nameWithinVersion, orderName, ordered);
+        const auto named = byName.lower_bound(orderName);
+        if (named == byName.end() || named->first != orderName)
+            continue;
+        take(group, named->second, PlacedBy::nameWithinVersion, orderName, ordered);
+        byName.erase(named);
     }
     ordered.splice(ordered.end(), group);
     return ordered;
 }
 
-// Each name admits one repost package; one that no name admits is left out.
+struct Repost {
+    Places::iterator package;
+    std::string inUpperCase;
+};
+
+// Each name admits one repost package, in any letter case; one that no name admits is left out. An empty name
+// admits none.
 Places takeReposts(Places &reposts, const std::vector<std::string> &orderNames) {
+    std::list<Repost> left;
+    for (auto package = reposts.begin(); package != reposts.end(); ++package)
+        left.push_back({package, boost::algorithm::to_upper_copy(package->path)});
     Places taken;
     for (const std::string &orderName : orderNames) {
-        const auto named = std::find_if(reposts.begin(), reposts.end(), [&](const PlacedPackage &package) {
-            return !boost::algorithm::ifind_first(package.path, orderName).empty();
+        const std::string name = boost::algorithm::to_upper_copy(orderName);
+        const auto named = std::find_if(left.begin(), left.end(), [&name](const Repost &repost) {
+            return !name.empty() && contains(repost.inUpperCase, name);
         });
-        if (named != reposts.end())
-            take(reposts, named, PlacedBy::nameOfRepost, orderName, taken);
+        if (named == left.end())
+            continue;
+        take(reposts, named->package, PlacedBy::nameOfRepost, orderName, taken);
+        left.erase(named);
     }
     return taken;
 }
@@ -96,9 +116,8 @@ bool isBrandingPackage(const std::string &path) {
     return contains(path, "DynamicBranding.pkg");
 }
 
-std::string hotFixVersionOf(const std::string &path) {
-    const std::string directory = path.substr(0, path.rfind('/'));
-    const std::string name = afterLastSlash(directory);
+std::string_view hotFixVersionOf(std::string_view path) {
+    const std::string_view name = lastComponent(path.substr(0, path.rfind('/')));
     // Any one of these characters, not the three together (kept as shipped).
     return name.substr(name.find_last_of("HF_") + 1);
 }
@@ -108,14 +127,14 @@ void sortByHotFixVersion(std::vector<std::string> &paths, int first, int last) {
 }
 
 int splitAroundVersion(std::vector<std::string> &paths, const std::string &pivot, int first, int last) {
-    // A copy: the pivot may be one of the paths.
-    const std::string pivotVersion = hotFixVersionOf(pivot);
+    // Read once: the pivot may be one of the paths.
+    const auto pivotVersion = parseVersion(hotFixVersionOf(pivot));
     int low = first;
     int high = last;
     while (true) {
-        while (low < last && isGreaterVersion(pivotVersion, hotFixVersionOf(at(paths, low))))
+        while (low < last && parseVersion(hotFixVersionOf(at(paths, low))) < pivotVersion)
             ++low;
-        while (high > first && isGreaterVersion(hotFixVersionOf(at(paths, high)), pivotVersion))
+        while (high > first && parseVersion(hotFixVersionOf(at(paths, high))) > pivotVersion)
             --high;
         if (low >= high)
             return std::max(first, std::min(high, last - 1));
@@ -138,7 +157,7 @@ std::list<std::string> installationOrder(const std::vector<std::string> &sortedP
 std::list<PlacedPackage> placedPackages(const std::vector<std::string> &sortedPaths,
                                         const std::vector<std::string> &orderNames) {
     // The text order of the versions decides between groups: 10 comes before 9 (kept).
-    std::map<std::string, Places> groups;
+    std::map<std::string_view, Places> groups;
     for (const std::string &path : sortedPaths)
         groups[hotFixVersionOf(path)].push_back({path, PlacedBy::version, ""});
 

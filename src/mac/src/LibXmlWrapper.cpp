@@ -221,6 +221,20 @@ std::vector<std::string> LibXmlWrapper::getXPathAllOptionalElement(const std::st
     return texts;
 }
 
+std::vector<std::vector<std::string>>
+LibXmlWrapper::getXPathAllOptionalElements(const std::string &xpath, const std::vector<std::string> &children,
+                                           const std::string &defaultValue) const {
+    std::vector<TextJoiner> joiners(children.size());
+    std::vector<std::vector<std::string>> nodes;
+    for (const xmlNode *node : select(xpath)) {
+        std::vector<std::string> &texts = nodes.emplace_back();
+        texts.reserve(children.size());
+        for (std::size_t i = 0; i < children.size(); ++i)
+            texts.push_back(joiners[i].textOfChild(node, children[i]).value_or(defaultValue));
+    }
+    return nodes;
+}
+
 std::vector<std::string> LibXmlWrapper::getPropertyValue(const std::string &xpath,
                                                          const std::string &attribute) const {
     TextJoiner joiner;

@@ -1,51 +1,50 @@
 #include "PackageRecords.h"
 
-#include <algorithm>
 #include <cstddef>
-#include <set>
 #include <string_view>
 #include <unordered_map>
 #include <utility>
 
 #include "DestinationPath.h"
 #include "Text.h"
+#include "TextFinder.h"
 
-// Finds products by their names, of which each is looked for at every place of a URL at once.
 class PackageRecords::Products {
 public:
     Products() = default;
     explicit Products(std::vector<ProductInfo> list)
-        : m_list(std::move(list)) {
-        for (std::size_t i = 0; i < m_list.size(); ++i) {
-            m_firstByName.emplace(m_list[i].name, i);
-            m_nameLengths.insert(m_list[i].name.size());
-        }
-    }
+        : m_list(std::move(list))
+        , m_names(textsOf(&ProductInfo::name)) {}
 
     std::string hashOf(std::string_view url) const {
-        std::size_t first = m_list.size();
-        for (const std::size_t length : m_nameLengths) {
-            for (std::size_t begin = 0; begin + length <= url.size(); ++begin) {
-                const auto found = m_firstByName.find(url.substr(begin, length));
-                if (found != m_firstByName.end())
-                    first = std::min(first, found->second);
-            }
-        }
-        return first < m_list.size() ? m_list[first].hash : "";
+        const std::size_t first = m_names.firstWithin(url);
+        return first != TextFinder::none ? m_list[first].hash : "";
     }
 
-    std::string folderOf(const std::string &url) const {
-        const std::string fileName = afterLastSlash(url);
-        const auto found =
-            std::find_if(m_list.begin(), m_list.end(),
-                         [&fileName](const ProductInfo &product) { return contains(product.url, fileName); });
-        return found != m_list.end() ? found->version : "";
+    // Looks for all file names at once: each alone would be looked for in every record.
+    std::vector<std::string> foldersOf(const std::vector<std::string> &urls) const {
+        std::vector<std::string_view> fileNames;
+        fileNames.reserve(urls.size());
+        for (const std::string &url : urls)
+            fileNames.push_back(lastComponent(url));
+        std::vector<std::string> folders;
+        for (const std::size_t first : TextFinder(fileNames).firstHolders(textsOf(&ProductInfo::url)))
+            folders.push_back(first != TextFinder::none ? m_list[first].version : "");
+        return folders;
     }
 
 private:
+    // The texts are the list's.
+    std::vector<std::string_view> textsOf(std::string ProductInfo::*item) const {
+        std::vector<std::string_view> texts;
+        texts.reserve(m_list.size());
+        for (const ProductInfo &product : m_list)
+            texts.push_back(product.*item);
+        return texts;
+    }
+
     const std::vector<ProductInfo> m_list{};
-    std::unordered_map<std::string_view, std::size_t> m_firstByName; // the texts are the list's
-    std::set<std::size_t> m_nameLengths;
+    const TextFinder m_names{};
 };
 
 class PackageRecords::HotFixes {
@@ -62,7 +61,16 @@ public:
         return found != m_firstByUrl.end() ? found->second->hash : "";
     }
 
-    std::string folderOf(const std::string &url) const {
+    std::vector<std::string> foldersOf(const std::vector<std::string> &urls) const {
+        std::vector<std::string> folders;
+        folders.reserve(urls.size());
+        for (const std::string &url : urls)
+            folders.push_back(folderOf(url));
+        return folders;
+    }
+
+private:
+    std::string folderOf(std::string_view url) const {
         const auto found = m_firstByUrl.find(url);
         if (found == m_firstByUrl.end())
             return "";
@@ -70,7 +78,6 @@ public:
         return hotFix.repost ? "repost/" + hotFix.productVer : hotFix.productVer;
     }
 
-private:
     const std::vector<HotFixPackageInfo> m_list{};
     std::unordered_map<std::string_view, const HotFixPackageInfo *> m_firstByUrl; // all the list's
 };
@@ -98,12 +105,20 @@ std::string PackageRecords::hashOf(const std::string &url) const {
     return m_freshInstallMode ? products()->hashOf(url) : hotFixes()->hashOf(url);
 }
 
-std::string PackageRecords::folderOf(const std::string &url) const {
-    return m_freshInstallMode ? products()->folderOf(url) : hotFixes()->folderOf(url);
+std::vector<std::string> PackageRecords::foldersOf(const std::vector<std::string> &urls) const {
+    return m_freshInstallMode ? products()->foldersOf(urls) : hotFixes()->foldersOf(urls);
+}
+
+std::vector<std::string> PackageRecords::destinationsOf(const std::vector<std::string> &urls,
+                                                        const std::string &folder) const {
+    std::vector<std::string> paths = foldersOf(urls);
+    for (std::size_t i = 0; i < urls.size(); ++i)
+        paths[i] = destinationPath(folder, paths[i], afterLastSlash(urls[i]));
+    return paths;
 }
 
 std::string PackageRecords::destinationOf(const std::string &url, const std::string &folder) const {
-    return destinationPath(folder, folderOf(url), afterLastSlash(url));
+    return destinationsOf({url}, folder).front();
 }
 
 std::shared_ptr<const PackageRecords::Products> PackageRecords::products() const {

@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cerrno>
+#include <chrono>
 #include <csignal>
 #include <exception>
 
@@ -35,6 +36,9 @@ private:
 // How long the end waits for a pipe that has writers left and no bytes; usually the pipe ends first.
 constexpr int millisecondsToStop = 20;
 
+// How long a command may take before it gets a thread, which costs as much as some commands do.
+constexpr std::chrono::milliseconds timeWithoutThread{50};
+
 // False when there is nothing more to read.
 bool throwSomeAway(int pipe) noexcept {
     std::array<char, 4096> bytes{};
@@ -42,17 +46,31 @@ bool throwSomeAway(int pipe) noexcept {
     return count > 0 || (count == -1 && errno == EINTR);
 }
 
+bool endsSoon(int pipe) noexcept {
+    using std::chrono::steady_clock;
+    const steady_clock::time_point end = steady_clock::now() + timeWithoutThread;
+    pollfd waitedFor{pipe, POLLIN, 0};
+    for (auto left = timeWithoutThread; left.count() > 0;
+         left = std::chrono::duration_cast<std::chrono::milliseconds>(end - steady_clock::now())) {
+        const int ready = poll(&waitedFor, 1, static_cast<int>(left.count()));
+        if (ready == 1 && !throwSomeAway(pipe))
+            return true;
+    }
+    return false;
+}
+
 } // namespace
 
 PipeDrain::PipeDrain(int pipe) noexcept
-    : m_pipe(fcntl(pipe, F_DUPFD_CLOEXEC, 0)) {
+    : m_hasEnded(endsSoon(pipe))
+    , m_pipe(m_hasEnded ? -1 : fcntl(pipe, F_DUPFD_CLOEXEC, 0)) {
     if (m_pipe)
         start();
 }
 
 PipeDrain::~PipeDrain() {
     m_isStopped = true;
-    if (isAtWork())
+    if (m_thread.joinable())
         m_thread.join();
 }
 

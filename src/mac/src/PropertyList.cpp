@@ -2,6 +2,7 @@
 #include "PropertyList.h"
 
 #include <new>
+#include <system_error>
 
 #include <boost/algorithm/string/replace.hpp>
 
@@ -33,6 +34,16 @@ std::optional<std::string> readXml(const std::string &path, Links links) {
     return text ? wellFormedUtf8(*text) : std::nullopt;
 }
 
+// Whether this very file holds these bytes. One that cannot be read for a moment counts as another one.
+bool holds(const std::string &path, const std::string &bytes) {
+    try {
+        std::optional<RegularFile> file = RegularFile::open(path, Links::refuse);
+        return file && file->read(bytes.size()) == bytes;
+    } catch (const std::system_error &) {
+        return false;
+    }
+}
+
 } // namespace
 
 std::optional<PropertyList> PropertyList::read(const std::string &path) {
@@ -51,5 +62,6 @@ bool PropertyList::write(const std::string &path) const {
         return false;
     // The systems' libraries write it as it is, and whoever reads that takes it for the end of a line.
     boost::algorithm::replace_all(*xml, "\r", "&#13;");
-    return replaceFile(path, *xml);
+    // Hosts have the same record written twenty times a second, and each time would wait for the disk.
+    return holds(path, *xml) || replaceFile(path, *xml);
 }

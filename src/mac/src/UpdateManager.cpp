@@ -44,7 +44,7 @@ std::list<const char *> UpdateManager::getListOfUpdates(std::vector<HotFixPackag
 }
 
 std::string UpdateManager::getHFVersion(std::string url) const {
-    return hotFixVersionOf(url);
+    return std::string(hotFixVersionOf(url));
 }
 
 std::string UpdateManager::getPackagenameFromUrl(std::string url) const {

@@ -4,42 +4,50 @@
 
 namespace {
 
-// One "%u": blanks, a sign, digits. Moves the position behind the number; false when there is none.
-bool readNumber(const char *&position, std::uint32_t &number) noexcept {
-    const char *cursor = position;
-    while (std::isspace(static_cast<unsigned char>(*cursor)) != 0)
-        ++cursor;
-    const bool negative = *cursor == '-';
-    if (*cursor == '-' || *cursor == '+')
-        ++cursor;
-    if (std::isdigit(static_cast<unsigned char>(*cursor)) == 0)
+// NUL at the end, as where a C text ends.
+char firstOf(std::string_view text) noexcept {
+    return text.empty() ? '\0' : text.front();
+}
+
+bool beginsWithDigit(std::string_view text) noexcept {
+    return std::isdigit(static_cast<unsigned char>(firstOf(text))) != 0;
+}
+
+// One "%u": blanks, a sign, digits. Takes the number off the text; false when there is none.
+bool takeNumber(std::string_view &text, std::uint32_t &number) noexcept {
+    std::string_view rest = text;
+    while (std::isspace(static_cast<unsigned char>(firstOf(rest))) != 0)
+        rest.remove_prefix(1);
+    const bool negative = firstOf(rest) == '-';
+    if (negative || firstOf(rest) == '+')
+        rest.remove_prefix(1);
+    if (!beginsWithDigit(rest))
         return false;
     number = 0;
-    for (; std::isdigit(static_cast<unsigned char>(*cursor)) != 0; ++cursor)
-        number = number * 10U + static_cast<std::uint32_t>(*cursor - '0');
+    for (; beginsWithDigit(rest); rest.remove_prefix(1))
+        number = number * 10U + static_cast<std::uint32_t>(rest.front() - '0');
     if (negative)
         number = 0U - number;
-    position = cursor;
+    text = rest;
     return true;
 }
 
 } // namespace
 
-std::array<std::int32_t, 4> parseVersion(const std::string &text) noexcept {
+std::array<std::int32_t, 4> parseVersion(std::string_view text) noexcept {
     std::array<std::int32_t, 4> components{};
-    const char *position = text.c_str();
     for (std::int32_t &component : components) {
         std::uint32_t number = 0;
-        if (!readNumber(position, number))
+        if (!takeNumber(text, number))
             break;
         component = static_cast<std::int32_t>(number);
-        if (*position != '.')
+        if (firstOf(text) != '.')
             break;
-        ++position;
+        text.remove_prefix(1);
     }
     return components;
 }
 
-bool isGreaterVersion(const std::string &first, const std::string &second) noexcept {
+bool isGreaterVersion(std::string_view first, std::string_view second) noexcept {
     return parseVersion(first) > parseVersion(second);
 }

@@ -19,10 +19,15 @@ bool block(sigset_t &previous) noexcept {
     return pthread_sigmask(SIG_BLOCK, &set, &previous) == 0;
 }
 
-bool isPending(int signal) noexcept {
+sigset_t pendingSignals() noexcept {
     sigset_t pending;
     sigemptyset(&pending);
-    return sigpending(&pending) == 0 && sigismember(&pending, signal) == 1;
+    static_cast<void>(sigpending(&pending)); // cannot fail: the set is this function's
+    return pending;
+}
+
+bool isIn(const sigset_t &set, int signal) noexcept {
+    return sigismember(&set, signal) == 1;
 }
 
 void take(int signal) noexcept {
@@ -33,18 +38,21 @@ void take(int signal) noexcept {
 
 } // namespace
 
-WriteSignalBlock::WriteSignalBlock() noexcept {
+// Every line of the trace comes here, so the system is asked no more than it must be: a signal that was let
+// through until now is not pending, it would have struck.
+WriteSignalBlock::WriteSignalBlock() noexcept
+    : m_blocked(block(m_previous)) {
     for (std::size_t i = 0; i < signals.size(); ++i)
-        m_wasPending[i] = isPending(signals[i]);
-    m_blocked = block(m_previous);
+        m_wasPending[i] = isIn(m_previous, signals[i]) && isIn(pendingSignals(), signals[i]);
 }
 
 WriteSignalBlock::~WriteSignalBlock() {
     if (!m_blocked)
         return;
     // One that came meanwhile must not strike when the mask is lifted.
+    const sigset_t pending = pendingSignals();
     for (std::size_t i = 0; i < signals.size(); ++i) {
-        if (!m_wasPending[i] && isPending(signals[i]))
+        if (!m_wasPending[i] && isIn(pending, signals[i]))
             take(signals[i]);
     }
     // Cannot fail: the mask is the one that the system gave.
