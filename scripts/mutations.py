@@ -84,7 +84,7 @@ def drop(line, code):
 
 def result(line, code):
     match = re.match(r'(\s*return )(.+);$', code)
-    if not match or match.group(2) in ('{}', 'nullptr', '""'):
+    if not match or match.group(2) in ('{}', 'nullptr', 'std::nullopt', '""'):
         return []
     value = line[match.end(1):match.end(2)]
     others = {'true': 'false', 'false': 'true'}

@@ -170,8 +170,104 @@ TEST_F(MeasuringScript, simulatesAFleetByTheFormulas) {
 TEST_F(MeasuringScript, refusesAnOptionThatItDoesNotKnow) {
     EXPECT_EQ(outside(R"sh("$rehearsal/../scripts/mutate" --sampel 20)sh"),
               (Outcome{"scripts/mutate: there is no option --sampel; see scripts/mutate --help\n", 64}));
+    EXPECT_EQ(
+        outside(R"sh("$rehearsal/../scripts/count-instructions" --udpate)sh"),
+        (Outcome{"scripts/count-instructions: there is no option --udpate; see scripts/count-instructions "
+                 "--help\n",
+                 64}));
     EXPECT_EQ(outside(R"sh("$rehearsal/../scripts/coverage" --reprot)sh"),
               (Outcome{"scripts/coverage: there is no option --reprot; see scripts/coverage --help\n", 64}));
+}
+
+// Made-up dumps of callgrind: a step with two functions of its own, one of which calls, and one that the
+// processor decides on.
+class CountedInstructions : public MeasuringScript {
+protected:
+    static Outcome compared(const std::string &change) {
+        return outside(R"sh(
+            folder=$(mktemp -d) && cd "$folder" && mkdir counted
+            compare() { "$rehearsal/../scripts/instructions.py" "$@" baseline counted; }
+            write() { # STEP FIRST SECOND
+                cat >"counted/steps.$1" <<DUMP
+desc: Trigger: --dump-after=$1
+fn=$1
+0 100
+cfn=first(int)
+calls=3 0
+0 $2
+fn=first(int)
+0 $2
+fn=second()
+0 $(($3 - 7))
+4 7
+fn=__memcpy_avx_unaligned_erms
+0 $RANDOM
+DUMP
+            }
+            { echo "c++ 12" && echo "libxml2 2.9"; } >counted/versions
+            write stepOne 5000 4900 && write stepTwo 400 500
+            compare --update)sh"
+                       "\n" +
+                       change + R"sh(
+            compare
+            status=$?
+            rm -r "$folder"
+            exit "$status")sh");
+    }
+};
+
+TEST_F(CountedInstructions, MayChangeByFivePercent) {
+    EXPECT_EQ(compared("write stepOne 5000 5400; write stepTwo 400 451"),
+              (Outcome{"baseline: 2 steps\n"
+                       "stepOne: 10,500 instructions, 5.0% more than 10,000\n"
+                       "stepTwo: 951 instructions, 4.9% fewer than 1,000\n",
+                       0}));
+}
+
+TEST_F(CountedInstructions, FailWhenTheyGrowAndNameTheFunction) {
+    EXPECT_EQ(
+        compared("write stepTwo 300 700"),
+        (Outcome{"baseline: 2 steps\n"
+                 "stepOne: 10,000 instructions, 0.0% fewer than 10,000\n"
+                 "stepTwo: 1,100 instructions, 10.0% more than 1,000\n"
+                 "  +200 in second()\n"
+                 "Over 5% more, or other steps. If that is meant: scripts/count-instructions --update\n",
+                 1}));
+}
+
+TEST_F(CountedInstructions, ThatBecameFewerAreNoFailure) {
+    EXPECT_EQ(compared("write stepTwo 300 500"),
+              (Outcome{"baseline: 2 steps\n"
+                       "stepOne: 10,000 instructions, 0.0% fewer than 10,000\n"
+                       "stepTwo: 900 instructions, 10.0% fewer than 1,000\n"
+                       "  Fewer are no failure: keep them by --update.\n",
+                       0}));
+}
+
+TEST_F(CountedInstructions, OfOtherStepsFail) {
+    EXPECT_EQ(
+        compared("rm counted/steps.stepOne; write stepNew 1 10"),
+        (Outcome{"baseline: 2 steps\n"
+                 "stepNew: not counted before\n"
+                 "stepOne: not counted any more\n"
+                 "stepTwo: 1,000 instructions, 0.0% fewer than 1,000\n"
+                 "Over 5% more, or other steps. If that is meant: scripts/count-instructions --update\n",
+                 1}));
+}
+
+TEST_F(CountedInstructions, OfOtherVersionsAreNotCompared) {
+    EXPECT_EQ(compared("write stepOne 9000 9000; { echo 'c++ 12'; echo 'libxml2 2.12'; } >counted/versions"),
+              (Outcome{"baseline: 2 steps\n"
+                       "Not compared: baseline was counted with other versions.\n"
+                       "  - libxml2 2.9\n"
+                       "  + libxml2 2.12\n",
+                       0}));
+}
+
+TEST_F(CountedInstructions, ThatAreNotThereAreAFailure) {
+    const Outcome outcome = compared("rm counted/steps.*");
+    EXPECT_EQ(outcome,
+              (Outcome{"baseline: 2 steps\ncounted: no step was counted, or nothing in a step\n", 1}));
 }
 
 // The sample is taken from sources, platforms and rules alike, so each source is in it.
