@@ -9,7 +9,7 @@
 #include "ChanceRelease.h"
 
 struct Done {
-    bool isUpdate = false;             // whether packages wait to be installed
+    bool isDone = false;               // whether packages are there to be installed
     std::string reason;                // of anything else, a line of the log
     std::vector<std::string> packages; // in the order in which they are told of or listed
     std::vector<std::string> branding; // installed at once
@@ -24,3 +24,7 @@ Done foretold(const ChanceRelease &release);
 // The packages are installed in the order that was foretold among those of one version: the engine lists them
 // in the order in which its threads began.
 Done carriedOut(const ChanceRelease &release, const Done &foretold);
+
+// Of a fresh installation, whose packages have no order and whose script is not the engine's.
+Done foretoldFresh(const ChanceRelease &release);
+Done carriedOutFresh(const ChanceRelease &release, const Done &foretold);

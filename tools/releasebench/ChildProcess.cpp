@@ -72,6 +72,7 @@ Ended runProgram(const std::vector<std::string> &command, const std::string &inp
 
     std::vector<std::string> words = command;
     std::vector<char *> arguments;
+    arguments.reserve(words.size() + 1);
     for (std::string &word : words)
         arguments.push_back(word.data());
     arguments.push_back(nullptr);

@@ -17,16 +17,18 @@
 
 namespace {
 
-std::string replyTo(const Asker &asker, const Release &release) {
+// A fresh installation asks with its whole affiliate id (kept as shipped).
+std::string replyTo(const Asker &asker, const Release &release, Job job) {
     ServiceQuestion question;
-    question.affId = upToDash(asker.affiliate);
+    question.affId = job == Job::update ? upToDash(asker.affiliate) : asker.affiliate;
     TolvaneHandler().splitString(asker.application, ',', question.appIds);
     return serviceReply(releasesXml(release), question).value_or("");
 }
 
-// Neither size nor hash takes part in what the engine decides.
-FileFacts noFacts(const ReleasePackage & /*package*/) {
-    return {};
+// The engine decides nothing by a package's size, and by its hash only whether it is that of another package:
+// the name of its file will do for it.
+FileFacts factsByName(const ReleasePackage &package) {
+    return {"", std::filesystem::path(package.file).lexically_normal().string()};
 }
 
 // Catalogs as the engine has them on a machine, in a folder of one's own.
@@ -68,7 +70,7 @@ private:
     std::string textOf(const std::string &url) const {
         for (const ReleaseCatalog &catalog : m_release.catalogs) {
             if (catalog.url() == url)
-                return catalogXml(catalog, noFacts);
+                return catalogXml(catalog, factsByName);
         }
         return "";
     }
@@ -83,7 +85,7 @@ private:
 
 Offer offerTo(const Asker &asker, const Release &release, Job job) {
     const OwnStreams quiet; // the engine prints what it reads
-    const std::string reply = replyTo(asker, release);
+    const std::string reply = replyTo(asker, release, job);
     Offer offer;
     offer.isAnswered = TolvaneHandler().processResponse(reply);
     if (!offer.isAnswered)

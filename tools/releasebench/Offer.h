@@ -12,15 +12,15 @@ enum class Job { update, freshInstall };
 
 // Who asks, as its configuration says it.
 struct Asker {
-    std::string affiliate;   // up to its first "-" counts
+    std::string affiliate;   // of which an update counts what is before its first "-"
     std::string application; // ids with "," between them
 };
 
 struct OfferedCatalog {
     std::string group; // "Core" or "Partner"
     std::string url;
-    std::string
-        path; // on the machine; "" when none of its group is fetched, since no command may name one of them
+    // On the machine; "" when none of its group is fetched, since no command may name one of them.
+    std::string path;
 };
 
 struct Offer {
@@ -34,7 +34,8 @@ struct Offer {
     std::vector<ProductInfo> products;       // for a fresh installation
 };
 
-// Throws std::system_error when the temporary files that the engine reads cannot be made.
+// A package's hash is the name of its file here. Throws std::system_error when the temporary files that the
+// engine reads cannot be made.
 Offer offerTo(const Asker &asker, const Release &release, Job job);
 
 // The first who is asked for by a release.

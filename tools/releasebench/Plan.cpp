@@ -1,7 +1,9 @@
 #include "Plan.h"
 
 #include <algorithm>
+#include <functional>
 #include <stdexcept>
+#include <utility>
 
 #include "PackageRecords.h"
 #include "Paths.h"
@@ -51,7 +53,6 @@ std::string whyNeverComplete(const Download &download) {
 }
 
 void placeDownloads(const std::list<std::string> &urls, const PackageRecords &records, Plan &plan) {
-    std::string incomplete;
     for (const std::string &url : urls) {
         try {
             plan.downloads.push_back({url, records.destinationOf(url, packageDirectory())});
@@ -61,13 +62,47 @@ void placeDownloads(const std::list<std::string> &urls, const PackageRecords &re
                  "ERROR: Destination Creation Failed (nothing is downloaded, since no command may name "
                  "where " +
                      url + " goes)");
-            continue;
         }
-        if (incomplete.empty())
-            incomplete = whyNeverComplete(plan.downloads.back());
     }
-    if (plan.outcome == Outcome::done && !incomplete.empty())
-        stop(plan, Outcome::fails, "ERROR: Download Failed (" + incomplete + ")");
+}
+
+// A job is done when every download counts as complete.
+void failWhereIncomplete(const std::function<std::string(const Download &)> &reasonOf, Plan &plan) {
+    for (const Download &download : plan.downloads) {
+        std::string reason = plan.outcome == Outcome::done ? reasonOf(download) : "";
+        if (!reason.empty())
+            stop(plan, Outcome::fails, std::move(reason));
+    }
+}
+
+std::string whyUpdateFails(const Download &download) {
+    const std::string why = whyNeverComplete(download);
+    return why.empty() ? "" : "ERROR: Download Failed (" + why + ")";
+}
+
+// An update finds a hash by the whole URL, which is always the package's own.
+std::string whyHashNeverFits(const Download &download, const std::vector<ProductInfo> &products,
+                             const PackageRecords &records) {
+    const std::string expected = records.hashOf(download.url);
+    const bool isOwn = std::any_of(products.begin(), products.end(), [&](const ProductInfo &product) {
+        return product.url == download.url && product.hash == expected;
+    });
+    if (isOwn)
+        return "";
+    if (expected.empty())
+        return "no product's name stands in " + download.url + ", so no hash is known for it";
+    return download.url + " is checked against the hash of " + expected +
+           ", the first product whose name stands in that URL";
+}
+
+std::string whyFreshInstallFails(const Download &download, const std::vector<ProductInfo> &products,
+                                 const PackageRecords &records) {
+    std::string why = whyNeverComplete(download);
+    if (why.empty())
+        why = whyHashNeverFits(download, products, records);
+    if (why.empty() || !isPackage(download.url)) // of which the engine's log has no line
+        return why;
+    return "ERROR : Download Failed: " + download.url + " (" + why + ")";
 }
 
 void orderPackages(const std::vector<std::string> &orderNames, Plan &plan) {
@@ -94,6 +129,7 @@ Plan planUpdate(const Offer &offer, const Machine &machine, const std::vector<st
         records.setFreshInstallMode(false);
         records.setHotFixes(offer.hotFixes);
         placeDownloads(urls, records, plan);
+        failWhereIncomplete(whyUpdateFails, plan);
     }
     if (plan.outcome == Outcome::done) {
         orderPackages(orderNames, plan);
@@ -123,6 +159,9 @@ Plan planFreshInstall(const Offer &offer) {
     PackageRecords records;
     records.setProducts(offer.products);
     placeDownloads(productUrls(offer.products), records, plan);
+    failWhereIncomplete(
+        [&](const Download &download) { return whyFreshInstallFails(download, offer.products, records); },
+        plan);
     if (plan.outcome != Outcome::done)
         return plan;
     ReleaseRecord record;
