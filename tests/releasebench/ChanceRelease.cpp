@@ -74,7 +74,7 @@ private:
 
     std::string catalog(const std::string &name) {
         Json hotFixes = Json::array();
-        for (unsigned i = 0, count = below(5); i < count; ++i)
+        for (unsigned i = 0, count = below(6); i < count; ++i)
             hotFixes.push_back(hotFix());
         Json catalog = {{"name", name},
                         {"root", catalogHost + "/c"},
@@ -132,7 +132,7 @@ private:
         fix["repost"] = happens(25);
         // Mostly of one version, in which packages without an order name are moved by the sort alone.
         if (!happens(5))
-            fix["version"] = happens(60) ? m_version : one(versions);
+            fix["version"] = happens(80) ? m_version : one(versions);
         if (!happens(1))
             fix["build"] = happens(1) ? "none" : one(builds);
         bound(fix, "minVersion", productBounds);
@@ -143,14 +143,15 @@ private:
     }
 
     void bound(Json &fix, const char *key, const Texts &bounds) {
-        if (happens(20))
+        if (happens(15))
             fix[key] = one(bounds);
     }
 
     Texts order() {
         Texts names;
+        const unsigned share = 20 * below(4);
         for (const std::string &name : m_names) {
-            if (happens(30))
+            if (happens(share))
                 names.push_back(name);
         }
         if (happens(30))

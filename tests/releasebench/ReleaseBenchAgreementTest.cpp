@@ -55,7 +55,7 @@ void agreeOnMany(unsigned first, unsigned count) {
 
 // Few, for they take a third of a second each.
 TEST(Agreement, WithTheEngine) {
-    agreeOnMany(1, 12);
+    agreeOnMany(1, 8);
 }
 
 TEST(Agreement, WithTheEngineLong) {

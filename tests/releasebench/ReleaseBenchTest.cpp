@@ -354,6 +354,25 @@ TEST_F(ReleaseBench, ExplainTellsThatACatalogWithoutItsPackageVoidsAFreshInstall
     EXPECT_THAT(std::string(told["reason"]), StartsWith("ERROR:  Package Missing"));
 }
 
+TEST_F(ReleaseBench, ExplainTellsThatAFreshInstallationChecksAgainstAnotherPackagesHash) {
+    const auto reasonFor = [](const char *name) -> std::string {
+        change([name](Json &release) { release["catalogs"][0]["fullInstall"]["name"] = name; });
+        return explained({"--fresh"})["reason"];
+    };
+    EXPECT_EQ(reasonFor("suite"), "");
+    EXPECT_THAT(reasonFor("another"),
+                AllOf(StartsWith("ERROR : Download Failed: "), HasSubstr("no product's name stands in")));
+    // Which is the first product's and stands in both URLs.
+    EXPECT_THAT(reasonFor("full/"), HasSubstr("is checked against the hash of packages/full/suite.pkg"));
+}
+
+// An update counts what is before the dash.
+TEST_F(ReleaseBench, ExplainAsksWithTheWholeAffiliateIdForAFreshInstallation) {
+    EXPECT_EQ(explained({"--fresh", "--affiliate", "105-1"})["outcome"], "fails");
+    EXPECT_EQ(explained({"--product", "1.0.0.5", "--system", "10.8.5", "--affiliate", "105-1"})["outcome"],
+              "done");
+}
+
 TEST_F(ReleaseBench, ExplainFollowsATerminalsWidthAndColours) {
     PseudoTerminal terminal({bench, "explain", folder, "--product", "1.0.0.5", "--system", "10.8.5"}, 50);
     EXPECT_EQ(terminal.end(), 0);
@@ -381,6 +400,24 @@ TEST_F(ReleaseBench, ScriptWarnsOfWordsThatAShellWouldNotTakeAsMeant) {
                 AllOf(StartsWith("#!/bin/bash\n"), EndsWith("rm -rf /usr/local/repost/installer.sh\n")));
     EXPECT_THAT(linesOf(ended.err),
                 ElementsAre(HasSubstr("is taken for a pattern"), HasSubstr("holds a brace")));
+}
+
+// No script can be had that is refused: the shell here reads another one, or there is none.
+TEST_F(ReleaseBench, ScriptTellsWhatTheShellRefuses) {
+    const auto scriptWithPath = [](const std::string &path) {
+        return run({"/usr/bin/env", "PATH=" + path, bench, "script", folder, "--product", "1.0.0.5",
+                    "--system", "10.8.5"});
+    };
+    fs::create_directories(work + "/bin");
+    writeText(work + "/bin/bash", "#!/bin/bash\necho 'if true' | exec /bin/bash \"$@\"\n");
+    fs::permissions(work + "/bin/bash", fs::perms::owner_all);
+    const Ended refused = scriptWithPath(work + "/bin:/usr/bin:/bin");
+    EXPECT_EQ(refused.status, 1);
+    EXPECT_THAT(refused.out, StartsWith("#!/bin/bash\n"));
+    EXPECT_THAT(refused.err, AllOf(StartsWith("bash -n: "), HasSubstr("syntax error")));
+    const Ended unread = scriptWithPath("/none");
+    EXPECT_EQ(unread.status, 2);
+    EXPECT_THAT(unread.err, HasSubstr("bash"));
 }
 
 TEST_F(ReleaseBench, ScriptIsToldToBeNoneWhereNothingIsInstalled) {
