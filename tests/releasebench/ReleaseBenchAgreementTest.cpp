@@ -59,7 +59,7 @@ TEST(Agreement, WithTheEngine) {
 }
 
 TEST(Agreement, WithTheEngineLong) {
-    agreeOnMany(1000, 3000);
+    agreeOnMany(1000, 2000);
 }
 
 } // namespace
