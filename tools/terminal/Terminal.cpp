@@ -59,6 +59,11 @@ Terminal::Terminal(Output &out)
              std::strcmp(nl_langinfo(CODESET), "UTF-8") == 0; // NOLINT(concurrency-mt-unsafe): likewise
 }
 
+Terminal::~Terminal() {
+    restore();
+    static_cast<void>(del_curterm(set_curterm(nullptr))); // fails for none only
+}
+
 std::string Terminal::coloured(Colour colour, const std::string &text) const {
     const char *unwanted = std::getenv("NO_COLOR"); // NOLINT(concurrency-mt-unsafe): no other thread sets it
     const char *foreground =

@@ -16,7 +16,7 @@ public:
     // Null when the stream is no terminal, or one that can't clear a line.
     static std::unique_ptr<Terminal> open(Output &out);
 
-    ~Terminal() { restore(); }
+    ~Terminal();
     Terminal(const Terminal &) = delete;
     Terminal &operator=(const Terminal &) = delete;
 
