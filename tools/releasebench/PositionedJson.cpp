@@ -90,7 +90,7 @@ private:
             return "";
         if (inner().value->is_object())
             return inner().place + "/" + m_key;
-        const std::string place = inner().place + "/" + std::to_string(inner().value->size());
+        std::string place = inner().place + "/" + std::to_string(inner().value->size());
         m_places.note(place, m_line);
         return place;
     }
