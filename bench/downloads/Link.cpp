@@ -7,9 +7,9 @@
 #include <fcntl.h>
 #include <linux/if.h>
 #include <linux/if_tun.h>
-#include <poll.h>
 #include <sched.h>
 #include <sys/ioctl.h>
+#include <sys/select.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -26,6 +26,7 @@
 namespace {
 
 using Clock = std::chrono::steady_clock;
+using std::chrono::microseconds;
 using std::chrono::nanoseconds;
 
 volatile std::sig_atomic_t isOver = 0;
@@ -115,17 +116,19 @@ private:
 };
 
 void carryUntilTold(Direction &up, Direction &down) {
-    std::array<pollfd, 2> sources{{{up.source(), POLLIN, 0}, {down.source(), POLLIN, 0}}};
     while (isOver == 0) {
         up.carry();
         down.carry();
         const Clock::time_point next = std::min(up.next(), down.next());
-        timespec wait{1, 0};
-        if (next != Clock::time_point::max()) {
-            const nanoseconds left = std::max<nanoseconds>(next - Clock::now(), nanoseconds(0));
-            wait = {left / std::chrono::seconds(1), (left % std::chrono::seconds(1)).count()};
-        }
-        ppoll(sources.data(), sources.size(), &wait, nullptr);
+        microseconds left = std::chrono::seconds(1);
+        if (next != Clock::time_point::max())
+            left = std::clamp(std::chrono::ceil<microseconds>(next - Clock::now()), microseconds(0), left);
+        timeval wait{left / std::chrono::seconds(1), (left % std::chrono::seconds(1)).count()};
+        fd_set sources;
+        FD_ZERO(&sources);
+        FD_SET(up.source(), &sources);
+        FD_SET(down.source(), &sources);
+        select(std::max(up.source(), down.source()) + 1, &sources, nullptr, nullptr, &wait);
     }
 }
 

@@ -64,14 +64,20 @@ def ratio(metric, contenders, to, limit):
     return {'metric': metric, 'to': to, 'ratio': round(value, 3), 'limit': limit, 'held': value <= limit}
 
 
+def milliseconds(values):
+    return figure([value / 1e3 for value in values], 'ms')
+
+
 def catalogs(raw):
     file = raw / 'catalog.json'
     times, memory = times_of(file), memory_of(raw / 'memory')
     for size in SIZES:
-        contenders = {way: {'wall': figure([value / 1e3 for value in times[f'catalog/{way}/{size}']], 'ms'),
-                            'per package': figure([value / size for value in times[f'catalog/{way}/{size}']], 'µs'),
-                            'memory': figure([value / size for value in memory[way, size]], 'KB a package')}
-                      for way in ('engine', 'plain', 'limit')}
+        contenders = {}
+        for way in ('engine', 'plain', 'limit'):
+            values = times[f'catalog/{way}/{size}']
+            contenders[way] = {'wall': milliseconds(values),
+                               'per package': figure([value / size for value in values], 'µs'),
+                               'memory': figure([value / size for value in memory[way, size]], 'KB a package')}
         yield entry(f'catalog-{size}', f'Reading a catalog of {size:,} hot-fixes', file, contenders,
                     [ratio('wall', contenders, 'limit', LIMIT)])
 
@@ -80,8 +86,7 @@ def products(raw):
     file = raw / 'catalog.json'
     times = times_of(file)
     for size in SIZES:
-        contenders = {way: {'wall': figure([value / 1e3 for value in times[f'product/{way}/{size}']], 'ms')}
-                      for way in ('engine', 'limit')}
+        contenders = {way: {'wall': milliseconds(times[f'product/{way}/{size}'])} for way in ('engine', 'limit')}
         yield entry(f'product-{size}', f'Reading the product of a catalog of {size:,} hot-fixes', file, contenders,
                     [ratio('wall', contenders, 'limit', LIMIT)])
 

@@ -141,6 +141,19 @@ protected:
         killTool();
         return program.wait();
     }
+
+    // A first hash check that hangs is killed, and so is the second.
+    static void expectRefusedOnceKilled(const std::string &tool, const std::string &lines) {
+        {
+            const ReplacedTool replaced(tool, hangs);
+            Program program(commandOf(GetParam()));
+            EXPECT_TRUE(comesTrue([] { return fs::exists(pidFile); })) << traceText();
+            killTool();
+            EXPECT_TRUE(isRefused(GetParam(), endWhenTheToolIsKilled(program)));
+            EXPECT_THAT(transcript(), HasSubstr(lines));
+        }
+        expectCompleteNow();
+    }
 };
 
 // Fetched three times and checked twice.
@@ -205,15 +218,7 @@ TEST_P(ToolFault, HashToolHangs) {
 }
 
 TEST_P(ToolFault, HashToolHangsUntilItIsKilled) {
-    {
-        const ReplacedTool replaced(hashToolPath, hangs);
-        Program program(commandOf(GetParam()));
-        EXPECT_TRUE(comesTrue([] { return fs::exists(pidFile); })) << traceText();
-        killTool();
-        EXPECT_TRUE(isRefused(GetParam(), endWhenTheToolIsKilled(program)));
-        EXPECT_THAT(transcript(), HasSubstr(noHash));
-    }
-    expectCompleteNow();
+    expectRefusedOnceKilled(hashToolPath, noHash);
 }
 
 TEST_P(ToolFault, AwkGivesNoHash) {
@@ -227,15 +232,7 @@ TEST_P(ToolFault, AwkTalksNonsense) {
 }
 
 TEST_P(ToolFault, AwkHangsUntilItIsKilled) {
-    {
-        const ReplacedTool replaced("awk", hangs);
-        Program program(commandOf(GetParam()));
-        EXPECT_TRUE(comesTrue([] { return fs::exists(pidFile); })) << traceText();
-        killTool();
-        EXPECT_TRUE(isRefused(GetParam(), endWhenTheToolIsKilled(program)));
-        EXPECT_THAT(transcript(), HasSubstr(noHash));
-    }
-    expectCompleteNow();
+    expectRefusedOnceKilled("awk", noHash);
 }
 
 TEST_P(ToolFault, SudoMakesNoFolder) {

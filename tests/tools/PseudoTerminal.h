@@ -22,7 +22,7 @@ public:
 
     void type(const std::string &keys);
     void resize(unsigned short columns);
-    void send(int signal) const;
+    void send(int signal);
     bool echoes() const; // whether typed keys show
 
     void fill() const; // nothing more can be written before something is read
@@ -33,9 +33,11 @@ public:
 
 private:
     bool readMore();
+    bool sendAgain();
 
     int m_master = -1;
     pid_t m_process = -1;
+    int m_sent = 0; // the last signal, by a key too
     std::string m_output;
     std::size_t m_seen = 0;
 };

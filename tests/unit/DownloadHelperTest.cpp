@@ -3,6 +3,7 @@
 
 #include "DownloadHelper.h"
 
+#include <algorithm>
 #include <array>
 #include <atomic>
 #include <cstdarg>
@@ -1139,17 +1140,25 @@ TEST_F(DownloadHelperTest, CancelEndsARunningTransfer) {
     EXPECT_THAT(messages(), ElementsAre(startLine, abortedLine));
 }
 
-TEST_F(DownloadHelperTest, CancelEndsATransferThatStandsStill) {
+TEST_F(DownloadHelperTest, CancelEndsATransferThatStandsStillWithinTwoSeconds) {
     using std::chrono::steady_clock;
-    server.serve("/file.xml", content, {answer::hold(1000, Gate())});
-    ASSERT_TRUE(init("/file.xml"));
-    background.run([this] { worker.startDownload(); });
-    EXPECT_TRUE(comesTrue([this] { return worker.getProgressInfo().downloadedSize == kilobytes(1000); }));
-    const auto cancelled = steady_clock::now();
-    worker.cancel();
-    background.join();
-    // libcurl asks once a second; the rest is for a machine that is busy, and well below the low-speed limit.
-    EXPECT_LT(steady_clock::now() - cancelled, std::chrono::seconds(15));
+    server.serve("/file.xml", content,
+                 {answer::hold(1000, Gate()), answer::hold(1000, Gate()), answer::hold(1000, Gate())});
+    // libcurl asks once a second. A machine that is busy may be late once, and a transfer that is not ended
+    // stands for half a minute each time.
+    steady_clock::duration quickest = steady_clock::duration::max();
+    for (int attempt = 0; attempt < 3 && quickest > std::chrono::milliseconds(2500); ++attempt) {
+        DownloadHelper stalled;
+        ASSERT_TRUE(stalled.Init(server.url("/file.xml").c_str(), file.c_str(), {}));
+        background.run([&stalled] { stalled.startDownload(); });
+        EXPECT_TRUE(
+            comesTrue([&stalled] { return stalled.getProgressInfo().downloadedSize == kilobytes(1000); }));
+        const auto cancelled = steady_clock::now();
+        stalled.cancel();
+        background.join();
+        quickest = std::min(quickest, steady_clock::now() - cancelled);
+    }
+    EXPECT_LE(quickest, std::chrono::milliseconds(2500));
 }
 
 TEST_F(DownloadHelperTest, CancelEndsANestedResume) {
