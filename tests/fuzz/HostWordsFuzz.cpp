@@ -23,6 +23,7 @@
 #include "Machine.h"
 #include "Output.h"
 #include "PackageFolder.h"
+#include "Readable.h"
 #include "Words.h"
 
 namespace fs = std::filesystem;

@@ -23,7 +23,9 @@ TEST_P(ManualPage, IsInstalledAndFormattedWithoutAWarning) {
     EXPECT_THAT(ended.out, HasSubstr("EXIT STATUS"));
 }
 
-INSTANTIATE_TEST_SUITE_P(Manual, ManualPage, testing::Values("man1/freshinstall.1", "man8/productUpdater.8"),
+INSTANTIATE_TEST_SUITE_P(Manual, ManualPage,
+                         testing::Values("man1/freshinstall.1", "man1/releasebench.1",
+                                         "man8/productUpdater.8"),
                          [](const auto &parameter) { return "Case" + std::to_string(parameter.index); });
 
 // Words that the formatter takes for its own commands vanish without a warning.

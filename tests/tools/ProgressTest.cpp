@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include "Engine.h"
+#include "Readable.h"
 #include "TerminalView.h"
 #include "Words.h"
 

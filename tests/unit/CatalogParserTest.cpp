@@ -381,6 +381,22 @@ TEST(ServiceReply, ReleaseValuesGoToTheController) {
     EXPECT_EQ(controller.getPartnerReleaseVer(), "8");
 }
 
+TEST(ServiceReply, ReleaseValuesGoToARecordThatWasGivenAndMakeNoController) {
+    DownloadController::releaseInstance();
+    writeText("/tmp/dynamicbranding_maccat.xml",
+              "<product_catalog><configuration><cbrmsbuildno>5</cbrmsbuildno>"
+              "</configuration></product_catalog>");
+    ReleaseRecord record;
+    CatalogParser parser(record);
+    catalogUrlsOf(parser, reply("", ""));
+    parser.getHotFixInfo({"/tmp/dynamicbranding_maccat.xml"});
+    EXPECT_EQ(record.getRelName(), "basicmac3.3");
+    EXPECT_EQ(record.getCoreReleaseVer(), "7");
+    EXPECT_EQ(record.getPartnerReleaseVer(), "8");
+    EXPECT_EQ(record.getCBRMSBuildNO(), "5");
+    EXPECT_EQ(traceInited, 0); // by the controller
+}
+
 struct WithoutReleaseValues {
     const char *name;
     std::string reply;

@@ -2,6 +2,7 @@
 
 #include <ctime>
 #include <random>
+#include <stdexcept>
 
 #include <gtest/gtest.h>
 
@@ -123,6 +124,20 @@ TEST(HotFixRecords, AreFoundByTheWholeUrlAndTheFirstCounts) {
         EXPECT_EQ(records.hashOf(unknown), "");
         EXPECT_EQ(folderOf(records, unknown), "");
     }
+}
+
+TEST(PackageRecords, GiveTheDestinationBelowAFolderOrRefuseIt) {
+    PackageRecords records;
+    records.setFreshInstallMode(false);
+    records.setHotFixes(
+        {hotFix("https://host/a.pkg", "", "1.0.1.0", true), hotFix("https://host/b.pkg", "", "$(reboot)")});
+    EXPECT_EQ(records.destinationOf("https://host/a.pkg", "/folder"), "/folder/repost/1.0.1.0/a.pkg");
+    EXPECT_EQ(records.destinationOf("https://host/c.xml", "/folder"), "/folder//c.xml");
+    EXPECT_EQ(records.destinationsOf({"https://host/c.pkg", "https://host/a.pkg"}, "/folder"),
+              (std::vector<std::string>{"/folder//c.pkg", "/folder/repost/1.0.1.0/a.pkg"}));
+    EXPECT_THROW(records.destinationOf("https://host/b.pkg", "/folder"), std::invalid_argument);
+    EXPECT_THROW(records.destinationsOf({"https://host/a.pkg", "https://host/b.pkg"}, "/folder"),
+                 std::invalid_argument);
 }
 
 TEST(PackageRecords, TheModeChoosesTheList) {

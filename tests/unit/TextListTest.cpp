@@ -55,27 +55,4 @@ TEST(TextList, FreeingAnEmptyListDoesNothing) {
     EXPECT_THAT(texts, IsEmpty());
 }
 
-TEST(TextList, RemovesEveryEqualText) {
-    OwnedTexts texts;
-    for (const char *text : {"a", "b", "a", "aa"})
-        texts.append(text);
-    texts.removeEqual("a");
-    EXPECT_THAT(texts.list(), ElementsAre(StrEq("b"), StrEq("aa")));
-}
-
-TEST(TextList, RemovesByATextOfItsOwn) {
-    OwnedTexts texts;
-    for (const char *text : {"a", "b", "a"})
-        texts.append(text);
-    texts.removeEqual(texts.list().front());
-    EXPECT_THAT(texts.list(), ElementsAre(StrEq("b")));
-}
-
-TEST(TextList, RemovingWhatIsNotThereDoesNothing) {
-    OwnedTexts texts;
-    texts.append("a");
-    texts.removeEqual("b");
-    EXPECT_THAT(texts.list(), ElementsAre(StrEq("a")));
-}
-
 } // namespace

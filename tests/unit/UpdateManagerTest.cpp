@@ -30,7 +30,9 @@
 
 namespace {
 
+using testing::AllOf;
 using testing::ElementsAre;
+using testing::Field;
 using testing::IsEmpty;
 using testing::SizeIs;
 
@@ -627,6 +629,35 @@ INSTANTIATE_TEST_SUITE_P(
               {"1.0.0.9/A.pkg", "1.0.0.9/DynamicBranding.pkg", "DynamicBranding.pkg.d/1.0.0.9/B.pkg"},
               {"1.0.0.9/A.pkg"}}),
     [](const auto &caseInfo) { return caseInfo.param.name; });
+
+TEST(PackageOrder, TellsWhatGaveEachPackageItsPlace) {
+    const std::list<PlacedPackage> placed =
+        placedPackages({"1.0/B.pkg", "1.0/A.pkg", "repost/1.0/R.pkg", "repost/1.0/S.pkg", "2.0/C.pkg"},
+                       {"r.PKG", "A.pkg", "S.pkg.2"});
+    const auto is = [](const char *path, PlacedBy rule, const char *orderName) {
+        return AllOf(Field(&PlacedPackage::path, path), Field(&PlacedPackage::rule, rule),
+                     Field(&PlacedPackage::orderName, orderName));
+    };
+    EXPECT_THAT(placed,
+                ElementsAre(is("repost/1.0/R.pkg", PlacedBy::nameOfRepost, "r.PKG"),
+                            is("1.0/A.pkg", PlacedBy::nameWithinVersion, "A.pkg"),
+                            is("1.0/B.pkg", PlacedBy::version, ""), is("2.0/C.pkg", PlacedBy::version, ""),
+                            is("repost/1.0/S.pkg", PlacedBy::nothing, "")));
+}
+
+TEST(PackageOrder, NoNameDecidesWhereAVersionHasOnePackage) {
+    EXPECT_THAT(placedPackages({"1.0/A.pkg", "2.0/B.pkg"}, {"B.pkg", "A.pkg"}),
+                testing::Each(AllOf(Field(&PlacedPackage::rule, PlacedBy::version),
+                                    Field(&PlacedPackage::orderName, ""))));
+}
+
+// The place within the version decides among the reposts of one name; that it was named there admits none.
+TEST(PackageOrder, RepostThatItsVersionNamesIsLeftOutAllTheSame) {
+    const std::list<PlacedPackage> placed =
+        placedPackages({"repost/1.0/A.pkg", "repost/1.0/A.pkg"}, {"A.pkg"});
+    EXPECT_THAT(placed, ElementsAre(Field(&PlacedPackage::rule, PlacedBy::nameOfRepost),
+                                    Field(&PlacedPackage::rule, PlacedBy::nothing)));
+}
 
 TEST(PackageOrder, EmptyPathIsLeftOut) {
     EXPECT_THAT(orderOf({"", packages + "1.0/A.pkg", ""}), ElementsAre(packages + "1.0/A.pkg"));

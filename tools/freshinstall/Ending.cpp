@@ -5,8 +5,8 @@
 #include <utility>
 
 #include "PackageFolder.h"
+#include "Readable.h"
 #include "Statuses.h"
-#include "Words.h"
 
 namespace {
 

@@ -1,5 +1,6 @@
 #include "PlainView.h"
 
+#include "Readable.h"
 #include "Words.h"
 
 void PlainView::event(const Event &event) {

@@ -3,14 +3,13 @@
 #include <algorithm>
 #include <vector>
 
+#include "Readable.h"
 #include "Words.h"
 
 namespace {
 
 constexpr int shortestBar = 10;
 constexpr int longestBar = 40;
-constexpr Glyphs ascii = {"#", "-"};
-constexpr Glyphs blocks = {"\u2588", "\u2591"};
 
 // What stands behind the bar, the most important first.
 std::vector<std::string> details(const Figures &figures) {
@@ -24,14 +23,6 @@ std::vector<std::string> details(const Figures &figures) {
     if (figures.waitsFor.empty() && figures.left)
         texts.push_back(duration(*figures.left) + " left");
     return texts;
-}
-
-std::string drawnBar(int percent, int columns, const Glyphs &glyphs) {
-    const int full = columns * percent / 100;
-    std::string text;
-    for (int column = 0; column < columns; ++column)
-        text += column < full ? glyphs.full : glyphs.empty;
-    return text;
 }
 
 } // namespace
@@ -89,7 +80,7 @@ void TerminalView::suspend() {
 
 // The last column stays free: a full line makes some terminals go on to the next.
 std::string TerminalView::bar() const {
-    return barLine(m_figures, m_terminal->width() - 1, m_terminal->showsUtf8() ? blocks : ascii);
+    return barLine(m_figures, m_terminal->width() - 1, glyphsFor(*m_terminal));
 }
 
 void TerminalView::draw() {

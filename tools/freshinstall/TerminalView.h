@@ -5,6 +5,7 @@
 #include <memory>
 #include <string>
 
+#include "Bar.h"
 #include "Terminal.h"
 #include "View.h"
 
@@ -29,12 +30,6 @@ private:
     std::unique_ptr<Terminal> m_terminal;
     Figures m_figures;
     std::string m_drawn;
-};
-
-// What the bar's full and empty parts are made of, each one column wide.
-struct Glyphs {
-    const char *full;
-    const char *empty;
 };
 
 // The bar, never wider than that many columns; in a narrow window it says less.

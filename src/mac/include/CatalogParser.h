@@ -85,13 +85,18 @@ inline const std::string &keyHFProductVer = constantText("product_ver");
 inline const std::string &keyHFBuildno = constantText("buildno");
 inline const std::string &keyRepost = constantText("repost");
 
+class ReleaseRecord;
+
 // Reads the service's reply and the product catalogs into records. Release values that it meets on the way
-// go to the controller.
+// go to the controller, or to the record that it was given.
 //
 // Threads: one thread parses at a time; the product list may be asked for by any thread meanwhile.
 class CatalogParser {
 public:
     CatalogParser() = default;
+    // The record must outlive the parser; no controller is made then.
+    explicit CatalogParser(ReleaseRecord &record)
+        : m_record(&record) {}
     ~CatalogParser() = default;
     CatalogParser(const CatalogParser &) = delete;
     CatalogParser &operator=(const CatalogParser &) = delete;
@@ -120,12 +125,14 @@ public:
     bool isCutShort() const noexcept { return m_isCutShort; }
 
 private:
+    ReleaseRecord &record() const;
     void appendCatalogs(const std::vector<std::string> &products, const std::vector<std::string> &appIds,
                         bool isPartner);
     // Throws std::length_error when there are more catalogs than any reply names.
     void appendCatalog(CatalogInfo catalog);
     void appendProduct(const std::string &catalogPath);
 
+    ReleaseRecord *const m_record = nullptr; // the controller's when null
     std::vector<CatalogInfo> m_catalogList;
     std::size_t m_catalogBytes = 0; // that the list holds
     mutable boost::mutex m_listMutex;

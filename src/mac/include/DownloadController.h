@@ -98,6 +98,8 @@ public:
     // Writes the product configuration that the installer script will put in place.
     void createXMLWithUpdateInfo();
 
+    // Lives as long as the controller.
+    ReleaseRecord &releaseRecord() { return m_releaseRecord; }
     void setCoreReleaseVer(std::string version) { m_releaseRecord.setCoreReleaseVer(std::move(version)); }
     void setPartnerReleaseVer(std::string version) {
         m_releaseRecord.setPartnerReleaseVer(std::move(version));

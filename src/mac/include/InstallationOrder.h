@@ -27,3 +27,16 @@ int splitAroundVersion(std::vector<std::string> &paths, const std::string &pivot
 // one that no name admits is left out (kept: the order is what admits them).
 std::list<std::string> installationOrder(const std::vector<std::string> &sortedPaths,
                                          const std::vector<std::string> &orderNames);
+
+// What gave a package its place.
+enum class PlacedBy { version, nameWithinVersion, nameOfRepost, nothing };
+
+struct PlacedPackage {
+    std::string path;
+    PlacedBy rule = PlacedBy::version;
+    std::string orderName; // that decided; "" when none did
+};
+
+// The same with the rule behind each place. Packages that are left out follow at the end, placed by nothing.
+std::list<PlacedPackage> placedPackages(const std::vector<std::string> &sortedPaths,
+                                        const std::vector<std::string> &orderNames);

@@ -31,6 +31,11 @@ public:
     // the one that the first hot-fix with just this URL brings, below "repost" for one that the suite's
     // service installs later; "" for a file that no catalog lists.
     std::vector<std::string> foldersOf(const std::vector<std::string> &urls) const;
+    // Where each download goes below a folder. Throws std::invalid_argument when no command may name one of
+    // these paths.
+    std::vector<std::string> destinationsOf(const std::vector<std::string> &urls,
+                                            const std::string &folder) const;
+    std::string destinationOf(const std::string &url, const std::string &folder) const;
 
 private:
     class Products;

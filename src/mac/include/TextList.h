@@ -19,8 +19,6 @@ public:
     OwnedTexts &operator=(const OwnedTexts &) = delete;
 
     void append(const std::string &text);
-    // Takes out every text equal to the given one, which may be one of the list.
-    void removeEqual(const char *text);
     // Hands the texts and their ownership on.
     std::list<const char *> release() noexcept;
 

@@ -103,10 +103,9 @@ void CatalogParser::parseCatalogWithResponse(std::string response) {
     m_isCutShort = false;
     try {
         const LibXmlWrapper document(response.c_str(), response.size());
-        DownloadController *controller = DownloadController::getInstance();
-        controller->setRelName(document.getXPathElementAttribute(keyProducts, keyRelName));
-        controller->setCoreReleaseVer(document.getXPathElementAttribute(keyProducts, keyRelVer));
-        controller->setPartnerReleaseVer(document.getXPathElementAttribute(keyPartner, keyRelVer));
+        record().setRelName(document.getXPathElementAttribute(keyProducts, keyRelName));
+        record().setCoreReleaseVer(document.getXPathElementAttribute(keyProducts, keyRelVer));
+        record().setPartnerReleaseVer(document.getXPathElementAttribute(keyPartner, keyRelVer));
 
         // Of the core products only: a partner product is matched by the id of a core product.
         const CoreAndPartnerAppIDs ids =
@@ -120,6 +119,10 @@ void CatalogParser::parseCatalogWithResponse(std::string response) {
         catalogTrace.error("\n ERROR: Catalog Parsing Failed\n");
         m_isCutShort = isWithoutMemory(error);
     }
+}
+
+ReleaseRecord &CatalogParser::record() const {
+    return m_record != nullptr ? *m_record : DownloadController::getInstance()->releaseRecord();
 }
 
 void CatalogParser::appendCatalogs(const std::vector<std::string> &products,
@@ -209,7 +212,7 @@ void CatalogParser::setCBRMSBuildNoFromDynamicBrandingCatalog(std::string catalo
     const std::string buildNo = isNamed ? catalog.getXPathStringValue(keyCBRMSBuildNo) : "";
     requireWhole(catalog);
     if (isNamed)
-        DownloadController::getInstance()->setCBRMSBuildNo(buildNo);
+        record().setCBRMSBuildNo(buildNo);
 }
 
 bool CatalogParser::isCoreAppID(std::string appId) const {

@@ -1,6 +1,5 @@
 #include "DownloadController.h"
 
-#include <algorithm>
 #include <exception>
 #include <map>
 #include <new>
@@ -12,6 +11,7 @@
 
 #include "ExternalLibraries.h"
 #include "PackageList.h"
+#include "ProductUrls.h"
 #include "ShellPipe.h"
 #include "Text.h"
 #include "TextList.h"
@@ -208,7 +208,7 @@ void DownloadController::markEarlyFailure() {
 }
 
 std::string DownloadController::getAffId(std::string affiliateId) const {
-    return affiliateId.substr(0, affiliateId.find('-'));
+    return upToDash(affiliateId);
 }
 
 int DownloadController::getCatalogs(std::string response) {
@@ -267,16 +267,8 @@ std::list<const char *> DownloadController::getPackageDownloadUrls(std::vector<P
         }
     }
     OwnedTexts urls;
-    for (const ProductInfo &product : products) {
-        const auto replaced =
-            std::find_if(urls.list().begin(), urls.list().end(), [&product](const char *url) {
-                return product.isPartner && contains(url, product.name);
-            });
-        // A partner's package takes the place of the core package of the same name.
-        if (replaced != urls.list().end())
-            urls.removeEqual(*replaced);
-        urls.append(product.url);
-    }
+    for (const std::string &url : productUrls(products))
+        urls.append(url);
     return urls.release();
 }
 

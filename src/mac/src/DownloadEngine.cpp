@@ -6,7 +6,6 @@
 #include <set>
 #include <utility>
 
-#include "DestinationPath.h"
 #include "ProgressAverage.h"
 #include "ShellPipe.h"
 #include "Text.h"
@@ -30,10 +29,9 @@ void DownloadEngine::downLoad(const std::list<const char *> &urls, const std::st
     trace.info("INFO: Download Start\n");
     try {
         const std::vector<std::string> addresses(urls.begin(), urls.end());
-        const std::vector<std::string> folders = m_records.foldersOf(addresses);
         OwnedTexts files;
-        for (std::size_t i = 0; i < addresses.size(); ++i)
-            files.append(destinationPath(destination, folders[i], afterLastSlash(addresses[i])));
+        for (const std::string &path : m_records.destinationsOf(addresses, destination))
+            files.append(path);
         for (const std::string file : files.list()) {
             if (!runShellCommand("sudo mkdir -p " + file.substr(0, file.rfind('/')))) {
                 trace.error("Error: Failed to create %s\n", destination.c_str());

@@ -27,10 +27,6 @@ std::unique_ptr<char[]> copyText(const char *text) {
     return copy;
 }
 
-bool isPackage(const std::string &address) {
-    return contains(afterLastSlash(address), ".pkg");
-}
-
 // What libcurl calls; the worker's own operation has the stream's type.
 std::size_t writeToStream(char *buffer, std::size_t size, std::size_t count, void *stream) noexcept {
     return DownloadHelper::write_data(buffer, size, count, static_cast<std::FILE *>(stream));

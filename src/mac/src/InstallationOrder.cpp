@@ -57,21 +57,28 @@ int depthFor(int count) {
     return depth;
 }
 
+using Places = std::list<PlacedPackage>;
+
+void take(Places &from, Places::iterator package, PlacedBy rule, const std::string &orderName, Places &to) {
+    package->rule = rule;
+    package->orderName = orderName;
+    to.splice(to.end(), from, package);
+}
+
 // The named packages come first, in the order of the names; the others follow as they were.
-std::list<std::string> orderWithinVersion(std::list<std::string> group,
-                                          const std::vector<std::string> &orderNames) {
+Places orderWithinVersion(Places group, const std::vector<std::string> &orderNames) {
     if (group.size() < 2)
         return group;
     // Packages of one name as they stand.
-    std::multimap<std::string_view, std::list<std::string>::iterator> byName;
-    for (auto path = group.begin(); path != group.end(); ++path)
-        byName.emplace(lastComponent(*path), path);
-    std::list<std::string> ordered;
+    std::multimap<std::string_view, Places::iterator> byName;
+    for (auto package = group.begin(); package != group.end(); ++package)
+        byName.emplace(lastComponent(package->path), package);
+    Places ordered;
     for (const std::string &orderName : orderNames) {
         const auto named = byName.lower_bound(orderName);
         if (named == byName.end() || named->first != orderName)
             continue;
-        ordered.splice(ordered.end(), group, named->second);
+        take(group, named->second, PlacedBy::nameWithinVersion, orderName, ordered);
         byName.erase(named);
     }
     ordered.splice(ordered.end(), group);
@@ -79,23 +86,26 @@ std::list<std::string> orderWithinVersion(std::list<std::string> group,
 }
 
 struct Repost {
-    std::string path;
+    Places::iterator package;
     std::string inUpperCase;
 };
 
 // Each name admits one repost package, in any letter case; one that no name admits is left out. An empty name
 // admits none.
-std::list<std::string> takeReposts(std::list<Repost> reposts, const std::vector<std::string> &orderNames) {
-    std::list<std::string> taken;
+Places takeReposts(Places &reposts, const std::vector<std::string> &orderNames) {
+    std::list<Repost> left;
+    for (auto package = reposts.begin(); package != reposts.end(); ++package)
+        left.push_back({package, boost::algorithm::to_upper_copy(package->path)});
+    Places taken;
     for (const std::string &orderName : orderNames) {
         const std::string name = boost::algorithm::to_upper_copy(orderName);
-        const auto named = std::find_if(reposts.begin(), reposts.end(), [&name](const Repost &repost) {
+        const auto named = std::find_if(left.begin(), left.end(), [&name](const Repost &repost) {
             return !name.empty() && contains(repost.inUpperCase, name);
         });
-        if (named == reposts.end())
+        if (named == left.end())
             continue;
-        taken.push_back(std::move(named->path));
-        reposts.erase(named);
+        take(reposts, named->package, PlacedBy::nameOfRepost, orderName, taken);
+        left.erase(named);
     }
     return taken;
 }
@@ -136,23 +146,33 @@ int splitAroundVersion(std::vector<std::string> &paths, const std::string &pivot
 
 std::list<std::string> installationOrder(const std::vector<std::string> &sortedPaths,
                                          const std::vector<std::string> &orderNames) {
-    // The text order of the versions decides between groups: 10 comes before 9 (kept).
-    std::map<std::string_view, std::list<std::string>> groups;
-    for (const std::string &path : sortedPaths)
-        groups[hotFixVersionOf(path)].push_back(path);
+    std::list<std::string> ordered;
+    for (PlacedPackage &package : placedPackages(sortedPaths, orderNames)) {
+        if (package.rule != PlacedBy::nothing)
+            ordered.push_back(std::move(package.path));
+    }
+    return ordered;
+}
 
-    std::list<Repost> reposts;
-    std::list<std::string> others;
+std::list<PlacedPackage> placedPackages(const std::vector<std::string> &sortedPaths,
+                                        const std::vector<std::string> &orderNames) {
+    // The text order of the versions decides between groups: 10 comes before 9 (kept).
+    std::map<std::string_view, Places> groups;
+    for (const std::string &path : sortedPaths)
+        groups[hotFixVersionOf(path)].push_back({path, PlacedBy::version, ""});
+
+    Places reposts;
+    Places others;
     for (auto &[version, group] : groups) {
-        for (std::string &path : orderWithinVersion(std::move(group), orderNames)) {
-            if (contains(path, "repost"))
-                reposts.push_back({path, boost::algorithm::to_upper_copy(path)});
-            else if (!path.empty())
-                others.push_back(std::move(path));
+        for (PlacedPackage &package : orderWithinVersion(std::move(group), orderNames)) {
+            if (!package.path.empty())
+                (contains(package.path, "repost") ? reposts : others).push_back(std::move(package));
         }
     }
 
-    std::list<std::string> ordered = takeReposts(std::move(reposts), orderNames);
-    ordered.splice(ordered.end(), others);
-    return ordered;
+    Places placed = takeReposts(reposts, orderNames);
+    placed.splice(placed.end(), others);
+    for (PlacedPackage &package : reposts)
+        placed.push_back({std::move(package.path), PlacedBy::nothing, ""});
+    return placed;
 }

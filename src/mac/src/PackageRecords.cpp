@@ -5,6 +5,7 @@
 #include <unordered_map>
 #include <utility>
 
+#include "DestinationPath.h"
 #include "Text.h"
 #include "TextFinder.h"
 
@@ -106,6 +107,18 @@ std::string PackageRecords::hashOf(const std::string &url) const {
 
 std::vector<std::string> PackageRecords::foldersOf(const std::vector<std::string> &urls) const {
     return m_freshInstallMode ? products()->foldersOf(urls) : hotFixes()->foldersOf(urls);
+}
+
+std::vector<std::string> PackageRecords::destinationsOf(const std::vector<std::string> &urls,
+                                                        const std::string &folder) const {
+    std::vector<std::string> paths = foldersOf(urls);
+    for (std::size_t i = 0; i < urls.size(); ++i)
+        paths[i] = destinationPath(folder, paths[i], afterLastSlash(urls[i]));
+    return paths;
+}
+
+std::string PackageRecords::destinationOf(const std::string &url, const std::string &folder) const {
+    return destinationsOf({url}, folder).front();
 }
 
 std::shared_ptr<const PackageRecords::Products> PackageRecords::products() const {

@@ -17,16 +17,6 @@ void OwnedTexts::append(const std::string &text) {
     entry = copy;
 }
 
-void OwnedTexts::removeEqual(const char *text) {
-    std::list<const char *> removed;
-    for (auto entry = m_texts.begin(); entry != m_texts.end();) {
-        const auto current = entry++;
-        if (std::strcmp(*current, text) == 0)
-            removed.splice(removed.end(), m_texts, current);
-    }
-    freeTexts(removed);
-}
-
 std::list<const char *> OwnedTexts::release() noexcept {
     return std::exchange(m_texts, {});
 }

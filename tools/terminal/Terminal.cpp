@@ -2,6 +2,7 @@
 
 #include <clocale>
 #include <cstdint>
+#include <cstdlib>
 #include <cstring>
 
 #include <langinfo.h>
@@ -50,11 +51,31 @@ Terminal::Terminal(Output &out)
     , m_clearLine(command("el"))
     , m_clearToEnd(command("ed"))
     , m_hideCursor(command("civis"))
-    , m_showCursor(command("cnorm")) {
+    , m_showCursor(command("cnorm"))
+    , m_plain(command("sgr0")) {
     // Only the terminal's characters are of interest: numbers stay as they are.
     const char *locale = std::setlocale(LC_CTYPE, ""); // NOLINT(concurrency-mt-unsafe): no other thread asks
     m_utf8 = locale != nullptr &&
              std::strcmp(nl_langinfo(CODESET), "UTF-8") == 0; // NOLINT(concurrency-mt-unsafe): likewise
+}
+
+Terminal::~Terminal() {
+    restore();
+    static_cast<void>(del_curterm(set_curterm(nullptr))); // fails for none only
+}
+
+std::string Terminal::coloured(Colour colour, const std::string &text) const {
+    const char *unwanted = std::getenv("NO_COLOR"); // NOLINT(concurrency-mt-unsafe): no other thread sets it
+    const char *foreground =
+        tigetstr(const_cast<char *>("setaf")); // NOLINT(cppcoreguidelines-pro-type-const-cast)
+    const bool knows = foreground != nullptr && reinterpret_cast<std::intptr_t>(foreground) != -1;
+    if (!knows || m_plain.empty() || (unwanted != nullptr && *unwanted != '\0'))
+        return text;
+    const int number = colour == Colour::red     ? COLOR_RED
+                       : colour == Colour::green ? COLOR_GREEN
+                                                 : COLOR_YELLOW;
+    const char *begin = tiparm(foreground, number);
+    return begin == nullptr ? text : begin + text + m_plain;
 }
 
 bool Terminal::take() noexcept {

@@ -9,12 +9,14 @@
 
 #include "Output.h"
 
+enum class Colour { red, green, yellow };
+
 class Terminal {
 public:
     // Null when the stream is no terminal, or one that can't clear a line.
     static std::unique_ptr<Terminal> open(Output &out);
 
-    ~Terminal() { restore(); }
+    ~Terminal();
     Terminal(const Terminal &) = delete;
     Terminal &operator=(const Terminal &) = delete;
 
@@ -23,8 +25,12 @@ public:
     bool take() noexcept;
     void restore() noexcept;
 
+    // False while the shell has the process in the background.
+    bool isInForeground() const noexcept;
     int width() const;
     bool showsUtf8() const { return m_utf8; }
+    // The text as it is where the terminal has no colours, or its user wants none (NO_COLOR).
+    std::string coloured(Colour colour, const std::string &text) const;
     // Clears everything from the line with the cursor on, writes the text there, and leaves the cursor at its
     // beginning: there a terminal that rearranges its lines for another width keeps it.
     void overwrite(const std::string &text);
@@ -32,11 +38,10 @@ public:
 
 private:
     explicit Terminal(Output &out);
-    bool isInForeground() const noexcept;
 
     Output &m_out;
     bool m_utf8 = false;
     bool m_taken = false;
     termios m_modes{}; // as found
-    std::string m_clearLine, m_clearToEnd, m_hideCursor, m_showCursor;
+    std::string m_clearLine, m_clearToEnd, m_hideCursor, m_showCursor, m_plain;
 };

@@ -1,0 +1,127 @@
+#include "CommandLine.h"
+
+#include <functional>
+#include <iostream>
+
+#include <CLI/CLI.hpp>
+
+#include "Build.h"
+#include "Explain.h"
+#include "Init.h"
+#include "ScriptCommand.h"
+#include "Statuses.h"
+
+namespace {
+
+using Run = std::function<int()>;
+
+const char *const statuses =
+    "Exit status:\n"
+    "  0  done\n"
+    "  1  done, and something was found that is to be looked at\n"
+    "  2  nothing done: the input or the call cannot be used, or the system refused\n";
+
+// Every subcommand tells an example that works, and the statuses.
+CLI::App *addCommand(CLI::App &app, const char *name, const char *purpose, const std::string &example) {
+    CLI::App *command = app.add_subcommand(name, purpose);
+    command->footer("Example:\n  $ " + example + "\n\n" + statuses);
+    return command;
+}
+
+void addFolder(CLI::App *command, std::filesystem::path &folder, const char *what) {
+    command->add_option("FOLDER", folder, what)->required();
+}
+
+// One function a subcommand: its options, and what runs it.
+
+Run addInit(CLI::App &app, CLI::App *&command) {
+    const auto folder = std::make_shared<std::filesystem::path>();
+    command = addCommand(app, "init", "Make a small release to begin with, complete and explained",
+                         "releasebench init my-release");
+    addFolder(command, *folder, "The folder to make");
+    return [folder] { return runInit(*folder); };
+}
+
+Run addBuild(CLI::App &app, CLI::App *&command) {
+    const auto options = std::make_shared<BuildOptions>();
+    command = addCommand(
+        app, "build",
+        "Write the catalogs with sizes and hashes, the order of installation and the service's data",
+        "releasebench init my-release && releasebench build my-release --out published");
+    addFolder(command, options->folder, "The release's folder, with its release.json");
+    command
+        ->add_option("--out", options->out,
+                     "The folder to write, a new one or one that build made; "
+                     "default FOLDER/built")
+        ->type_name("DIR");
+    return [options] { return runBuild(*options); };
+}
+
+// What explain and script ask about.
+void addQuestion(CLI::App *command, Question &question) {
+    addFolder(command, question.folder, "The release's folder, with its release.json");
+    command->add_option("--product", question.product, "The version of the installed product")
+        ->type_name("V");
+    command->add_option("--system", question.system, "The version of the operating system")->type_name("V");
+    command
+        ->add_option("--app", question.application,
+                     "Its application ids, with commas between; default: the "
+                     "first of the release")
+        ->type_name("ID");
+    command
+        ->add_option("--affiliate", question.affiliate, "Its affiliate id; default: the first of the release")
+        ->type_name("ID");
+    command
+        ->add_option("--config", question.config, "Take what is not given from a machine's ProductConfig.xml")
+        ->type_name("FILE");
+}
+
+Run addExplain(CLI::App &app, CLI::App *&command) {
+    const auto options = std::make_shared<ExplainOptions>();
+    command = addCommand(app, "explain",
+                         "Tell what an update or a fresh installation of a machine would do, and why",
+                         "releasebench init my-release && "
+                         "releasebench explain my-release --product 1.0.0.5 --system 10.8.5");
+    addQuestion(command, options->question);
+    command->add_flag("--fresh", options->fresh, "Explain a fresh installation, which needs no versions");
+    command->add_flag("--json", options->json, "Print JSON");
+    return [options] { return runExplain(*options); };
+}
+
+Run addScript(CLI::App &app, CLI::App *&command) {
+    const auto question = std::make_shared<Question>();
+    command = addCommand(app, "script", "Print the installer script that an update would run as root",
+                         "releasebench init my-release && "
+                         "releasebench script my-release --product 1.0.0.5 --system 10.8.5");
+    addQuestion(command, *question);
+    return [question] { return runScript(*question); };
+}
+
+constexpr auto commands = {addInit, addBuild, addExplain, addScript};
+
+// Of help and version, which are all the output there is.
+int statusOfAnswer() {
+    return std::cout.flush() ? Statuses::done : Statuses::unusable;
+}
+
+} // namespace
+
+int runCommandLine(int argc, const char *const *argv) {
+    CLI::App app("Writes, checks and explains a release before a customer meets it.", "releasebench");
+    app.set_version_flag("--version", VERSION);
+    app.require_subcommand(1);
+    app.footer("releasebench COMMAND --help tells more and gives an example.");
+    Run chosen;
+    for (const auto &add : commands) {
+        CLI::App *command = nullptr;
+        Run run = add(app, command);
+        command->callback([&chosen, run = std::move(run)] { chosen = run; });
+    }
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError &error) {
+        // Help and version come this way too.
+        return app.exit(error) == 0 ? statusOfAnswer() : Statuses::unusable;
+    }
+    return chosen();
+}

@@ -1,0 +1,117 @@
+#include "Offer.h"
+
+#include <list>
+#include <map>
+#include <stdexcept>
+
+#include "OwnStreams.h"
+#include "PackageRecords.h"
+#include "Paths.h"
+#include "Publication.h"
+#include "ReleaseRecord.h"
+#include "ServiceReply.h"
+#include "TemporaryFolder.h"
+#include "Text.h"
+#include "TextList.h"
+#include "TolvaneHandler.h"
+
+namespace {
+
+// A fresh installation asks with its whole affiliate id (kept as shipped).
+std::string replyTo(const Asker &asker, const Release &release, Job job) {
+    ServiceQuestion question;
+    question.affId = job == Job::update ? upToDash(asker.affiliate) : asker.affiliate;
+    TolvaneHandler().splitString(asker.application, ',', question.appIds);
+    return serviceReply(releasesXml(release), question).value_or("");
+}
+
+// The engine decides nothing by a package's size, and by its hash only whether it is that of another package:
+// the name of its file will do for it.
+FileFacts factsByName(const ReleasePackage &package) {
+    return {"", std::filesystem::path(package.file).lexically_normal().string()};
+}
+
+// Catalogs as the engine has them on a machine, in a folder of one's own.
+class Downloads {
+public:
+    Downloads(const Release &release, Job job)
+        : m_release(release) {
+        m_records.setFreshInstallMode(job == Job::freshInstall);
+    }
+
+    // As the engine does it: all of a group or, when one path may not be named in a command, none.
+    std::vector<OfferedCatalog> fetch(const std::string &group, const std::list<const char *> &urls,
+                                      const std::string &folder) {
+        std::vector<OfferedCatalog> catalogs;
+        try {
+            for (const std::string url : urls)
+                catalogs.push_back({group, url, m_records.destinationOf(url, folder)});
+        } catch (const std::invalid_argument &) {
+            catalogs.clear();
+            for (const std::string url : urls)
+                catalogs.push_back({group, url, ""});
+            return catalogs;
+        }
+        for (const OfferedCatalog &catalog : catalogs)
+            m_files.push_back(write(catalog));
+        return catalogs;
+    }
+
+    // One for each catalog, also for one that is named again.
+    const std::list<std::string> &files() const { return m_files; }
+
+private:
+    std::string write(const OfferedCatalog &catalog) {
+        const std::filesystem::path file = m_folder.path() / catalog.group / afterLastSlash(catalog.path);
+        writeNewFile(file, textOf(catalog.url));
+        return file.string();
+    }
+
+    std::string textOf(const std::string &url) const {
+        for (const ReleaseCatalog &catalog : m_release.catalogs) {
+            if (catalog.url() == url)
+                return catalogXml(catalog, factsByName);
+        }
+        return "";
+    }
+
+    const Release &m_release;
+    PackageRecords m_records; // empty, as long as catalogs are fetched
+    TemporaryFolder m_folder;
+    std::list<std::string> m_files;
+};
+
+} // namespace
+
+Offer offerTo(const Asker &asker, const Release &release, Job job) {
+    const OwnStreams quiet; // the engine prints what it reads
+    const std::string reply = replyTo(asker, release, job);
+    Offer offer;
+    offer.isAnswered = TolvaneHandler().processResponse(reply);
+    if (!offer.isAnswered)
+        return offer;
+
+    ReleaseRecord record;
+    CatalogParser parser(record);
+    std::map<std::string, std::list<const char *>> urls = parser.getCatalogUrls(reply);
+    OwnedTexts core(std::move(urls["Core"]));
+    OwnedTexts partner(std::move(urls["Partner"]));
+    Downloads downloads(release, job);
+    offer.catalogs = downloads.fetch("Core", core.list(), coreCatalogDirectory());
+    for (OfferedCatalog &catalog : downloads.fetch("Partner", partner.list(), partnerCatalogDirectory()))
+        offer.catalogs.push_back(std::move(catalog));
+    if (job == Job::update)
+        offer.hotFixes = parser.getHotFixInfo(downloads.files());
+    else
+        offer.products = parser.getProductInfo(downloads.files());
+    offer.releaseName = record.getRelName();
+    offer.coreVersion = record.getCoreReleaseVer();
+    offer.partnerVersion = record.getPartnerReleaseVer();
+    offer.brandingBuild = record.getCBRMSBuildNO();
+    return offer;
+}
+
+Asker firstAsker(const Release &release) {
+    const Audience &audience = release.audience.front();
+    return {audience.affiliates.front(), audience.products.front().application};
+}

@@ -1,0 +1,15 @@
+#pragma once
+
+#include <filesystem>
+#include <functional>
+#include <map>
+#include <string>
+
+// The files of a folder by their paths from there, "/" between the names.
+using FolderFiles = std::map<std::string, std::string>;
+
+// Gives the folder just these files, at once: whoever looks sees the old or the new ones. False, and nothing
+// is touched, when it has them already; files that stay the same keep their times. A folder that is there may
+// hold only files for which isOurs is true. Throws UnusableInput when it holds others, and std::system_error.
+bool putFolder(const std::filesystem::path &folder, const FolderFiles &files,
+               const std::function<bool(const std::string &)> &isOurs);

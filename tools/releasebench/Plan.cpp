@@ -1,0 +1,199 @@
+#include "Plan.h"
+
+#include <algorithm>
+#include <functional>
+#include <stdexcept>
+#include <utility>
+
+#include "PackageRecords.h"
+#include "Paths.h"
+#include "ProductUrls.h"
+#include "ReleaseRecord.h"
+#include "Text.h"
+
+namespace {
+
+void stop(Plan &plan, Outcome outcome, std::string reason) {
+    plan.outcome = outcome;
+    plan.reason = std::move(reason);
+}
+
+// The URLs of the chosen ones; none when the engine ends at one of them.
+std::list<std::string> select(const Offer &offer, const Machine &machine, Plan &plan) {
+    std::list<std::string> chosen;
+    ReleaseMaxima maxima{machine.product};
+    for (const HotFixPackageInfo &hotFix : offer.hotFixes) {
+        plan.selections.push_back(judgeHotFix(hotFix, machine.product, machine.system));
+        if (plan.selections.back() != Selection::applies)
+            continue;
+        try {
+            maxima.include(hotFix);
+        } catch (const std::logic_error &) { // no number, or one that does not fit
+            stop(plan, Outcome::fails,
+                 "the engine's process ends at " + hotFix.name + ", whose build number \"" + hotFix.buildNo +
+                     "\" is no number that fits");
+            return {};
+        }
+        chosen.push_back(hotFix.url);
+    }
+    if (chosen.empty())
+        stop(plan, Outcome::nothingToDo, "No updates Found");
+    plan.version = maxima.version;
+    plan.build = maxima.buildNo;
+    return chosen;
+}
+
+// What keeps a package from ever counting as downloaded; "" when nothing does.
+std::string whyNeverComplete(const Download &download) {
+    if (!isPackage(download.url))
+        return "no \".pkg\" in the file name of " + download.url + ", which never counts as downloaded";
+    if (contains(download.path, " "))
+        return "the hash tool takes " + download.path + " for several files, since it holds a blank";
+    return "";
+}
+
+void placeDownloads(const std::list<std::string> &urls, const PackageRecords &records, Plan &plan) {
+    for (const std::string &url : urls) {
+        try {
+            plan.downloads.push_back({url, records.destinationOf(url, packageDirectory())});
+        } catch (const std::invalid_argument &) {
+            plan.downloads.push_back({url, ""});
+            stop(plan, Outcome::fails,
+                 "ERROR: Destination Creation Failed (nothing is downloaded, since no command may name "
+                 "where " +
+                     url + " goes)");
+        }
+    }
+}
+
+// A job is done when every download counts as complete.
+void failWhereIncomplete(const std::function<std::string(const Download &)> &reasonOf, Plan &plan) {
+    for (const Download &download : plan.downloads) {
+        std::string reason = plan.outcome == Outcome::done ? reasonOf(download) : "";
+        if (!reason.empty())
+            stop(plan, Outcome::fails, std::move(reason));
+    }
+}
+
+std::string whyUpdateFails(const Download &download) {
+    const std::string why = whyNeverComplete(download);
+    return why.empty() ? "" : "ERROR: Download Failed (" + why + ")";
+}
+
+// An update finds a hash by the whole URL, which is always the package's own.
+std::string whyHashNeverFits(const Download &download, const std::vector<ProductInfo> &products,
+                             const PackageRecords &records) {
+    const std::string expected = records.hashOf(download.url);
+    const bool isOwn = std::any_of(products.begin(), products.end(), [&](const ProductInfo &product) {
+        return product.url == download.url && product.hash == expected;
+    });
+    if (isOwn)
+        return "";
+    if (expected.empty())
+        return "no product's name stands in " + download.url + ", so no hash is known for it";
+    return download.url + " is checked against the hash of " + expected +
+           ", the first product whose name stands in that URL";
+}
+
+std::string whyFreshInstallFails(const Download &download, const std::vector<ProductInfo> &products,
+                                 const PackageRecords &records) {
+    std::string why = whyNeverComplete(download);
+    if (why.empty())
+        why = whyHashNeverFits(download, products, records);
+    if (why.empty() || !isPackage(download.url)) // of which the engine's log has no line
+        return why;
+    return "ERROR : Download Failed: " + download.url + " (" + why + ")";
+}
+
+void orderPackages(const std::vector<std::string> &orderNames, Plan &plan) {
+    std::vector<std::string> paths;
+    for (const Download &download : plan.downloads)
+        paths.push_back(download.path);
+    sortByHotFixVersion(paths, 0, static_cast<int>(paths.size()) - 1);
+    const auto others = std::stable_partition(paths.begin(), paths.end(), isBrandingPackage);
+    plan.branding.assign(paths.begin(), others);
+    plan.order = placedPackages({others, paths.end()}, orderNames);
+}
+
+} // namespace
+
+Plan planUpdate(const Offer &offer, const Machine &machine, const std::vector<std::string> &orderNames) {
+    Plan plan;
+    if (!offer.isAnswered)
+        stop(plan, Outcome::nothingToDo, "ERROR Tolvane response (the service has nothing for this machine)");
+    else if (offer.hotFixes.empty())
+        stop(plan, Outcome::nothingToDo, "No products found For Update");
+    if (plan.outcome == Outcome::done) {
+        const std::list<std::string> urls = select(offer, machine, plan);
+        PackageRecords records;
+        records.setFreshInstallMode(false);
+        records.setHotFixes(offer.hotFixes);
+        placeDownloads(urls, records, plan);
+        failWhereIncomplete(whyUpdateFails, plan);
+    }
+    if (plan.outcome == Outcome::done) {
+        orderPackages(orderNames, plan);
+    } else {
+        plan.version = machine.product;
+        plan.build.clear();
+    }
+    return plan;
+}
+
+Plan planFreshInstall(const Offer &offer) {
+    Plan plan;
+    if (!offer.isAnswered) {
+        stop(plan, Outcome::fails, "ERROR Tolvane response (the service has nothing for this machine)");
+        return plan;
+    }
+    if (offer.products.empty()) {
+        stop(plan, Outcome::fails, "ERROR: No products found For Fresh Install");
+        return plan;
+    }
+    const bool lacksPackage = std::any_of(offer.products.begin(), offer.products.end(),
+                                          [](const ProductInfo &product) { return product.url.empty(); });
+    if (lacksPackage) {
+        stop(plan, Outcome::fails, "ERROR:  Package Missing (a catalog without a full-install package)");
+        return plan;
+    }
+    PackageRecords records;
+    records.setProducts(offer.products);
+    placeDownloads(productUrls(offer.products), records, plan);
+    failWhereIncomplete(
+        [&](const Download &download) { return whyFreshInstallFails(download, offer.products, records); },
+        plan);
+    if (plan.outcome != Outcome::done)
+        return plan;
+    ReleaseRecord record;
+    record.setMaximaOf(offer.products);
+    plan.version = record.getMaxPackageVersion();
+    plan.build = record.getMaxBuildNo();
+    return plan;
+}
+
+std::list<std::string> scriptedPackages(const Plan &plan) {
+    std::list<std::string> paths;
+    for (const PlacedPackage &package : plan.order) {
+        if (package.rule != PlacedBy::nothing)
+            paths.push_back(package.path);
+    }
+    return paths;
+}
+
+std::optional<Bound> decidingBound(const HotFixPackageInfo &hotFix, const Machine &machine,
+                                   Selection selection) {
+    switch (selection) {
+    case Selection::systemTooOld:
+        return Bound{"minSystem", hotFix.osxMinVer, machine.system};
+    case Selection::systemTooNew:
+        return Bound{"maxSystem", hotFix.osxMaxVer, machine.system};
+    case Selection::productTooOld:
+        return Bound{"minVersion", hotFix.minVer, machine.product};
+    case Selection::productTooNew:
+        return Bound{"maxVersion", hotFix.maxVer, machine.product};
+    case Selection::noProductVersion:
+    case Selection::applies:
+        break;
+    }
+    return std::nullopt;
+}

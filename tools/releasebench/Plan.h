@@ -1,0 +1,52 @@
+// What a job of the engine does with an offer, step by step, told by the engine's own functions. Pure: no
+// file, no network, no clock.
+#pragma once
+
+#include <list>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "HotFixSelection.h"
+#include "InstallationOrder.h"
+#include "Offer.h"
+
+struct Machine {
+    std::string product; // version
+    std::string system;  // version
+};
+
+struct Download {
+    std::string url;
+    std::string path; // "" when no command may name it
+};
+
+enum class Outcome { done, nothingToDo, fails };
+
+struct Plan {
+    Outcome outcome = Outcome::done;
+    std::string reason; // of any other outcome than done, with the engine's own line where it writes one
+
+    std::vector<Selection> selections; // one for each hot-fix of the offer; fewer when the engine ends at one
+    std::vector<Download> downloads;
+    std::vector<std::string> branding; // packages that are installed at once
+    std::list<PlacedPackage> order;    // of all others, those that are left out last
+    // The product's, afterwards; as before when the outcome is another one than done.
+    std::string version;
+    std::string build; // "" when it stays as it is
+};
+
+Plan planUpdate(const Offer &offer, const Machine &machine, const std::vector<std::string> &orderNames);
+Plan planFreshInstall(const Offer &offer);
+
+// What is installed by the script, in its order.
+std::list<std::string> scriptedPackages(const Plan &plan);
+
+// The bound of a hot-fix that speaks against it, and what it was compared with.
+struct Bound {
+    const char *key; // of release.json
+    std::string value;
+    std::string compared;
+};
+std::optional<Bound> decidingBound(const HotFixPackageInfo &hotFix, const Machine &machine,
+                                   Selection selection);
