@@ -168,7 +168,7 @@ struct Change {
 };
 struct Broken {
     const char *schema;
-    const char *example;
+    std::string example; // the service's data when empty
     std::vector<Change> changes;
 };
 
@@ -247,6 +247,13 @@ const std::vector<Broken> brokenDocuments = {
       {"<string>services.pkg</string>", "<string/>"},
       {"<key>InstallPkgOrder</key>\n", ""},
       {"RefreshInterval", "InstallPkgOrder"}}},
+    {"releases",
+     "",
+     {{"relver=", "relvers="},
+      {" affid=\"105\"", ""},
+      {"<partner appid", "<partner app"},
+      {"root=\"https", "root=\"file"},
+      {"<release ", "<release status=\"1\" "}}},
     {"SystemVersion.plist",
      "SystemVersion.plist",
      {{"ProductVersion", "Version"}, {"10.8.5", "Mountain Lion"}, {"<key>ProductVersion</key>", ""}}},
@@ -259,10 +266,11 @@ std::string changed(std::string text, const Change &change) {
 
 TEST(Schemas, RefuseWhatTheEngineWouldTakeForSomethingElse) {
     for (const Broken &broken : brokenDocuments) {
+        const std::string whole =
+            broken.example.empty() ? readText(builtRelease() + "releases.xml") : example(broken.example);
         std::vector<std::string> documents;
         for (const Change &change : broken.changes)
-            documents.push_back(
-                written(std::to_string(documents.size()) + ".xml", changed(example(broken.example), change)));
+            documents.push_back(written(std::to_string(documents.size()) + ".xml", changed(whole, change)));
         const std::string said = checked(broken.schema, documents);
         for (std::size_t i = 0; i < documents.size(); ++i)
             EXPECT_THAT(said, HasSubstr(documents[i] + " fails to validate\n"))
