@@ -1,14 +1,14 @@
 #include "ReleaseFile.h"
 
 #include <algorithm>
-#include <fstream>
-#include <iterator>
+#include <optional>
 #include <set>
 #include <utility>
 
 #include <nlohmann/json.hpp>
 
 #include "PositionedJson.h"
+#include "RegularFile.h"
 #include "SchemaCheck.h"
 #include "Text.h"
 #include "UnusableInput.h"
@@ -18,12 +18,13 @@ namespace {
 using Json = nlohmann::json;
 
 std::string contentOf(const std::filesystem::path &file) {
-    std::ifstream stream(file, std::ios::binary);
-    std::string content{std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
-    if (!stream)
+    constexpr std::size_t mostBytes = 1U << 30U; // a hundred thousand packages take 30 MB
+    std::optional<RegularFile> opened = RegularFile::open(file.string(), Links::follow);
+    std::optional<std::string> content = opened ? opened->read(mostBytes) : std::nullopt;
+    if (!content)
         throw UnusableInput(file.string() +
                             ": cannot be read; \"releasebench init\" makes a release to begin with");
-    return content;
+    return *std::move(content);
 }
 
 std::string textOf(const Json &object, const char *key) {
