@@ -274,7 +274,10 @@ INSTANTIATE_TEST_SUITE_P(
         Fault{"CatalogInAFolder", [](Json &release) { release["catalogs"][0]["name"] = "../x"; },
               "catalogs[0].name: ", "without a folder"},
         Fault{"ControlCharacter", [](Json &release) { release["catalogs"][0]["version"] = "1\x01"; },
-              "catalogs[0].version: ", "control character"}),
+              "catalogs[0].version: ", "control character"},
+        Fault{"NoCharacter",
+              [](Json &release) { release["catalogs"][0]["hotFixes"][0]["name"] = "a\xEF\xBF\xBF"; },
+              "catalogs[0].hotFixes[0].name: ", "expected a text that XML can hold"}),
     caseName);
 
 TEST_F(ReleaseBench, FaultsAreToldAllAtOnceEachWithItsLine) {

@@ -141,17 +141,18 @@ void checkNames(const Release &release, Faults &faults) {
     }
 }
 
-// XML has no way to write most control characters.
+// XML has no way to write most control characters, nor the two that are none (U+FFFE and U+FFFF).
 bool isForXml(const std::string &text) {
-    return std::all_of(text.begin(), text.end(), [](char character) {
-        const auto code = static_cast<unsigned char>(character);
-        return code >= 0x20 || code == '\t' || code == '\n' || code == '\r';
-    });
+    return !contains(text, "\xEF\xBF\xBE") && !contains(text, "\xEF\xBF\xBF") &&
+           std::all_of(text.begin(), text.end(), [](char character) {
+               const auto code = static_cast<unsigned char>(character);
+               return code >= 0x20 || code == '\t' || code == '\n' || code == '\r';
+           });
 }
 
 void checkCharacters(const Json &value, const std::string &place, Faults &faults) {
     if (value.is_string() && !isForXml(value.get_ref<const std::string &>()))
-        faults.note(place, "holds a control character, expected a text that XML can hold");
+        faults.note(place, "holds a control character or none at all, expected a text that XML can hold");
     if (!value.is_structured())
         return;
     for (const auto &item : value.items())
