@@ -25,6 +25,12 @@ const std::string installed = "/usr/local/Brovik/qrn/share/downloadManager/";
 const std::string work = "/tmp/schemas";
 const std::string source = SOURCE;
 
+class CleanEnd : public testing::Environment {
+public:
+    void TearDown() override { fs::remove_all(work); }
+};
+const testing::Environment *const cleanEnd = testing::AddGlobalTestEnvironment(new CleanEnd); // gtest's
+
 // What xmllint says of these documents, a line for each of them at least.
 std::string checked(const std::string &schema, std::vector<std::string> documents) {
     documents.insert(documents.begin(),
@@ -52,12 +58,12 @@ std::string writtenExample(const std::string &name) {
 }
 
 // What the reference service makes of its data.
-std::string replyFrom(const std::string &releases) {
-    return written("reply-from-" + fs::path(releases).filename().string(),
-                   serviceReply(readText(releases), {"105", {"quaformac"}}).value());
+std::string replyFrom(const std::string &data) {
+    return serviceReply(readText(data), {"105", {"quaformac"}}).value();
 }
 
-// The publication of "releasebench init".
+// Publications, each made once: folders with "catalogs", "releases.xml" and "DynaConfig.plist".
+
 std::string builtRelease() {
     const std::string folder = work + "/release";
     if (!fs::exists(folder)) {
@@ -68,12 +74,32 @@ std::string builtRelease() {
     return folder + "/built/";
 }
 
-// The catalogs of a demonstration.
-std::vector<std::string> demoCatalogs(const std::string &release) {
-    const std::string catalogs = work + "/" + release;
-    static_cast<void>(shell(source + "/rehearsal/demo/publish " + release + " && mkdir -p " + work +
-                            " && mv /srv/rehearsal/download/catalogs " + catalogs));
-    return filesIn(catalogs);
+std::string demonstration(const std::string &story) {
+    const std::string demo = source + "/rehearsal/demo/";
+    const std::string folder = work + "/" + story;
+    if (!fs::exists(folder))
+        static_cast<void>(shell(demo + "publish " + story + " && mkdir -p " + folder +
+                                " && mv /srv/rehearsal/download/catalogs " + folder + " && cp " + demo +
+                                story + ".releases.xml " + folder + "/releases.xml && cp " + demo +
+                                "DynaConfig.plist " + folder));
+    return folder + "/";
+}
+
+std::vector<std::string> publications() {
+    return {builtRelease(), demonstration("hotfixes"), demonstration("products")};
+}
+
+// A file of each.
+std::vector<std::string> published(const std::string &file) {
+    std::vector<std::string> files;
+    for (const std::string &folder : publications())
+        files.push_back(folder + file);
+    return files;
+}
+
+std::vector<std::string> with(std::vector<std::string> files, const std::vector<std::string> &more) {
+    files.insert(files.end(), more.begin(), more.end());
+    return files;
 }
 
 std::vector<std::string> requests() {
@@ -82,27 +108,25 @@ std::vector<std::string> requests() {
 }
 
 std::vector<std::string> replies() {
-    const std::string demo = source + "/rehearsal/demo/";
     const std::string corpus = source + "/tests/fuzz/corpus/ReplyFuzz/";
-    return {writtenExample("productresponse.xml"),
-            writtenExample("productresponse.none.xml"),
-            writtenExample("productresponse.failed.xml"),
-            written("plain.xml", plainReply),
-            replyFrom(demo + "hotfixes.releases.xml"),
-            replyFrom(demo + "products.releases.xml"),
-            replyFrom(builtRelease() + "releases.xml"),
-            corpus + "core-and-partner.xml",
-            corpus + "no-update.xml",
-            corpus + "failed.xml"};
+    std::vector<std::string> files = {writtenExample("productresponse.xml"),
+                                      writtenExample("productresponse.none.xml"),
+                                      writtenExample("productresponse.failed.xml"),
+                                      written("plain.xml", plainReply),
+                                      corpus + "core-and-partner.xml",
+                                      corpus + "no-update.xml",
+                                      corpus + "failed.xml"};
+    for (const std::string &data : published("releases.xml"))
+        files.push_back(written("reply" + std::to_string(files.size()) + ".xml", replyFrom(data)));
+    return files;
 }
 
 std::vector<std::string> catalogs() {
     std::vector<std::string> files = {
         writtenExample("platform_maccat.xml"), writtenExample("dynamicbranding_maccat.xml"),
         written("support.xml", catalogText({publishPackage(downloadHost + "/HF_1.0.1.0/a.pkg", "package")}))};
-    for (const std::vector<std::string> &more :
-         {filesIn(builtRelease() + "catalogs"), demoCatalogs("hotfixes"), demoCatalogs("products")})
-        files.insert(files.end(), more.begin(), more.end());
+    for (const std::string &folder : published("catalogs"))
+        files = with(files, filesIn(folder));
     return files;
 }
 
@@ -119,9 +143,9 @@ std::vector<std::string> installersLists() {
 }
 
 std::vector<std::string> orderLists() {
-    return {writtenExample("DynaConfig.plist"), source + "/rehearsal/product/DynaConfig.plist",
-            source + "/rehearsal/demo/DynaConfig.plist", builtRelease() + "DynaConfig.plist",
-            source + "/tests/fuzz/corpus/PropertyListFuzz/order.plist"};
+    return with(published("DynaConfig.plist"),
+                {writtenExample("DynaConfig.plist"), source + "/rehearsal/product/DynaConfig.plist",
+                 source + "/tests/fuzz/corpus/PropertyListFuzz/order.plist"});
 }
 
 std::vector<std::string> systemLists() {
@@ -130,8 +154,7 @@ std::vector<std::string> systemLists() {
 }
 
 std::vector<std::string> serviceData() {
-    return {builtRelease() + "releases.xml", source + "/rehearsal/demo/hotfixes.releases.xml",
-            source + "/rehearsal/demo/products.releases.xml"};
+    return published("releases.xml");
 }
 
 // Documents that no schema has anything against.
@@ -140,10 +163,7 @@ struct Documents {
     std::vector<std::string> (*make)();
 };
 
-class Schema : public testing::TestWithParam<Documents> {
-protected:
-    ~Schema() override { fs::remove_all(work); }
-};
+class Schema : public testing::TestWithParam<Documents> {};
 
 TEST_P(Schema, TakesWhatIsMeant) {
     const std::vector<std::string> documents = GetParam().make();
@@ -276,7 +296,6 @@ TEST(Schemas, RefuseWhatTheEngineWouldTakeForSomethingElse) {
             EXPECT_THAT(said, HasSubstr(documents[i] + " fails to validate\n"))
                 << broken.changes[i].text << " -> " << broken.changes[i].by;
     }
-    fs::remove_all(work);
 }
 
 TEST(Schemas, TellTheLineOfEveryMisspeltElement) {
@@ -292,7 +311,6 @@ TEST(Schemas, TellTheLineOfEveryMisspeltElement) {
             EXPECT_THAT(said, HasSubstr(document + ":" + std::to_string(line) + ": element minvre"));
         }
     }
-    fs::remove_all(work);
 }
 
 TEST(Schemas, AreNamedInTheManual) {
