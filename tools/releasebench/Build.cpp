@@ -2,6 +2,7 @@
 
 #include <map>
 #include <set>
+#include <system_error>
 
 #include "Digests.h"
 #include "HashBar.h"
@@ -34,7 +35,8 @@ std::vector<fs::path> filesOf(const Release &release) {
     std::string missing;
     for (const ReleasePackage *package : packagesOf(release)) {
         const fs::path file = release.folder / package->file;
-        if (!fs::is_regular_file(file))
+        std::error_code unknown; // then it is none
+        if (!fs::is_regular_file(file, unknown))
             missing += (missing.empty() ? "" : "\n") + release.at(package->place + "/file") +
                        ": expected a file, which " + file.string() + " is not";
         files.insert(file);

@@ -29,7 +29,10 @@ CLI::App *addCommand(CLI::App &app, const char *name, const char *purpose, const
 }
 
 void addFolder(CLI::App *command, std::filesystem::path &folder, const char *what) {
-    command->add_option("FOLDER", folder, what)->required();
+    const auto isNamed = [](const std::string &text) {
+        return text.empty() ? std::string("expected a folder's name") : std::string();
+    };
+    command->add_option("FOLDER", folder, what)->required()->check(isNamed);
 }
 
 // One function a subcommand: its options, and what runs it.

@@ -68,11 +68,12 @@ public:
     }
     bool parse_error(std::size_t /*position*/, const std::string & /*token*/,
                      const nlohmann::detail::exception &error) override {
-        // "[...] parse error at line 1, column 2: what is wrong"
+        // "[...] parse error at line 1, column 2: what is wrong", or without a place
         const std::string sentence = error.what();
+        const std::size_t kind = sentence.find("] ") + 2;
         const std::size_t at = sentence.find(": ");
-        throw UnusableInput(m_fileName + ":" + std::to_string(m_line) + ": no JSON" +
-                            (at == std::string::npos ? "" : sentence.substr(at)));
+        throw UnusableInput(m_fileName + ":" + std::to_string(m_line) +
+                            ": no JSON: " + sentence.substr(at == std::string::npos ? kind : at + 2));
     }
 
     Json take() { return std::move(m_document); }
@@ -112,6 +113,12 @@ private:
     }
 
     bool open(Json value) {
+        // Each level has the places of all levels around it.
+        constexpr std::size_t deepest = 32;
+        if (m_containers.size() == deepest)
+            throw UnusableInput(m_fileName + ":" + std::to_string(m_line) +
+                                ": nested deeper than any release, expected " + std::to_string(deepest) +
+                                " levels at most");
         std::string place = nextPlace();
         m_containers.push_back({put(std::move(value)), std::move(place)});
         return true;
