@@ -8,6 +8,7 @@
 #include "Build.h"
 #include "Explain.h"
 #include "Init.h"
+#include "Lint.h"
 #include "ScriptCommand.h"
 #include "Statuses.h"
 
@@ -97,7 +98,34 @@ Run addScript(CLI::App &app, CLI::App *&command) {
     return [question] { return runScript(*question); };
 }
 
-constexpr auto commands = {addInit, addBuild, addExplain, addScript};
+Run addLint(CLI::App &app, CLI::App *&command) {
+    const auto options = std::make_shared<LintOptions>();
+    command = addCommand(app, "lint", "Find what of a release can hurt the engine or a customer",
+                         "releasebench init my-release && releasebench lint my-release");
+    CLI::Option *paths =
+        command
+            ->add_option("FOLDER|CATALOG", options->paths, "The release's folder, or catalogs as published")
+            ->type_name("PATH");
+    std::set<std::string> ids;
+    for (const LintRule &rule : lintRules())
+        ids.insert(rule.id);
+    const std::map<std::string, LintFormat> formats = {
+        {"text", LintFormat::text}, {"json", LintFormat::json}, {"sarif", LintFormat::sarif}};
+    command->add_option("--format", options->format, "text, json or sarif; default: text")
+        ->type_name("FORMAT")
+        ->transform(CLI::CheckedTransformer(formats).description(""));
+    command->add_option("--disable", options->disabled, "Leave out a rule; may be given again")
+        ->type_name("RULE")
+        ->check(CLI::IsMember(ids).description(""))
+        ->expected(1)
+        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+    CLI::Option *rules = command->add_flag("--rules", options->isForRules, "Print the rules instead");
+    command->callback([] {});
+    paths->excludes(rules);
+    return [options] { return runLint(*options); };
+}
+
+constexpr auto commands = {addInit, addBuild, addExplain, addScript, addLint};
 
 // Of help and version, which are all the output there is.
 int statusOfAnswer() {
