@@ -106,23 +106,22 @@ Run addLint(CLI::App &app, CLI::App *&command) {
         command
             ->add_option("FOLDER|CATALOG", options->paths, "The release's folder, or catalogs as published")
             ->type_name("PATH");
-    std::set<std::string> ids;
-    for (const LintRule &rule : lintRules())
-        ids.insert(rule.id);
-    const std::map<std::string, LintFormat> formats = {
-        {"text", LintFormat::text}, {"json", LintFormat::json}, {"sarif", LintFormat::sarif}};
-    command->add_option("--format", options->format, "text, json or sarif; default: text")
+    const auto format = std::make_shared<std::string>("text");
+    command->add_option("--format", *format, "text, json or sarif; default: text")
         ->type_name("FORMAT")
-        ->transform(CLI::CheckedTransformer(formats).description(""));
+        ->check(CLI::IsMember({"text", "json", "sarif"}).description(""));
     command->add_option("--disable", options->disabled, "Leave out a rule; may be given again")
         ->type_name("RULE")
-        ->check(CLI::IsMember(ids).description(""))
-        ->expected(1)
-        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+        ->allow_extra_args(false)
+        ->check([](const std::string &id) {
+            return isLintRule(id) ? "" : "no rule is called " + id + "; --rules lists them";
+        });
     CLI::Option *rules = command->add_flag("--rules", options->isForRules, "Print the rules instead");
-    command->callback([] {});
     paths->excludes(rules);
-    return [options] { return runLint(*options); };
+    return [options, format] {
+        options->format = lintFormatNamed(*format);
+        return runLint(*options);
+    };
 }
 
 constexpr auto commands = {addInit, addBuild, addExplain, addScript, addLint};

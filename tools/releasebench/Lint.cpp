@@ -37,6 +37,10 @@ void tellFindings(const std::vector<Finding> &findings, Paper &paper) {
 
 } // namespace
 
+LintFormat lintFormatNamed(const std::string &name) {
+    return name == "json" ? LintFormat::json : name == "sarif" ? LintFormat::sarif : LintFormat::text;
+}
+
 LintCounts countsOf(const std::vector<Finding> &findings) {
     const auto count = [&](Severity severity) {
         return static_cast<std::size_t>(

@@ -7,6 +7,8 @@
 #include "LintRule.h"
 
 enum class LintFormat { text, json, sarif };
+// Of one of these names.
+LintFormat lintFormatNamed(const std::string &name);
 
 struct LintOptions {
     std::vector<std::filesystem::path> paths; // a release folder, or catalogs

@@ -50,7 +50,7 @@ void checkRest(const LintInput &input, const Tell &tell) {
 void checkPositive(const LintInput &input, const Tell &tell) {
     for (const LintHotFix &hotFix : input.hotFixes()) {
         ReleaseMaxima maxima;
-        if (isTaken(hotFix.record(), maxima) && maxima.buildNo != hotFix.record().buildNo)
+        if (isTaken(hotFix.record(), maxima) && maxima.buildNo == ReleaseMaxima().buildNo)
             tell(hotFix.at(Item::build), "\"" + hotFix.record().buildNo + "\" is not above 0");
     }
 }

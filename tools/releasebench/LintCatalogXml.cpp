@@ -95,9 +95,9 @@ void visitElements(
     const LintInput &input,
     const std::function<void(const LintCatalog &, const xmlNode *, const std::string &)> &visit) {
     for (const LintCatalog &catalog : input.catalogs) {
-        const xmlNode *root = catalog.document ? catalog.document->root() : nullptr;
-        if (!root || root->ns || known().count("/" + nameOf(root)) == 0)
+        if (!catalog.document || !catalog.isRead())
             continue;
+        const xmlNode *root = catalog.document->root();
         visitBelow(root, "/" + nameOf(root),
                    [&](const xmlNode *node, const std::string &parent) { visit(catalog, node, parent); });
     }
@@ -140,7 +140,7 @@ void checkWithinBounds(const LintInput &input, const Tell &tell) {
 void checkRoot(const LintInput &input, const Tell &tell) {
     for (const LintCatalog &catalog : input.catalogs) {
         const xmlNode *root = catalog.document ? catalog.document->root() : nullptr;
-        if (root && known().count("/" + nameOf(root)) == 0)
+        if (root && !isKnownIn(nameOf(root), ""))
             tell(placeOf(catalog, root),
                  "the root is \"" + nameOf(root) + "\", expected \"product_catalog\"");
     }
@@ -234,7 +234,7 @@ void checkTexts(const LintInput &input, const Tell &tell) {
             tell(placeOf(catalog, node), "of " + inQuotes(whole) + " the engine reads " + inQuotes(read));
     };
     for (const LintCatalog &catalog : input.catalogs) {
-        if (!catalog.document)
+        if (!catalog.document || !catalog.isRead())
             continue;
         for (const auto &[path, read] : {std::pair(keyVersion, catalog.product.version),
                                          std::pair(keyMainBuildNo, catalog.product.mainBuildNo)}) {

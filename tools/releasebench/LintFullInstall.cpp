@@ -13,12 +13,12 @@
 
 namespace {
 
-// The catalogs of an offer that have a full-install package.
+// The catalogs of an offer; none where one lacks its package, so that nothing is installed.
 std::vector<const LintCatalog *> installing(const LintOffer &offer) {
-    std::vector<const LintCatalog *> catalogs;
-    std::copy_if(offer.catalogs.begin(), offer.catalogs.end(), std::back_inserter(catalogs),
-                 [](const LintCatalog *catalog) { return !catalog->product.url.empty(); });
-    return catalogs;
+    const bool isWhole =
+        std::none_of(offer.catalogs.begin(), offer.catalogs.end(),
+                     [](const LintCatalog *catalog) { return catalog->product.url.empty(); });
+    return isWhole ? offer.catalogs : std::vector<const LintCatalog *>();
 }
 
 LintPlace at(const LintCatalog &catalog, Item item) {
@@ -40,7 +40,7 @@ void visitRecorded(
 void checkMissing(const LintInput &input, const Tell &tell) {
     for (const LintCatalog &catalog : input.catalogs) {
         const bool isForUpdatesOnly = catalog.document && isDynamicBrandingCatalog(catalog.name + ".xml");
-        if (catalog.product.url.empty() && !isForUpdatesOnly)
+        if (catalog.product.url.empty() && catalog.isRead() && !isForUpdatesOnly)
             tell(catalog.places->catalog(), "no full-install package");
     }
 }

@@ -237,6 +237,10 @@ void readCatalogs(const std::vector<fs::path> &files, LintInput &input) {
 
 } // namespace
 
+bool LintCatalog::isRead() const {
+    return !document || (document->isReadByEngine() && !document->elements("/product_catalog").empty());
+}
+
 const std::string &LintHotFix::value(Item item) const {
     static const std::map<Item, std::string HotFixPackageInfo::*> members = {
         {Item::name, &HotFixPackageInfo::name},           {Item::url, &HotFixPackageInfo::url},
@@ -269,6 +273,8 @@ LintPlace LintInput::releasePlace(const std::string &pointer) const {
 }
 
 std::unique_ptr<const LintInput> readLintInput(const std::vector<fs::path> &paths) {
+    if (paths.empty())
+        throw UnusableInput("releasebench: lint expects a release folder or catalogs");
     const auto isFolder = [](const fs::path &path) { return fs::is_directory(path); };
     const bool isRelease = std::any_of(paths.begin(), paths.end(), isFolder);
     if (isRelease && paths.size() > 1)

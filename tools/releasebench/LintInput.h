@@ -57,6 +57,9 @@ struct LintCatalog {
 
     const ReleaseCatalog *source = nullptr;     // null for a catalog alone
     std::shared_ptr<const CatalogXml> document; // null for a release's
+
+    // Whether the engine can find anything in it.
+    bool isRead() const;
 };
 
 // One hot-fix of a catalog. The catalog must live longer.

@@ -155,7 +155,7 @@ void checkBranding(const LintInput &input, const Tell &tell) {
 
 void checkNoBranding(const LintInput &input, const Tell &tell) {
     for (const LintCatalog &catalog : input.catalogs) {
-        if (isDynamicBrandingCatalog(catalog.name + ".xml") && !catalog.brandingBuild)
+        if (catalog.isRead() && isDynamicBrandingCatalog(catalog.name + ".xml") && !catalog.brandingBuild)
             tell(catalog.places->catalog(), "no build number of the branding is read");
     }
 }

@@ -46,6 +46,7 @@ std::vector<LintRule> orderRules();
 std::vector<LintRule> fileRules();
 
 const std::vector<LintRule> &lintRules();
+bool isLintRule(const std::string &id);
 
 const char *nameOf(Severity severity);
 

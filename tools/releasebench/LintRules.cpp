@@ -29,6 +29,11 @@ const std::vector<LintRule> &lintRules() {
     return rules;
 }
 
+bool isLintRule(const std::string &id) {
+    return std::any_of(lintRules().begin(), lintRules().end(),
+                       [&id](const LintRule &rule) { return id == rule.id; });
+}
+
 const char *nameOf(Severity severity) {
     constexpr const char *names[] = {"note", "warning", "error"};
     return names[static_cast<int>(severity)];

@@ -113,8 +113,9 @@ void checkLong(const LintInput &input, const Tell &tell) {
 void checkLeadingZeros(const LintInput &input, const Tell &tell) {
     visitVersions(input, [&](const std::string &text, Item, const std::function<LintPlace()> &place) {
         const std::vector<std::string> parts = partsOf(text);
-        if (std::any_of(parts.begin(), parts.end(),
-                        [](const std::string &part) { return part.size() > 1 && part[0] == '0'; }))
+        if (std::any_of(parts.begin(), parts.end(), [](const std::string &part) {
+                return isDecimal(part) && part.size() > 1 && part[0] == '0';
+            }))
             tell(place(), "\"" + text + "\" is read as " + asRead(text));
     });
 }
