@@ -205,26 +205,36 @@ double secondsOf(const std::function<void()> &work) {
     return std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
 }
 
-void expectLessThanTenTimesTheReading(int count) {
+// Of the best of some attempts, since others work beside.
+void expectLessThanTenTimesTheReading(int count, int attempts) {
     writeText("large.xml", catalogOf(count));
-    const double reading = secondsOf([&] {
-        const OwnStreams quiet;
-        ReleaseRecord record;
-        EXPECT_EQ(CatalogParser(record).getHotFixInfo({"large.xml"}).size(), static_cast<std::size_t>(count));
-    });
-    const double linting = secondsOf([] { EXPECT_EQ(findingsOf(*readLintInput({"large.xml"})).size(), 0U); });
+    double reading = 0;
+    double linting = 0;
+    for (int i = 0; i < attempts; ++i) {
+        const double read = secondsOf([&] {
+            const OwnStreams quiet;
+            ReleaseRecord record;
+            EXPECT_EQ(CatalogParser(record).getHotFixInfo({"large.xml"}).size(),
+                      static_cast<std::size_t>(count));
+        });
+        const double linted =
+            secondsOf([] { EXPECT_EQ(findingsOf(*readLintInput({"large.xml"})).size(), 0U); });
+        reading = i == 0 ? read : std::min(reading, read);
+        linting = i == 0 ? linted : std::min(linting, linted);
+    }
     std::cout << count << " hot-fixes: read in " << reading << " s, linted in " << linting << " s, "
               << linting / reading << " times that\n";
     EXPECT_LT(linting, reading * 10);
 }
 
-TEST_F(LintCommand, TakesLessThanTenTimesTheReadingOfACatalog) {
-    expectLessThanTenTimesTheReading(10000);
+class LintSpeed : public LintFixture {};
+
+TEST_F(LintSpeed, IsLessThanTenTimesTheReadingOfACatalog) {
+    expectLessThanTenTimesTheReading(5000, 3);
 }
 
-// Of 100,000 hot-fixes.
-TEST_F(LintCommand, TakesLessThanTenTimesTheReadingOfALargeCatalogLong) {
-    expectLessThanTenTimesTheReading(100000);
+TEST_F(LintSpeed, IsLessThanTenTimesTheReadingOfALargeCatalogLong) {
+    expectLessThanTenTimesTheReading(100000, 1);
 }
 
 } // namespace

@@ -129,7 +129,7 @@ TEST_F(LintTruth, ANameInOtherLetterCaseDecidesNothing) {
 
 TEST_F(LintTruth, ACatalogThatIsNamedTwiceHasItsPackagesDownloadedTwice) {
     changeAs("CatalogTwice");
-    EXPECT_THAT(updateOf("1.0.0.5").downloads, SizeIs(4));
+    EXPECT_THAT(updateOf("1.0.0.5").downloads, SizeIs(5));
 }
 
 TEST_F(LintTruth, AnUnreachedProductsHotFixesAreOfferedToNobody) {

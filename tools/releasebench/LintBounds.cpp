@@ -1,8 +1,11 @@
 // Bounds that offer a hot-fix to others than meant.
 #include <algorithm>
+#include <array>
+#include <functional>
 #include <map>
+#include <optional>
 #include <queue>
-#include <set>
+#include <utility>
 
 #include "HotFixSelection.h"
 #include "LintInput.h"
@@ -13,79 +16,85 @@
 
 namespace {
 
-struct LowerVersion {
-    bool operator()(const std::string &left, const std::string &right) const {
-        return isGreaterVersion(right, left);
-    }
+using Numbers = std::array<std::int32_t, 4>;
+
+// A version that hot-fixes or full-install packages bring, and one that does.
+struct Brought {
+    std::string version;
+    std::function<LintPlace()> place;
 };
 
 // What an offer raises products to. Whatever system a hot-fix is for counts.
 class Raises {
 public:
-    explicit Raises(const LintOffer &offer)
-        : m_offer(offer) {
+    explicit Raises(const LintOffer &offer) {
         for (const LintHotFix &hotFix : offer.hotFixes) {
             if (!machineFor(hotFix.record())) // nobody gets it
                 continue;
-            m_byLowerBound.push_back(&hotFix.record());
-            bring(hotFix.record().productVer, hotFix.at(Item::version));
-            ask(hotFix.record().minVer);
+            m_byLowerBound.push_back(stepOf(hotFix.record()));
+            bring(hotFix.record().productVer, [hotFix] { return hotFix.at(Item::version); });
+            if (m_byLowerBound.back().least)
+                m_asked.push_back(*m_byLowerBound.back().least);
         }
         for (const LintCatalog *catalog : offer.catalogs) {
-            if (!catalog->product.url.empty())
-                bring(catalog->product.version, catalog->places->fullInstall(Item::version));
+            if (!catalog->product.url.empty() && !catalog->product.version.empty())
+                bring(catalog->product.version,
+                      [catalog] { return catalog->places->fullInstall(Item::version); });
         }
         answer();
     }
 
-    const LintOffer &offer() const { return m_offer; }
-    // The versions that hot-fixes and full-install packages bring, each with a place that does.
-    const std::map<std::string, LintPlace, LowerVersion> &brought() const { return m_brought; }
-    std::string highest() const { return m_brought.empty() ? "" : m_brought.rbegin()->first; }
+    // From the lowest version up.
+    const std::map<Numbers, Brought> &brought() const { return m_brought; }
+    std::string highest() const { return m_brought.empty() ? "" : m_brought.rbegin()->second.version; }
     // Whether a product of that version, one that is brought or a lower bound, is offered a higher one.
-    bool isRaised(const std::string &version) const { return m_raised.count(version) != 0; }
+    bool isRaised(const std::string &version) const {
+        return std::binary_search(m_raised.begin(), m_raised.end(), parseVersion(version));
+    }
 
 private:
-    void ask(const std::string &version) {
-        if (!version.empty())
-            m_asked.insert(version);
+    struct Step {
+        std::optional<Numbers> least; // none is before all others
+        std::optional<Numbers> most;
+        Numbers version;
+    };
+    static Step stepOf(const HotFixPackageInfo &hotFix) {
+        const auto bound = [](const std::string &text) {
+            return text.empty() ? std::nullopt : std::optional(parseVersion(text));
+        };
+        return {bound(hotFix.minVer), bound(hotFix.maxVer), parseVersion(hotFix.productVer)};
     }
-    void bring(const std::string &version, const LintPlace &place) {
-        ask(version);
-        if (!version.empty())
-            m_brought.emplace(version, place);
+
+    void bring(const std::string &version, std::function<LintPlace()> place) {
+        m_asked.push_back(parseVersion(version));
+        m_brought.try_emplace(m_asked.back(), Brought{version, std::move(place)});
     }
 
     // From the lowest version up, with the hot-fixes at hand whose lower bound is passed.
     void answer() {
-        const auto hasLowerBound = [](const HotFixPackageInfo *left, const HotFixPackageInfo *right) {
-            return !right->minVer.empty() &&
-                   (left->minVer.empty() || isGreaterVersion(right->minVer, left->minVer));
+        std::sort(m_asked.begin(), m_asked.end());
+        m_asked.erase(std::unique(m_asked.begin(), m_asked.end()), m_asked.end());
+        std::sort(m_byLowerBound.begin(), m_byLowerBound.end(),
+                  [](const Step &left, const Step &right) { return left.least < right.least; });
+        const auto bringsLower = [](const Step &left, const Step &right) {
+            return left.version < right.version;
         };
-        std::stable_sort(m_byLowerBound.begin(), m_byLowerBound.end(), hasLowerBound);
-        const auto bringsLower = [](const HotFixPackageInfo *left, const HotFixPackageInfo *right) {
-            return isGreaterVersion(right->productVer, left->productVer);
-        };
-        std::priority_queue<const HotFixPackageInfo *, std::vector<const HotFixPackageInfo *>,
-                            decltype(bringsLower)>
-            atHand(bringsLower);
+        std::priority_queue<Step, std::vector<Step>, decltype(bringsLower)> atHand(bringsLower);
         auto next = m_byLowerBound.begin();
-        for (const std::string &version : m_asked) {
-            for (; next != m_byLowerBound.end() && !isGreaterVersion((*next)->minVer, version); ++next)
+        for (const Numbers &version : m_asked) {
+            for (; next != m_byLowerBound.end() && (!next->least || *next->least <= version); ++next)
                 atHand.push(*next);
-            while (!atHand.empty() && !atHand.top()->maxVer.empty() &&
-                   isGreaterVersion(version, atHand.top()->maxVer))
+            while (!atHand.empty() && atHand.top().most && version > *atHand.top().most)
                 atHand.pop();
-            if (!atHand.empty() && isGreaterVersion(atHand.top()->productVer, version))
-                m_raised.insert(version);
+            if (!atHand.empty() && atHand.top().version > version)
+                m_raised.push_back(version);
         }
     }
 
-    const LintOffer &m_offer;
-    std::vector<const HotFixPackageInfo *> m_byLowerBound;
-    std::set<std::string, LowerVersion> m_asked;
-    std::set<std::string, LowerVersion> m_raised;
-    std::map<std::string, LintPlace, LowerVersion> m_brought;
+    std::vector<Step> m_byLowerBound;
+    std::vector<Numbers> m_asked;
+    std::vector<Numbers> m_raised;
+    std::map<Numbers, Brought> m_brought;
 };
 
 void checkInverted(const LintInput &input, const Tell &tell) {
@@ -148,10 +157,13 @@ void checkOfferedAgain(const LintInput &input, const Tell &tell) {
 void checkGaps(const LintInput &input, const Tell &tell) {
     for (const LintOffer &offer : input.offers) {
         const Raises raises(offer);
-        for (const auto &[version, place] : raises.brought()) {
-            if (isGreaterVersion(raises.highest(), version) && !raises.isRaised(version))
-                tell(place, "a product of version " + version + " is offered nothing higher, although " +
-                                raises.highest() + " is brought to others");
+        const std::string highest = raises.highest();
+        for (const auto &[numbers, brought] : raises.brought()) {
+            const std::string &version = brought.version;
+            if (isGreaterVersion(highest, version) && !raises.isRaised(version))
+                tell(brought.place(), "a product of version " + version +
+                                          " is offered nothing higher, although " + highest +
+                                          " is brought to others");
         }
     }
 }

@@ -3,6 +3,7 @@
 #include <functional>
 #include <map>
 #include <set>
+#include <string_view>
 
 #include <libxml/tree.h>
 
@@ -201,8 +202,8 @@ void checkTwice(const LintInput &input, const Tell &tell) {
     });
 }
 
-bool isReadAttribute(const xmlNode *node, const std::string &path, const std::string &name) {
-    return path == keyProductPackage && node != nullptr &&
+bool isReadAttribute(const std::string &path, const std::string &name) {
+    return path == keyProductPackage &&
            (name == keyProductname || name == keyProductUrl || name == keyProductHash);
 }
 
@@ -211,7 +212,7 @@ void checkAttributes(const LintInput &input, const Tell &tell) {
         const std::string path = parent + "/" + nameOf(node);
         for (const xmlAttr *attribute = node->properties; attribute; attribute = attribute->next) {
             const std::string name = reinterpret_cast<const char *>(attribute->name);
-            if (isReadAttribute(node, path, name))
+            if (isReadAttribute(path, name))
                 continue;
             const std::string meant =
                 path == keyProductPackage
@@ -223,37 +224,51 @@ void checkAttributes(const LintInput &input, const Tell &tell) {
     });
 }
 
-std::string inQuotes(const std::string &text) {
-    return "\"" + text + "\"";
+// Without a copy where the element holds a text only, as nearly all do.
+bool holdsJust(const xmlNode *node, const std::string &text) {
+    const xmlNode *child = node->children;
+    if (child && !child->next && child->type == XML_TEXT_NODE)
+        return text == reinterpret_cast<const char *>(child->content);
+    return CatalogXml::wholeText(node) == text;
+}
+
+void compareText(const LintCatalog &catalog, const xmlNode *node, const std::string &read, const Tell &tell) {
+    if (!holdsJust(node, read))
+        tell(placeOf(catalog, node),
+             "of \"" + CatalogXml::wholeText(node) + "\" the engine reads \"" + read + "\"");
+}
+
+void compareConfiguration(const LintCatalog &catalog, const Tell &tell) {
+    for (const auto &[name, read] : {std::pair(keyVersion, catalog.product.version),
+                                     std::pair(keyMainBuildNo, catalog.product.mainBuildNo)}) {
+        const auto nodes = catalog.document->elements(keyProductConfig + "/" + name);
+        if (nodes.size() == 1)
+            compareText(catalog, nodes.front(), read, tell);
+    }
+}
+
+// The first element of a name counts.
+void compareHotFix(const LintHotFix &hotFix, const std::map<std::string, Item, std::less<>> &items,
+                   const Tell &tell) {
+    std::set<Item> compared;
+    const xmlNode *package = hotFix.catalog->document->hotFixes().at(hotFix.index);
+    for (const xmlNode *node = package->children; node; node = node->next) {
+        const auto item = items.find(std::string_view(reinterpret_cast<const char *>(node->name)));
+        if (node->type == XML_ELEMENT_NODE && item != items.end() && compared.insert(item->second).second)
+            compareText(*hotFix.catalog, node, hotFix.value(item->second), tell);
+    }
 }
 
 void checkTexts(const LintInput &input, const Tell &tell) {
-    const auto compare = [&](const LintCatalog &catalog, const xmlNode *node, const std::string &read) {
-        const std::string whole = CatalogXml::wholeText(node);
-        if (whole != read)
-            tell(placeOf(catalog, node), "of " + inQuotes(whole) + " the engine reads " + inQuotes(read));
-    };
     for (const LintCatalog &catalog : input.catalogs) {
         if (!catalog.document || !catalog.isRead())
             continue;
-        for (const auto &[path, read] : {std::pair(keyVersion, catalog.product.version),
-                                         std::pair(keyMainBuildNo, catalog.product.mainBuildNo)}) {
-            const auto nodes = catalog.document->elements(keyProductConfig + "/" + path);
-            if (nodes.size() == 1)
-                compare(catalog, nodes.front(), read);
-        }
-    }
-    constexpr Item texts[] = {Item::name,   Item::url,       Item::hash,      Item::size,    Item::minVer,
-                              Item::maxVer, Item::minSystem, Item::maxSystem, Item::version, Item::build};
-    for (const LintHotFix &hotFix : input.hotFixes()) {
-        for (const Item item : texts) {
-            if (!hotFix.catalog->document)
-                break;
-            const xmlNode *node =
-                CatalogXml::child(hotFix.catalog->document->hotFixes().at(hotFix.index), hotFix.word(item));
-            if (node)
-                compare(*hotFix.catalog, node, hotFix.value(item));
-        }
+        compareConfiguration(catalog, tell);
+        std::map<std::string, Item, std::less<>> items;
+        for (const Item item : hotFixTexts)
+            items.emplace(catalog.places->word(item), item);
+        for (std::size_t i = 0; i < catalog.hotFixes.size(); ++i)
+            compareHotFix({&catalog, i}, items, tell);
     }
 }
 

@@ -12,15 +12,17 @@ namespace fs = std::filesystem;
 
 struct PackageFile {
     fs::path path;
-    LintPlace place;
     const ReleasePackage *package;
 };
+
+LintPlace placeOf(const LintInput &input, const PackageFile &file) {
+    return input.releasePlace(file.package->place + "/file");
+}
 
 std::vector<PackageFile> filesOf(const LintInput &input) {
     std::vector<PackageFile> files;
     const auto add = [&](const ReleasePackage &package) {
-        files.push_back(
-            {input.release->folder / package.file, input.releasePlace(package.place + "/file"), &package});
+        files.push_back({input.release->folder / package.file, &package});
     };
     for (const LintCatalog &catalog : input.catalogs) {
         if (catalog.source && catalog.source->fullInstall)
@@ -34,14 +36,14 @@ std::vector<PackageFile> filesOf(const LintInput &input) {
 void checkThere(const LintInput &input, const Tell &tell) {
     for (const PackageFile &file : filesOf(input)) {
         if (!fs::is_regular_file(file.path))
-            tell(file.place, file.path.string() + " is no file");
+            tell(placeOf(input, file), file.path.string() + " is no file");
     }
 }
 
 void checkEmpty(const LintInput &input, const Tell &tell) {
     for (const PackageFile &file : filesOf(input)) {
         if (fs::is_regular_file(file.path) && fs::file_size(file.path) == 0)
-            tell(file.place, file.path.string() + " is empty");
+            tell(placeOf(input, file), file.path.string() + " is empty");
     }
 }
 
@@ -49,7 +51,7 @@ void checkInside(const LintInput &input, const Tell &tell) {
     for (const PackageFile &file : filesOf(input)) {
         const fs::path relative = fs::path(file.package->file).lexically_normal();
         if (relative.is_absolute() || *relative.begin() == "..")
-            tell(file.place, file.package->file + " is not in the folder");
+            tell(placeOf(input, file), file.package->file + " is not in the folder");
     }
 }
 

@@ -242,14 +242,19 @@ bool LintCatalog::isRead() const {
 }
 
 const std::string &LintHotFix::value(Item item) const {
-    static const std::map<Item, std::string HotFixPackageInfo::*> members = {
-        {Item::name, &HotFixPackageInfo::name},           {Item::url, &HotFixPackageInfo::url},
-        {Item::hash, &HotFixPackageInfo::hash},           {Item::size, &HotFixPackageInfo::size},
-        {Item::minVer, &HotFixPackageInfo::minVer},       {Item::maxVer, &HotFixPackageInfo::maxVer},
-        {Item::minSystem, &HotFixPackageInfo::osxMinVer}, {Item::maxSystem, &HotFixPackageInfo::osxMaxVer},
-        {Item::version, &HotFixPackageInfo::productVer},  {Item::build, &HotFixPackageInfo::buildNo},
-    };
-    return record().*members.at(item);
+    // In the order of the items; what is no text has none.
+    static constexpr std::string HotFixPackageInfo::*members[] = {nullptr,
+                                                                  &HotFixPackageInfo::name,
+                                                                  &HotFixPackageInfo::url,
+                                                                  &HotFixPackageInfo::hash,
+                                                                  &HotFixPackageInfo::size,
+                                                                  &HotFixPackageInfo::minVer,
+                                                                  &HotFixPackageInfo::maxVer,
+                                                                  &HotFixPackageInfo::osxMinVer,
+                                                                  &HotFixPackageInfo::osxMaxVer,
+                                                                  &HotFixPackageInfo::productVer,
+                                                                  &HotFixPackageInfo::buildNo};
+    return record().*members[static_cast<std::size_t>(item)];
 }
 
 std::vector<ProductInfo> LintOffer::products() const {

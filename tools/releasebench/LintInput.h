@@ -30,6 +30,10 @@ enum class Item {
     repost
 };
 
+// Those of a hot-fix that are texts.
+constexpr Item hotFixTexts[] = {Item::name,   Item::url,       Item::hash,      Item::size,    Item::minVer,
+                                Item::maxVer, Item::minSystem, Item::maxSystem, Item::version, Item::build};
+
 // Where the values of a catalog stand, and what they are called there.
 class CatalogPlaces {
 public:

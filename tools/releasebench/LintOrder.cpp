@@ -88,36 +88,53 @@ void checkAdmitted(const LintInput &input, const Tell &tell) {
     }
 }
 
-// As the engine orders what a machine gets.
-bool isLeftOut(const LintHotFix &hotFix, const std::vector<LintHotFix> &reposts, const Machine &machine,
-               const std::vector<std::string> &order) {
-    std::vector<std::string> paths;
-    for (const LintHotFix &other : reposts) {
-        if (judgeHotFix(other.record(), machine.product, machine.system) == Selection::applies)
-            paths.push_back(other.destination());
+// Asks the engine what of some repost packages it leaves out on a machine that gets one of them. It goes
+// through all packages for every name: what that costs is limited, and then nothing is said.
+class LeftOut {
+public:
+    LeftOut(const std::vector<LintHotFix> &reposts, const std::vector<std::string> &order)
+        : m_reposts(reposts)
+        , m_order(order) {}
+
+    bool operator()(const LintHotFix &hotFix, const Machine &machine) {
+        m_steps += m_reposts.size();
+        if (m_steps > mostSteps)
+            return false;
+        std::vector<std::string> paths;
+        for (const LintHotFix &other : m_reposts) {
+            if (judgeHotFix(other.record(), machine.product, machine.system) == Selection::applies)
+                paths.push_back(other.destination());
+        }
+        m_steps += paths.size() * m_order.size();
+        if (m_steps > mostSteps)
+            return false;
+        const std::list<PlacedPackage> placed = placedPackages(paths, m_order);
+        return std::any_of(placed.begin(), placed.end(), [&](const PlacedPackage &package) {
+            return package.rule == PlacedBy::nothing && package.path == hotFix.destination();
+        });
     }
-    const std::list<PlacedPackage> placed = placedPackages(paths, order);
-    return std::any_of(placed.begin(), placed.end(), [&](const PlacedPackage &package) {
-        return package.rule == PlacedBy::nothing && package.path == hotFix.destination();
-    });
-}
+
+private:
+    static constexpr std::size_t mostSteps = 4000000;
+
+    const std::vector<LintHotFix> &m_reposts;
+    const std::vector<std::string> &m_order;
+    std::size_t m_steps = 0;
+};
 
 void checkShared(const LintInput &input, const Tell &tell) {
     if (!input.release)
         return;
-    constexpr std::size_t mostAsked = 100; // each goes through all
     const std::vector<std::string> &order = input.release->order;
     const Names names(order);
     for (const LintOffer &offer : input.offers) {
         const std::vector<LintHotFix> reposts = packagesOf(offer.hotFixes).reposts;
+        LeftOut isLeftOut(reposts, order);
         std::map<std::size_t, std::size_t> admitted; // how many by each name
-        std::size_t asked = 0;
         for (const LintHotFix &hotFix : reposts) {
             const std::size_t name = names.firstIn(hotFix.destination());
             const std::optional<Machine> machine = machineFor(hotFix.record());
-            if (name == TextFinder::none || ++admitted[name] == 1 || !machine || ++asked > mostAsked)
-                continue;
-            if (isLeftOut(hotFix, reposts, *machine, order))
+            if (name != TextFinder::none && ++admitted[name] > 1 && machine && isLeftOut(hotFix, *machine))
                 tell(hotFix.at(), "product " + machine->product + " on system " + machine->system +
                                       " gets several packages that the order name \"" + order[name] +
                                       "\" stands in, and not " + hotFix.destination());

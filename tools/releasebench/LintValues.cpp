@@ -10,9 +10,6 @@ namespace {
 // A text with its place, which is looked up for findings only.
 using Visit = std::function<void(const std::string &, const std::function<LintPlace()> &)>;
 
-constexpr Item hotFixTexts[] = {Item::name,   Item::url,       Item::hash,      Item::size,    Item::minVer,
-                                Item::maxVer, Item::minSystem, Item::maxSystem, Item::version, Item::build};
-
 void visitCatalogs(const LintInput &input, const Visit &visit) {
     for (const LintHotFix &hotFix : input.hotFixes()) {
         for (const Item item : hotFixTexts)

@@ -4,6 +4,7 @@
 #include <functional>
 #include <map>
 #include <optional>
+#include <string_view>
 
 #include "InstallationOrder.h"
 #include "LintInput.h"
@@ -20,21 +21,23 @@ std::string asRead(const std::string &version) {
     return text;
 }
 
-std::vector<std::string> partsOf(const std::string &version) {
-    std::vector<std::string> parts(1);
-    for (const char character : version) {
-        if (character == '.')
-            parts.emplace_back();
-        else
-            parts.back() += character;
+std::vector<std::string_view> partsOf(std::string_view version) {
+    std::vector<std::string_view> parts;
+    for (std::size_t stop = 0; stop != std::string_view::npos; version.remove_prefix(stop + 1)) {
+        stop = version.find('.');
+        parts.push_back(version.substr(0, stop));
+        if (stop == std::string_view::npos)
+            break;
     }
     return parts;
 }
 
 // The number as the engine reads it is not the one that stands there.
-bool isTooLarge(const std::string &part) {
+bool isTooLarge(std::string_view part) {
+    if (!isDecimal(part))
+        return false;
     const std::size_t first = std::min(part.find_first_not_of('0'), part.size() - 1);
-    return isDecimal(part) && std::to_string(parseVersion(part)[0]) != part.substr(first);
+    return std::to_string(parseVersion(part)[0]) != part.substr(first);
 }
 
 constexpr Item versions[] = {Item::version, Item::minVer, Item::maxVer, Item::minSystem, Item::maxSystem};
@@ -69,7 +72,7 @@ void checkMissing(const LintInput &input, const Tell &tell) {
 
 void checkNumbers(const LintInput &input, const Tell &tell) {
     visitVersions(input, [&](const std::string &text, Item, const std::function<LintPlace()> &place) {
-        const std::vector<std::string> parts = partsOf(text);
+        const std::vector<std::string_view> parts = partsOf(text);
         if (!std::all_of(parts.begin(), parts.end(), isDecimal))
             tell(place(), "\"" + text + "\" is read as " + asRead(text));
     });
@@ -77,7 +80,7 @@ void checkNumbers(const LintInput &input, const Tell &tell) {
 
 void checkSizes(const LintInput &input, const Tell &tell) {
     visitVersions(input, [&](const std::string &text, Item, const std::function<LintPlace()> &place) {
-        const std::vector<std::string> parts = partsOf(text);
+        const std::vector<std::string_view> parts = partsOf(text);
         if (std::any_of(parts.begin(), parts.end(), isTooLarge))
             tell(place(), "\"" + text + "\" is read as " + asRead(text));
     });
@@ -112,8 +115,8 @@ void checkLong(const LintInput &input, const Tell &tell) {
 
 void checkLeadingZeros(const LintInput &input, const Tell &tell) {
     visitVersions(input, [&](const std::string &text, Item, const std::function<LintPlace()> &place) {
-        const std::vector<std::string> parts = partsOf(text);
-        if (std::any_of(parts.begin(), parts.end(), [](const std::string &part) {
+        const std::vector<std::string_view> parts = partsOf(text);
+        if (std::any_of(parts.begin(), parts.end(), [](std::string_view part) {
                 return isDecimal(part) && part.size() > 1 && part[0] == '0';
             }))
             tell(place(), "\"" + text + "\" is read as " + asRead(text));
