@@ -70,6 +70,11 @@ TEST_F(LintCommand, TellsPlaceReasonAndRemedy) {
                                  HasSubstr("\n    Remedy: "), Not(HasSubstr("\x1b"))));
 }
 
+TEST_F(LintCommand, TellsEveryFindingOnALineOfItsOwn) {
+    changePlatform("build", "x\nrelease.json:1: error: forged");
+    EXPECT_THAT(lint({folder}).out, HasSubstr("\"x?release.json:1: error: forged\""));
+}
+
 TEST_F(LintCommand, FollowsATerminalsWidthAndColours) {
     changePlatform("build", "x");
     PseudoTerminal terminal({bench, "lint", folder}, 50);

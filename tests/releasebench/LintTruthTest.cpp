@@ -94,6 +94,22 @@ TEST_F(LintTruth, ABuildOfLettersEndsTheUpdate) {
     EXPECT_EQ(updateOf("1.0.0.5").outcome, Outcome::fails);
 }
 
+TEST_F(LintTruth, AnUpdateFailsByAUrlThatIsRefusedOrNoPackages) {
+    const std::map<std::string, std::string> reasons = {
+        {"https://host/HF_1.0.1.0/platform;.pkg", "ERROR: Destination Creation Failed"},
+        {"https://host/HF_1.0.1.0/platform.zip", "no \".pkg\" in the file name"},
+        {"https://host/HF_1.0.1.0/plat form.pkg", "since it holds a blank"}};
+    for (const auto &[url, reason] : reasons) {
+        change([url = url](nlohmann::json &release) { release["catalogs"][0]["hotFixes"][0]["url"] = url; });
+        EXPECT_THAT(updateOf("1.0.0.5").reason, HasSubstr(reason)) << url;
+    }
+}
+
+TEST_F(LintTruth, ACutVersionIsOrderedByItsRest) {
+    changeAs("CutVersion");
+    EXPECT_THAT(orderOf(updateOf("1.0.0.5")).back(), HasSubstr("/1.0.1.0_2/platform.pkg"));
+}
+
 TEST_F(LintTruth, TenIsInstalledBeforeNine) {
     changeAs("TenBeforeNine");
     const std::vector<std::string> order = orderOf(updateOf("1.0.0.5"));

@@ -4,6 +4,7 @@
 
 #include "LintInput.h"
 #include "Paper.h"
+#include "Readable.h"
 #include "Statuses.h"
 
 namespace {
@@ -23,9 +24,11 @@ std::string counted(std::size_t count, const std::string &what) {
 void tellFindings(const std::vector<Finding> &findings, Paper &paper) {
     for (const Finding &finding : findings) {
         const LintPlace &place = finding.place;
-        paper.line(place.file + ":" + std::to_string(place.line) + ": " + nameOf(finding.rule->severity) +
-                       ": " + (place.part.empty() ? "" : place.part + ": ") + finding.text + " [" +
-                       finding.rule->id + "]",
+        // A value with a line end must not look like a finding of its own.
+        paper.line(printable(place.file + ":" + std::to_string(place.line) + ": " +
+                             nameOf(finding.rule->severity) + ": " +
+                             (place.part.empty() ? "" : place.part + ": ") + finding.text) +
+                       " [" + finding.rule->id + "]",
                    hanging, colourOf(finding.rule->severity));
         paper.line(std::string("    ") + finding.rule->what + " " + finding.rule->why, hanging);
         paper.line(std::string("    Remedy: ") + finding.rule->remedy, hanging);

@@ -11,6 +11,7 @@
 #include "LintInput.h"
 #include "LintPairs.h"
 #include "LintRule.h"
+#include "LintText.h"
 #include "Text.h"
 #include "Version.h"
 
@@ -105,7 +106,7 @@ void checkInverted(const LintInput &input, const Tell &tell) {
             const std::string &to = hotFix.value(most);
             if (!from.empty() && !to.empty() && isGreaterVersion(from, to))
                 tell(hotFix.at(least),
-                     hotFix.word(least) + " " + from + " is above " + hotFix.word(most) + " " + to);
+                     joined({hotFix.word(least), " ", from, " is above ", hotFix.word(most), " ", to}));
         }
     }
 }
@@ -124,8 +125,8 @@ void checkUnreachable(const LintInput &input, const Tell &tell) {
             const std::string &least = hotFix.record().minVer;
             if (!least.empty() && !highest.empty() && machineFor(hotFix.record()) &&
                 isGreaterVersion(least, highest))
-                tell(hotFix.at(Item::minVer), hotFix.word(Item::minVer) + " " + least + " is above " +
-                                                  highest + ", the highest version that is brought");
+                tell(hotFix.at(Item::minVer), joined({hotFix.word(Item::minVer), " ", least, " is above ",
+                                                      highest, ", the highest version that is brought"}));
         }
     }
 }
@@ -161,9 +162,9 @@ void checkGaps(const LintInput &input, const Tell &tell) {
         for (const auto &[numbers, brought] : raises.brought()) {
             const std::string &version = brought.version;
             if (isGreaterVersion(highest, version) && !raises.isRaised(version))
-                tell(brought.place(), "a product of version " + version +
-                                          " is offered nothing higher, although " + highest +
-                                          " is brought to others");
+                tell(brought.place(),
+                     joined({"a product of version ", version, " is offered nothing higher, although ",
+                             highest, " is brought to others"}));
         }
     }
 }

@@ -9,6 +9,7 @@
 
 #include "LintInput.h"
 #include "LintRule.h"
+#include "LintText.h"
 #include "Spelling.h"
 
 namespace {
@@ -38,7 +39,7 @@ const Known &known() {
     static const Known elements = [] {
         std::vector<std::string> paths = singleElements();
         for (const std::string &item : hotFixItems())
-            paths.push_back(keyHotFixPackage + "/" + item);
+            paths.push_back(joined({keyHotFixPackage, "/", item}));
         Known all;
         for (std::string path : paths) {
             for (std::size_t slash = 0; (slash = path.rfind('/')) != std::string::npos; path.erase(slash))
@@ -241,7 +242,7 @@ void compareText(const LintCatalog &catalog, const xmlNode *node, const std::str
 void compareConfiguration(const LintCatalog &catalog, const Tell &tell) {
     for (const auto &[name, read] : {std::pair(keyVersion, catalog.product.version),
                                      std::pair(keyMainBuildNo, catalog.product.mainBuildNo)}) {
-        const auto nodes = catalog.document->elements(keyProductConfig + "/" + name);
+        const auto nodes = catalog.document->elements(joined({keyProductConfig, "/", name}));
         if (nodes.size() == 1)
             compareText(catalog, nodes.front(), read, tell);
     }

@@ -122,7 +122,7 @@ std::vector<std::string> applicationsOf(const Audience &audience) {
 
 class Offers {
 public:
-    Offers(const LintInput &input)
+    explicit Offers(const LintInput &input)
         : m_input(input)
         , m_releases(releasesXml(*input.release)) {
         for (const LintCatalog &catalog : input.catalogs)

@@ -100,6 +100,7 @@ struct LintBuilt {
 // Its parts point to each other, so that it stays where it is.
 struct LintInput {
     LintInput() = default;
+    ~LintInput() = default;
     LintInput(const LintInput &) = delete;
     LintInput &operator=(const LintInput &) = delete;
 

@@ -51,6 +51,7 @@ private:
     }
     static std::vector<std::string> foldedPaths(const std::vector<LintHotFix> &hotFixes) {
         std::vector<std::string> paths;
+        paths.reserve(hotFixes.size());
         for (const LintHotFix &hotFix : hotFixes)
             paths.push_back(inAnyLetterCase(hotFix.destination()));
         return paths;

@@ -130,8 +130,9 @@ void checkSpellings(const LintInput &input, const Tell &tell) {
             const std::string &version = hotFix.record().productVer;
             const std::string &other = first.emplace(parseVersion(version), version).first->second;
             if (!version.empty() && other != version)
-                tell(hotFix.at(Item::version), "\"" + version + "\" is the same version as \"" + other +
-                                                   "\", in another folder and another group of the order");
+                tell(hotFix.at(Item::version),
+                     joined({"\"", version, "\" is the same version as \"", other,
+                             "\", in another folder and another group of the order"}));
         }
     }
 }
