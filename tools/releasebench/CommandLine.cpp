@@ -8,6 +8,7 @@
 #include "Build.h"
 #include "Explain.h"
 #include "Init.h"
+#include "Lint.h"
 #include "ScriptCommand.h"
 #include "Statuses.h"
 
@@ -100,7 +101,33 @@ Run addScript(CLI::App &app, CLI::App *&command) {
     return [question] { return runScript(*question); };
 }
 
-constexpr auto commands = {addInit, addBuild, addExplain, addScript};
+Run addLint(CLI::App &app, CLI::App *&command) {
+    const auto options = std::make_shared<LintOptions>();
+    command = addCommand(app, "lint", "Find what of a release can hurt the engine or a customer",
+                         "releasebench init my-release && releasebench lint my-release");
+    CLI::Option *paths =
+        command
+            ->add_option("FOLDER|CATALOG", options->paths, "The release's folder, or catalogs as published")
+            ->type_name("PATH");
+    const auto format = std::make_shared<std::string>("text");
+    command->add_option("--format", *format, "text, json or sarif; default: text")
+        ->type_name("FORMAT")
+        ->check(CLI::IsMember({"text", "json", "sarif"}).description(""));
+    command->add_option("--disable", options->disabled, "Leave out a rule; may be given again")
+        ->type_name("RULE")
+        ->allow_extra_args(false)
+        ->check([](const std::string &id) {
+            return isLintRule(id) ? "" : "no rule is called " + id + "; --rules lists them";
+        });
+    CLI::Option *rules = command->add_flag("--rules", options->isForRules, "Print the rules instead");
+    paths->excludes(rules);
+    return [options, format] {
+        options->format = lintFormatNamed(*format);
+        return runLint(*options);
+    };
+}
+
+constexpr auto commands = {addInit, addBuild, addExplain, addScript, addLint};
 
 // Of help and version, which are all the output there is.
 int statusOfAnswer() {

@@ -25,12 +25,6 @@ std::string replyTo(const Asker &asker, const Release &release, Job job) {
     return serviceReply(releasesXml(release), question).value_or("");
 }
 
-// The engine decides nothing by a package's size, and by its hash only whether it is that of another package:
-// the name of its file will do for it.
-FileFacts factsByName(const ReleasePackage &package) {
-    return {"", std::filesystem::path(package.file).lexically_normal().string()};
-}
-
 // Catalogs as the engine has them on a machine, in a folder of one's own.
 class Downloads {
 public:

@@ -1,5 +1,5 @@
-// What the service and the catalogs tell a machine that asks, read by the engine's own code. This is the one
-// place that reads catalogs for the tool.
+// What the service and the catalogs tell a machine that asks, read by the engine's own code. Lint reads catalogs one
+// by one (LintInput); whatever else is told of machines comes from here.
 #pragma once
 
 #include <string>
