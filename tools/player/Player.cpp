@@ -22,7 +22,7 @@ int Player::freshInstall() {
 }
 
 void Player::retryDownloadPackages() {
-    if (hasNothingToRetryYet())
+    if (!mayRetry())
         return;
     const std::lock_guard<std::mutex> job(m_jobMutex);
     if (const Call *const call = next(Function::retryDownloadPackages); call != nullptr)
@@ -70,11 +70,14 @@ void Player::play(const Call &call) {
     ++m_played;
 }
 
-// Beside a running call the engine resumes what has failed. Here that is the next recorded call's work.
-bool Player::hasNothingToRetryYet() const {
+// Beside a running call the engine resumes what has failed already; here that is the next recorded call's
+// work.
+bool Player::mayRetry() const {
     const std::lock_guard<std::mutex> lock(m_mutex);
+    if (!m_began)
+        return m_played > 0;
     const ProgressAnswer &progress = answersNow().progress;
-    return m_began && progress && !progress->failed;
+    return progress && progress->failed;
 }
 
 const Answers &Player::answersNow() const {

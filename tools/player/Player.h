@@ -38,7 +38,7 @@ private:
 
     const Call *next(Function function) const;
     void play(const Call &call);
-    bool hasNothingToRetryYet() const;
+    bool mayRetry() const;
     const Answers &answersNow() const;
 
     const Recording m_recording;
