@@ -16,8 +16,8 @@ constexpr const char *fileVariable = "DOWNLOADMANAGER_PLAY";
 constexpr const char *speedVariable = "DOWNLOADMANAGER_PLAY_SPEED";
 
 const char *variable(const char *name) {
-    return std::getenv(
-        name); // NOLINT(concurrency-mt-unsafe): a host changes no environment beside its threads
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): a host changes no environment beside its threads
+    return std::getenv(name);
 }
 
 Recording recordingAsked() {
