@@ -133,7 +133,7 @@ TEST(InstalledRecordings, RecordedFromThePlayerAreTheSame) {
     std::map<std::string, std::unique_ptr<Program>> recorders;
     for (const std::string &name : names)
         recorders[name] = std::make_unique<Program>(
-            played(fileOf(name), "20", {prefix + "bin/recordinstall", "/tmp/" + name, "2"}));
+            played(fileOf(name), "40", {prefix + "bin/recordinstall", "/tmp/" + name, "2"}));
     for (const std::string &name : names) {
         const Ended ended = recorders[name]->wait();
         ASSERT_EQ(ended.status, 0) << name << ended.err;

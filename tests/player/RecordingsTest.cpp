@@ -2,7 +2,6 @@
 #include <algorithm>
 #include <sstream>
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "Engine.h"
