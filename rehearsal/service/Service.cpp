@@ -11,8 +11,9 @@
 #include <sstream>
 #include <stdexcept>
 
-Service::Service(std::string root)
-    : m_root(std::move(root)) {
+Service::Service(std::string root, std::string updateHost)
+    : m_root(std::move(root))
+    , m_updateHost(std::move(updateHost)) {
 }
 
 Answer Service::answer(const Request &request) {
@@ -78,7 +79,7 @@ Reply Service::replyTo(const Request &request, const Action &action) const {
         reply.headers.emplace_back("Location", action.text);
         return reply;
     }
-    if (request.host == "update.brovik.example") {
+    if (request.host == "update.brovik.example" || request.host == m_updateHost) {
         return updateReply(request);
     }
     if (request.host != "scripted.brovik.example" && request.host != "catalogs.brovik.example" &&
