@@ -44,6 +44,17 @@ std::vector<fs::path> filesOf(const Release &release) {
     return {files.begin(), files.end()};
 }
 
+bool endsWith(const std::string &text, const std::string &end) {
+    return text.size() >= end.size() && text.compare(text.size() - end.size(), end.size(), end) == 0;
+}
+
+bool isBuilt(const std::string &path) {
+    return path == "DynaConfig.plist" || path == "releases.xml" ||
+           (path.compare(0, catalogFolder.size(), catalogFolder) == 0 && endsWith(path, ".xml"));
+}
+
+} // namespace
+
 FolderFiles publicationOf(const Release &release) {
     HashBar bar;
     const std::map<fs::path, FileFacts> facts =
@@ -56,17 +67,6 @@ FolderFiles publicationOf(const Release &release) {
     files["releases.xml"] = releasesXml(release);
     return files;
 }
-
-bool endsWith(const std::string &text, const std::string &end) {
-    return text.size() >= end.size() && text.compare(text.size() - end.size(), end.size(), end) == 0;
-}
-
-bool isBuilt(const std::string &path) {
-    return path == "DynaConfig.plist" || path == "releases.xml" ||
-           (path.compare(0, catalogFolder.size(), catalogFolder) == 0 && endsWith(path, ".xml"));
-}
-
-} // namespace
 
 int runBuild(const BuildOptions &options) {
     const Release release = readRelease(options.folder);

@@ -8,6 +8,7 @@
 #include "Build.h"
 #include "Explain.h"
 #include "Init.h"
+#include "Rehearse.h"
 #include "ScriptCommand.h"
 #include "Statuses.h"
 
@@ -97,7 +98,37 @@ Run addScript(CLI::App &app, CLI::App *&command) {
     return [question] { return runScript(*question); };
 }
 
-constexpr auto commands = {addInit, addBuild, addExplain, addScript};
+Run addRehearse(CLI::App &app, CLI::App *&command) {
+    const auto options = std::make_shared<RehearseOptions>();
+    command =
+        addCommand(app, "rehearse",
+                   "Run the engine against it in a sealed copy of this machine, and compare with explain",
+                   "releasebench init my-release && "
+                   "releasebench rehearse my-release --product 1.0.0.5 --system 10.8.5");
+    addQuestion(command, options->question);
+    command->add_flag("--fresh", options->fresh, "Rehearse a fresh installation, which needs no versions");
+    command
+        ->add_option(
+            "--fail", options->failing,
+            "Have the installer refuse the package of that file name, and tell what a customer has then")
+        ->type_name("PACKAGE");
+    command
+        ->add_option("--results", options->results,
+                     "Leave the engine's log, the package list and the script in this folder")
+        ->type_name("DIR");
+    command
+        ->add_option("--keep", options->keep,
+                     "Leave all that changed in the machine in this folder, an empty or new one")
+        ->type_name("DIR");
+    command
+        ->add_option("--script", options->script,
+                     "How scripted.brovik.example misbehaves; rehearsal/README.md tells the rules")
+        ->type_name("FILE");
+    command->add_option("--inside", options->inside)->group(""); // for itself, in the machine
+    return [options] { return runRehearse(*options); };
+}
+
+constexpr auto commands = {addInit, addBuild, addExplain, addScript, addRehearse};
 
 // Of help and version, which are all the output there is.
 int statusOfAnswer() {
