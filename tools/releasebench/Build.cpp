@@ -1,13 +1,11 @@
 #include "Build.h"
 
-#include <map>
 #include <set>
 
 #include "Digests.h"
 #include "HashBar.h"
 #include "OutputFolder.h"
 #include "Paper.h"
-#include "Publication.h"
 #include "ReleaseFile.h"
 #include "Statuses.h"
 #include "UnusableInput.h"
@@ -55,10 +53,12 @@ bool isBuilt(const std::string &path) {
 
 } // namespace
 
-FolderFiles publicationOf(const Release &release) {
+PackageFacts factsOfPackages(const Release &release) {
     HashBar bar;
-    const std::map<fs::path, FileFacts> facts =
-        factsOfFiles(filesOf(release), [&bar](const HashProgress &progress) { bar.show(progress); });
+    return factsOfFiles(filesOf(release), [&bar](const HashProgress &progress) { bar.show(progress); });
+}
+
+FolderFiles publicationOf(const Release &release, const PackageFacts &facts) {
     FolderFiles files;
     for (const ReleaseCatalog &catalog : release.catalogs)
         files[catalogFolder + catalog.name + ".xml"] = catalogXml(
@@ -71,7 +71,7 @@ FolderFiles publicationOf(const Release &release) {
 int runBuild(const BuildOptions &options) {
     const Release release = readRelease(options.folder);
     const fs::path out = options.out.empty() ? options.folder / "built" : options.out;
-    const FolderFiles files = publicationOf(release);
+    const FolderFiles files = publicationOf(release, factsOfPackages(release));
     const bool isChanged = putFolder(out, files, isBuilt);
     Paper paper;
     paper.line(out.string() + (isChanged ? ": " : ": unchanged, ") + std::to_string(release.catalogs.size()) +

@@ -10,6 +10,7 @@
 #include "Init.h"
 #include "Rehearse.h"
 #include "ScriptCommand.h"
+#include "Servers.h"
 #include "Statuses.h"
 
 namespace {
@@ -128,7 +129,41 @@ Run addRehearse(CLI::App &app, CLI::App *&command) {
     return [options] { return runRehearse(*options); };
 }
 
-constexpr auto commands = {addInit, addBuild, addExplain, addScript, addRehearse};
+Run addServers(CLI::App &app, CLI::App *&command) {
+    const auto options = std::make_shared<ServersOptions>();
+    command =
+        addCommand(app, "servers", "Ask the real servers as the engine will, and compare with the folder",
+                   "releasebench servers my-release");
+    addFolder(command, options->folder, "The release's folder, with its release.json");
+    command
+        ->add_option("--service", options->service,
+                     "The update service to ask, such as https://staging.example; default: the engine's own")
+        ->type_name("URL");
+    command->add_option("--system", options->system, "The version of the operating system that asks")
+        ->type_name("V")
+        ->capture_default_str();
+    command->add_option("--release", options->releaseName, "The release name of the product that asks")
+        ->type_name("NAME")
+        ->capture_default_str();
+    command->add_option("--timeout", options->timeout, "Seconds that an answer may take")
+        ->type_name("S")
+        ->check(CLI::Range(1, 3600))
+        ->capture_default_str();
+    command->add_option("--total-timeout", options->totalTimeout, "Seconds that everything may take")
+        ->type_name("S")
+        ->check(CLI::Range(1, 86400))
+        ->capture_default_str();
+    command->add_option("--parallel", options->parallel, "How many servers are asked at a time")
+        ->type_name("N")
+        ->check(CLI::Range(1, 64))
+        ->capture_default_str();
+    command->add_option("--format", options->format, "text or json")
+        ->check(CLI::IsMember({"text", "json"}))
+        ->capture_default_str();
+    return [options] { return runServers(*options); };
+}
+
+constexpr auto commands = {addInit, addBuild, addExplain, addScript, addRehearse, addServers};
 
 // Of help and version, which are all the output there is.
 int statusOfAnswer() {

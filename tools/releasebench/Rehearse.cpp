@@ -49,7 +49,7 @@ void checkFailing(const std::string &failing, const Explanation &foretold) {
 // What the machine is made of, in a folder for it.
 void prepare(const RehearseOptions &options, const Release &release, const fs::path &folder) {
     const fs::path built = folder / "built";
-    for (const auto &[path, content] : publicationOf(release))
+    for (const auto &[path, content] : publicationOf(release, factsOfPackages(release)))
         writeNewFile(built / path, content);
     static_cast<void>(hostedFilesOf(release, built)); // which nothing may be wrong with
     if (!options.question.config.empty())
