@@ -26,6 +26,8 @@ public:
 private:
     Reply replyTo(const Request &request, const Action &action) const;
     Reply rawReply(const Action &action) const;
+    bool isUpdateService(const std::string &host) const;
+    std::string folderOf(const std::string &host) const;
     Reply updateReply(const Request &request) const;
     void record(const Request &request, unsigned attempt, const Answer &answer);
 

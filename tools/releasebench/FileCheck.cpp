@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <set>
 
-#include "HttpAsk.h"
 #include "Sha1.h"
 
 namespace {
@@ -41,9 +40,9 @@ void compareLength(const std::string &method, const HttpAnswer &answer, const Pu
 }
 
 // False when there is nobody to be asked anything more.
-bool checkHead(const PublishedFile &file, const AskingTime &time, ServerCheck &check) {
-    const HttpAnswer answer = askServer({file.url, true, ""}, time,
-                                        [](const char * /*bytes*/, std::size_t /*count*/) { return true; });
+bool checkHead(const PublishedFile &file, const HttpAsker &asker, ServerCheck &check) {
+    const HttpAnswer answer =
+        asker.ask({file.url, true, ""}, [](const char * /*bytes*/, std::size_t /*count*/) { return true; });
     if (!answer.failure.empty()) {
         check.find("unreachable", "HEAD: " + answer.failure);
         return false;
@@ -57,17 +56,16 @@ bool checkHead(const PublishedFile &file, const AskingTime &time, ServerCheck &c
 }
 
 // False when the file is not there as a whole.
-bool checkWhole(const PublishedFile &file, const AskingTime &time, std::atomic<std::uintmax_t> &bytesRead,
+bool checkWhole(const PublishedFile &file, const HttpAsker &asker, std::atomic<std::uintmax_t> &bytesRead,
                 ServerCheck &check) {
     Sha1 sha1;
     std::uint64_t size = 0;
-    const HttpAnswer answer =
-        askServer({file.url, false, ""}, time, [&](const char *bytes, std::size_t count) {
-            sha1.add(bytes, count);
-            size += count;
-            bytesRead += count;
-            return size <= file.size; // more than that is wrong already
-        });
+    const HttpAnswer answer = asker.ask({file.url, false, ""}, [&](const char *bytes, std::size_t count) {
+        sha1.add(bytes, count);
+        size += count;
+        bytesRead += count;
+        return size <= file.size; // more than that is wrong already
+    });
     const std::size_t before = check.findings.size();
     if (!answer.failure.empty())
         check.find("broken", "GET: " + answer.failure + ", after " + std::to_string(size) + " bytes");
@@ -85,15 +83,16 @@ bool checkWhole(const PublishedFile &file, const AskingTime &time, std::atomic<s
 }
 
 // The rest of the file from an offset on, as far as it is compared. False when it is not as it should be.
-bool checkRest(const PublishedFile &file, std::uint64_t offset, const AskingTime &time, ServerCheck &check) {
+bool checkRest(const PublishedFile &file, std::uint64_t offset, const HttpAsker &asker, ServerCheck &check) {
     constexpr std::size_t most = 65536;
     const std::string expected = file.bytes(offset, most);
     std::string got;
-    const HttpAnswer answer = askServer({file.url, false, std::to_string(offset) + "-"}, time,
-                                        [&](const char *bytes, std::size_t count) {
-                                            got.append(bytes, std::min(count, expected.size() - got.size()));
-                                            return got.size() < expected.size();
-                                        });
+    const HttpAnswer answer =
+        asker.ask({file.url, false, std::to_string(offset) + "-"}, [&](const char *bytes, std::size_t count) {
+            const std::size_t room = expected.size() - got.size();
+            got.append(bytes, std::min(count, room));
+            return count <= room; // a transfer that is let end leaves its connection
+        });
     const std::string what = "Range from " + std::to_string(offset) + ": ";
     const std::string range = "bytes " + std::to_string(offset) + "-" + std::to_string(file.size - 1) + "/" +
                               std::to_string(file.size);
@@ -114,11 +113,11 @@ bool checkRest(const PublishedFile &file, std::uint64_t offset, const AskingTime
 }
 
 // In the middle, and the last byte alone.
-void checkRanges(const PublishedFile &file, const AskingTime &time, ServerCheck &check) {
+void checkRanges(const PublishedFile &file, const HttpAsker &asker, ServerCheck &check) {
     if (file.size < 2)
         return;
     for (const std::uint64_t offset : std::set<std::uint64_t>{file.size / 2, file.size - 1}) {
-        if (!checkRest(file, offset, time, check))
+        if (!checkRest(file, offset, asker, check))
             return;
     }
     check.facts.emplace_back("ranges");
@@ -126,10 +125,10 @@ void checkRanges(const PublishedFile &file, const AskingTime &time, ServerCheck 
 
 } // namespace
 
-ServerCheck checkFile(const PublishedFile &file, const AskingTime &time,
+ServerCheck checkFile(const PublishedFile &file, const HttpAsker &asker,
                       std::atomic<std::uintmax_t> &bytesRead) {
     ServerCheck check{"file", file.url, {}, {}};
-    if (checkHead(file, time, check) && checkWhole(file, time, bytesRead, check))
-        checkRanges(file, time, check);
+    if (checkHead(file, asker, check) && checkWhole(file, asker, bytesRead, check))
+        checkRanges(file, asker, check);
     return check;
 }

@@ -5,6 +5,7 @@
 #include <functional>
 #include <string>
 
+#include "HttpAsk.h"
 #include "ServerCheck.h"
 
 // A file that a release publishes.
@@ -20,5 +21,5 @@ struct PublishedFile {
 
 // Asks for the file by HEAD, once whole by GET, and for two of its ends as a transfer that broke off does.
 // The bytes of the whole are counted while they come.
-ServerCheck checkFile(const PublishedFile &file, const AskingTime &time,
+ServerCheck checkFile(const PublishedFile &file, const HttpAsker &asker,
                       std::atomic<std::uintmax_t> &bytesRead);

@@ -71,25 +71,26 @@ std::string failureText(int result, const char *details) {
     return *details != '\0' ? details : curl_easy_strerror(static_cast<CURLcode>(result));
 }
 
-HttpAnswer askServer(const HttpQuestion &question, const AskingTime &time, const TakeBody &take) {
+HttpAnswer HttpAsker::ask(const HttpQuestion &question, const TakeBody &take) const {
+    if (!m_curl)
+        return {"libcurl gives no handle", 0, {}, {}};
     const CURLSetUpConfig engines;
-    const auto each = static_cast<long>(time.each.count());
+    const auto each = static_cast<long>(m_time.each.count());
     std::array<char, CURL_ERROR_SIZE> details{};
     Reading reading{{}, take};
-    const CurlEasy curl = makeCurlEasy();
-    if (!curl)
-        return {"libcurl gives no handle", 0, {}, {}};
     CURLcode result = CURLE_OK;
     const auto set = [&](CURLoption option, auto value) {
         if (result == CURLE_OK)
-            result = curl_easy_setopt(curl.get(), option, value);
+            result = curl_easy_setopt(m_curl.get(), option, value);
     };
+    curl_easy_reset(m_curl.get()); // of the question before
+    set(CURLOPT_NOSIGNAL, 1L);
     set(CURLOPT_URL, question.url.c_str());
     set(CURLOPT_FOLLOWLOCATION, 1L);
     set(CURLOPT_CONNECTTIMEOUT, std::min(engines.connectTimeout, each));
     set(CURLOPT_LOW_SPEED_LIMIT, engines.lowSpeedLimit);
     set(CURLOPT_LOW_SPEED_TIME, std::min(engines.lowSpeedTime, each));
-    set(CURLOPT_TIMEOUT_MS, millisecondsLeft(time));
+    set(CURLOPT_TIMEOUT_MS, millisecondsLeft(m_time));
     set(CURLOPT_ERRORBUFFER, details.data());
     set(CURLOPT_HEADERFUNCTION, &takeHeader);
     set(CURLOPT_HEADERDATA, &reading);
@@ -100,10 +101,24 @@ HttpAnswer askServer(const HttpQuestion &question, const AskingTime &time, const
     if (!question.range.empty())
         set(CURLOPT_RANGE, question.range.c_str());
     if (result == CURLE_OK)
-        result = static_cast<CURLcode>(performTransfer(curl));
+        result = static_cast<CURLcode>(performTransfer(m_curl));
     if (result != CURLE_OK && !reading.isEnough)
         reading.answer.failure = failureText(result, details.data());
     // Without an answer there is no status, and 0 stays.
-    static_cast<void>(curl_easy_getinfo(curl.get(), CURLINFO_RESPONSE_CODE, &reading.answer.status));
+    static_cast<void>(curl_easy_getinfo(m_curl.get(), CURLINFO_RESPONSE_CODE, &reading.answer.status));
     return reading.answer;
+}
+
+std::unique_ptr<HttpAsker> HttpAskers::take() {
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    if (m_idle.empty())
+        return std::make_unique<HttpAsker>(m_time);
+    std::unique_ptr<HttpAsker> asker = std::move(m_idle.back());
+    m_idle.pop_back();
+    return asker;
+}
+
+void HttpAskers::giveBack(std::unique_ptr<HttpAsker> asker) {
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    m_idle.push_back(std::move(asker));
 }

@@ -2,7 +2,10 @@
 
 #include <functional>
 #include <map>
+#include <memory>
+#include <mutex>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "CurlEasy.h"
@@ -30,8 +33,45 @@ struct HttpAnswer {
 using TakeBody = std::function<bool(const char *bytes, std::size_t count)>;
 
 // Asks as the engine does: redirects are followed, certificates are checked by the system's store, and a body
-// that comes slower than the engine's least speed is given up.
-HttpAnswer askServer(const HttpQuestion &question, const AskingTime &time, const TakeBody &take);
+// that comes slower than the engine's least speed is given up. Keeps connections for the next question. Used
+// by one thread.
+class HttpAsker {
+public:
+    explicit HttpAsker(const AskingTime &time)
+        : m_time(time)
+        , m_curl(makeCurlEasy()) {}
+
+    HttpAnswer ask(const HttpQuestion &question, const TakeBody &take) const;
+
+private:
+    const AskingTime m_time;
+    const CurlEasy m_curl; // null when libcurl gives none
+};
+
+// Askers that are lent to whoever asks next, so that connections are kept for any of them. Used by any
+// thread.
+class HttpAskers {
+public:
+    explicit HttpAskers(const AskingTime &time)
+        : m_time(time) {}
+
+    // What the work gives for an asker that nobody else uses meanwhile.
+    template <typename Work>
+    auto with(Work work) {
+        std::unique_ptr<HttpAsker> asker = take();
+        auto result = work(*asker);
+        giveBack(std::move(asker));
+        return result;
+    }
+
+private:
+    std::unique_ptr<HttpAsker> take();
+    void giveBack(std::unique_ptr<HttpAsker> asker);
+
+    const AskingTime m_time;
+    std::mutex m_mutex;
+    std::vector<std::unique_ptr<HttpAsker>> m_idle; // guarded by the mutex
+};
 
 // The time that an answer may take until the deadline, in milliseconds; 1 when it is over.
 long millisecondsLeft(const AskingTime &time);

@@ -127,6 +127,7 @@ std::vector<ServerCheck> checkAll(const Release &release, const ServersOptions &
     const std::vector<ServiceRequest> requests = requestsOf(release, options);
     const AskingTime time{std::chrono::seconds(options.timeout),
                           std::chrono::steady_clock::now() + std::chrono::seconds(options.totalTimeout)};
+    HttpAskers askers(time);
     std::vector<ServiceAnswer> answers(requests.size());
     std::vector<ServerCheck> checks;
     std::vector<std::function<void()>> jobs;
@@ -141,7 +142,9 @@ std::vector<ServerCheck> checkAll(const Release &release, const ServersOptions &
     for (std::size_t i = 0; i < requests.size(); ++i, ++check)
         jobs.emplace_back([&, i] { answers[i] = askService(requests[i], time); });
     for (const PublishedFile &file : files) {
-        jobs.emplace_back([&, to = &*check++] { *to = checkFile(file, time, bytesRead); });
+        jobs.emplace_back([&, to = &*check++] {
+            *to = askers.with([&](const HttpAsker &asker) { return checkFile(file, asker, bytesRead); });
+        });
         bytes += file.size;
     }
     {
