@@ -170,6 +170,19 @@ TEST(Rehearse, worksWhereTheEngineIsInstalled) {
     EXPECT_THAT(outcome.output, HasSubstr("as foretold: the same packages and versions.\n"));
 }
 
+TEST(Rehearse, showsAnExampleThatWorks) {
+    const Outcome outcome = rehearsed(R"sh(
+        rm -r "$release"
+        PATH=$build:$PATH
+        example=$(releasebench rehearse --help | sed -n 's/^ *[$] //p')
+        echo "$example"
+        eval "${example/rehearse my-release/rehearse my-release --fresh}")sh");
+    EXPECT_EQ(outcome.status, 0) << outcome;
+    EXPECT_THAT(outcome.output,
+                AllOf(HasSubstr("releasebench rehearse my-release --product 1.0.0.5 --system 10.8.5\n"),
+                      HasSubstr("as foretold: the same packages and versions.\n")));
+}
+
 TEST(Rehearse, saysWhenNoMachineCanBeMade) {
     const Outcome outcome = rehearsed(R"sh(
         without=(setpriv --bounding-set=-sys_admin --inh-caps=-sys_admin)

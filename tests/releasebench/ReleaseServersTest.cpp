@@ -110,6 +110,13 @@ TEST_F(ReleaseServers, ThatHaveWhatTheFolderSaysAreWell) {
     EXPECT_THAT(told["checks"], SizeIs(11));
 }
 
+TEST_F(ReleaseServers, AreAskedByTheExampleOfTheHelp) {
+    EXPECT_EQ(shell("cd /tmp && rm -rf my-release && cp -r release my-release && "
+                    "PATH=/usr/local/Brovik/qrn/bin:$PATH && "
+                    "eval \"$(releasebench servers --help | sed -n 's/^ *[$] //p')\" | tail -n 1"),
+              "11 checks, all as the folder says\n");
+}
+
 TEST_F(ReleaseServers, AreAskedByTheEnginesOwnRequestForEveryApplication) {
     Json release = Json::parse(readText(folder + "/release.json"));
     release["audience"][0]["affiliates"] = {"105", "*"};
