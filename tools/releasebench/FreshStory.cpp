@@ -97,6 +97,6 @@ void FreshStory::compareRecord() {
     for (const auto &[key, value] : foretold) {
         const std::string recorded = SealedMachine::recorded(key);
         m_story.say("  " + std::string(key) + "  " + recorded);
-        m_story.expect(recorded == value, std::string(key) + " is " + recorded + " instead of " + value);
+        m_story.expect(recorded == value, differing(key, recorded, value));
     }
 }

@@ -37,10 +37,10 @@ RehearsalPlace findRehearsalPlace(const fs::path &folder) {
     const fs::path here = fs::read_symlink("/proc/self/exe").parent_path();
     const fs::path sources = sourcesOf(here);
     const fs::path tree = here.parent_path();
-    const RehearsalPlace place =
-        sources.empty() ? RehearsalPlace{tree / "share/downloadManager/rehearsal/seal",
-                                         tree / "libexec/downloadManager/reference-service", tree}
-                        : placeInBuild(here, sources, folder);
+    RehearsalPlace place = sources.empty()
+                               ? RehearsalPlace{tree / "share/downloadManager/rehearsal/seal",
+                                                tree / "libexec/downloadManager/reference-service", tree}
+                               : placeInBuild(here, sources, folder);
     for (const fs::path &needed : {place.seal, place.service}) {
         if (!fs::exists(needed))
             throw UnusableInput("releasebench: no sealed machine is installed here, " + needed.string() +

@@ -1,10 +1,9 @@
 #include "Servers.h"
 
-#include <algorithm>
-#include <array>
 #include <atomic>
 #include <cerrno>
-#include <functional>
+#include <numeric>
+#include <optional>
 #include <set>
 #include <system_error>
 #include <utility>
@@ -105,8 +104,8 @@ std::vector<ServiceRequest> requestsOf(const Release &release, const ServersOpti
     return requests;
 }
 
-std::set<std::string> secureServersOf(const std::vector<PublishedFile> &files,
-                                      const std::vector<ServiceRequest> &requests) {
+std::vector<std::string> secureServersOf(const std::vector<PublishedFile> &files,
+                                         const std::vector<ServiceRequest> &requests) {
     std::set<std::string> servers;
     const auto add = [&servers](const std::string &url) {
         const auto parts = partsOf(url);
@@ -117,46 +116,48 @@ std::set<std::string> secureServersOf(const std::vector<PublishedFile> &files,
         add(file.url);
     for (const ServiceRequest &request : requests)
         add(request.url);
-    return servers;
+    return {servers.begin(), servers.end()};
 }
 
-// Asks everything at once, with a bar for the bytes that come. Replies are read afterwards, since the engine
-// prints while it reads.
+// What the work gives for each of the items, several at a time.
+template <typename Item, typename Work, typename Watch>
+auto sideBySide(const std::vector<Item> &items, std::size_t parallel, Work work, Watch watch) {
+    std::vector<decltype(work(items.front()))> results(items.size()); // each written by one thread
+    runSideBySide(
+        items.size(), parallel, [&](std::size_t i) { results[i] = work(items[i]); }, watch);
+    return results;
+}
+
+// With a bar for the bytes that come. Replies are read when nothing is drawn, since the engine prints while
+// it reads.
 std::vector<ServerCheck> checkAll(const Release &release, const ServersOptions &options) {
     const std::vector<PublishedFile> files = publishedFiles(release);
     const std::vector<ServiceRequest> requests = requestsOf(release, options);
     const AskingTime time{std::chrono::seconds(options.timeout),
                           std::chrono::steady_clock::now() + std::chrono::seconds(options.totalTimeout)};
-    HttpAskers askers(time);
-    std::vector<ServiceAnswer> answers(requests.size());
-    std::vector<ServerCheck> checks;
-    std::vector<std::function<void()>> jobs;
+    const auto bytes =
+        std::accumulate(files.begin(), files.end(), std::uintmax_t{0},
+                        [](std::uintmax_t before, const PublishedFile &file) { return before + file.size; });
     std::atomic<std::uintmax_t> bytesRead{0};
-    std::uintmax_t bytes = 0;
-    const std::set<std::string> servers = secureServersOf(files, requests);
-    checks.resize(servers.size() + requests.size() + files.size());
-    auto check = checks.begin();
-    for (const std::string &server : servers)
-        jobs.emplace_back([&time, server, &to = *check++] { to = checkCertificate(server, time); });
-    const auto firstReply = check;
-    for (std::size_t i = 0; i < requests.size(); ++i, ++check)
-        jobs.emplace_back([&, i] { answers[i] = askService(requests[i], time); });
-    for (const PublishedFile &file : files) {
-        jobs.emplace_back([&, to = &*check++] {
-            *to = askers.with([&](const HttpAsker &asker) { return checkFile(file, asker, bytesRead); });
-        });
-        bytes += file.size;
-    }
-    {
-        HashBar bar("asking");
-        runSideBySide(
-            jobs.size(), options.parallel, [&jobs](std::size_t i) { jobs[i](); },
-            [&] {
-                bar.show({bytesRead, bytes});
-            });
-    }
+    std::optional<HashBar> bar("asking");
+    const auto watch = [&] { bar->show({bytesRead, bytes}); };
+
+    std::vector<ServerCheck> checks = sideBySide(
+        secureServersOf(files, requests), options.parallel,
+        [&](const std::string &server) { return checkCertificate(server, time); }, watch);
+    const std::vector<ServiceAnswer> answers = sideBySide(
+        requests, options.parallel, [&](const ServiceRequest &request) { return askService(request, time); },
+        watch);
+    HttpAskers askers(time);
+    const auto checkOne = [&](const PublishedFile &file) {
+        return askers.with([&](const HttpAsker &asker) { return checkFile(file, asker, bytesRead); });
+    };
+    const std::vector<ServerCheck> fileChecks = sideBySide(files, options.parallel, checkOne, watch);
+    bar.reset();
+    checks.reserve(checks.size() + requests.size() + files.size());
     for (std::size_t i = 0; i < requests.size(); ++i)
-        firstReply[static_cast<std::ptrdiff_t>(i)] = checkReply(requests[i], answers[i], release);
+        checks.push_back(checkReply(requests[i], answers[i], release));
+    checks.insert(checks.end(), fileChecks.begin(), fileChecks.end());
     return checks;
 }
 

@@ -5,6 +5,12 @@
 
 #include "Paper.h"
 
+// "WHAT is THIS instead of THAT", for what is not as it should.
+inline std::string differing(const std::string &what, const std::string &is, const std::string &expected) {
+    std::string text = what;
+    return text.append(" is ").append(is).append(" instead of ").append(expected);
+}
+
 // A rehearsal as it is told, and how often something was not as it should.
 class Story {
 public:

@@ -21,6 +21,7 @@ const std::vector<std::string> configuredElements = {"ProductVersion", "BuildNum
 
 std::vector<std::string> configuration() {
     std::vector<std::string> values;
+    values.reserve(configuredElements.size());
     for (const std::string &element : configuredElements)
         values.push_back(SealedMachine::configured(element));
     return values;
@@ -44,6 +45,7 @@ std::string joined(const std::vector<std::string> &texts) {
 
 std::string tellOf(const std::vector<SealedMachine::Installation> &installations) {
     std::vector<std::string> texts;
+    texts.reserve(installations.size());
     for (const auto &[path, isInstalled] : installations)
         texts.push_back(afterLastSlash(path) + (isInstalled ? "" : " (refused)"));
     return joined(texts);
@@ -190,8 +192,7 @@ void UpdateStory::compareMachine() {
     m_story.say("  version after:  " + versionIn(configuration()));
     for (const auto &[element, foretold] : expectedConfiguration()) {
         const std::string value = SealedMachine::configured(element);
-        m_story.expect(value == foretold,
-                       "the product's " + element + " is " + value + " instead of " + foretold);
+        m_story.expect(value == foretold, differing("the product's " + element, value, foretold));
     }
     m_story.expect(fs::exists(keyCoreDownloadCache) == isScriptToFail(),
                    isScriptToFail() ? "the downloads were removed" : "the downloads were not removed");
