@@ -170,6 +170,22 @@ TEST(Rehearse, worksWhereTheEngineIsInstalled) {
     EXPECT_THAT(outcome.output, HasSubstr("as foretold: the same packages and versions.\n"));
 }
 
+// Whose temporary folder the copy may lack, and who may not be told for the owner of anything of root's.
+TEST(Rehearse, worksForAnOrdinaryUserWhereTheSystemAllowsIt) {
+    const std::string asUser = "setpriv --reuid 65534 --regid 65534 --clear-groups ";
+    if (outside(asUser + "unshare -Urm true").status != 0)
+        GTEST_SKIP() << "this system allows no user namespaces";
+    const Outcome outcome = rehearsed(
+        R"sh(
+        chmod 755 "$work" && mkdir -m 777 "$work/users"
+        cmake --install "$build" --prefix "$work/installed" >/dev/null
+        cd / && )sh" +
+        asUser +
+        R"sh(bash -c 'export TMPDIR=$1/users && "$1/installed/bin/releasebench" rehearse "$1/release" --fresh
+            echo "$?" && ls -A "$TMPDIR"' - "$work")sh");
+    EXPECT_THAT(outcome.output, EndsWith("as foretold: the same packages and versions.\n0\n")) << outcome;
+}
+
 TEST(Rehearse, showsAnExampleThatWorks) {
     const Outcome outcome = rehearsed(R"sh(
         rm -r "$release"

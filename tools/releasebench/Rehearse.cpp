@@ -90,8 +90,14 @@ Words sealCommand(const Release &release, const RehearsalPlace &place, const fs:
 }
 
 Words insideCommand(const Explanation &foretold, const fs::path &folder, const RehearseOptions &options) {
-    Words words = {(SealedMachine::programs / "releasebench").string(), "rehearse",
-                   fs::canonical(options.question.folder).string(), "--inside", folder.string()};
+    // A folder of this machine's may not be there, or be another user's.
+    Words words = {"env",
+                   "TMPDIR=/tmp",
+                   (SealedMachine::programs / "releasebench").string(),
+                   "rehearse",
+                   fs::canonical(options.question.folder).string(),
+                   "--inside",
+                   folder.string()};
     add(words, "--product", foretold.machine.product);
     add(words, "--system", foretold.machine.system);
     add(words, "--affiliate", foretold.asker.affiliate);
