@@ -1,5 +1,9 @@
 // "releasebench rehearse", which makes its sealed machine itself.
+#include "PseudoTerminal.h"
 #include "Shell.h"
+
+#include <csignal>
+#include <string>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -145,6 +149,25 @@ TEST(Rehearse, leavesNoProcessAndNoFileWhenItIsEnded) {
             echo gone)sh");
         EXPECT_EQ(outcome, (Outcome{"gone\n", 0})) << signal;
     }
+}
+
+TEST(Rehearse, leavesTheTerminalAsItFoundItWhenItIsInterrupted) {
+    std::string folder = outside("mktemp -d").output;
+    folder.pop_back(); // the end of the line
+    outside("cd " + folder + R"sh( && "$build/releasebench" init release >/dev/null
+        sed -i 's#https://download.brovik.example/full#https://scripted.brovik.example/full#' release/release.json
+        echo '/full/suite.pkg * slow 100' >script)sh");
+    for (const int signal : {SIGINT, SIGTERM}) {
+        PseudoTerminal terminal({BUILD "/releasebench", "rehearse", folder + "/release", "--fresh",
+                                 "--script", folder + "/script"},
+                                80);
+        EXPECT_TRUE(terminal.shows("%"));
+        EXPECT_FALSE(terminal.echoes());
+        terminal.send(signal);
+        EXPECT_EQ(terminal.end(), 128 + signal);
+        EXPECT_TRUE(terminal.echoes());
+    }
+    outside("rm -r " + folder);
 }
 
 TEST(Rehearse, worksWhereItIsInstalled) {
