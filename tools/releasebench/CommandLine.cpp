@@ -8,6 +8,7 @@
 #include "Build.h"
 #include "Explain.h"
 #include "Init.h"
+#include "MatrixCommand.h"
 #include "ScriptCommand.h"
 #include "Statuses.h"
 
@@ -97,7 +98,35 @@ Run addScript(CLI::App &app, CLI::App *&command) {
     return [question] { return runScript(*question); };
 }
 
-constexpr auto commands = {addInit, addBuild, addExplain, addScript};
+// Who asks, and how the answer is told, of what looks at all machines.
+template <typename Options>
+void addAskerAndFormat(CLI::App *command, Options &options) {
+    command
+        ->add_option("--app", options.application,
+                     "The machines' application ids, with commas between; default: the first of the release")
+        ->type_name("ID");
+    command
+        ->add_option("--affiliate", options.affiliate,
+                     "Their affiliate id; default: the first of the release")
+        ->type_name("ID");
+    command->add_option("--format", options.format, "text or json; default text")
+        ->transform(CLI::CheckedTransformer(
+            std::map<std::string, Format>{{"text", Format::text}, {"json", Format::json}}))
+        ->type_name("FORMAT");
+}
+
+Run addMatrix(CLI::App &app, CLI::App *&command) {
+    const auto options = std::make_shared<MatrixOptions>();
+    command =
+        addCommand(app, "matrix", "Tell what updates do for every product version on every system version",
+                   "releasebench init my-release && releasebench matrix my-release --html matrix.html");
+    addFolder(command, options->folder, "The release's folder, with its release.json");
+    addAskerAndFormat(command, *options);
+    command->add_option("--html", options->page, "Write a page with a picture too")->type_name("FILE");
+    return [options] { return runMatrix(*options); };
+}
+
+constexpr auto commands = {addInit, addBuild, addExplain, addScript, addMatrix};
 
 // Of help and version, which are all the output there is.
 int statusOfAnswer() {
