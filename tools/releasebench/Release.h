@@ -2,20 +2,40 @@
 #pragma once
 
 #include <filesystem>
+#include <memory>
 #include <optional>
 #include <string>
-#include <unordered_map>
 #include <vector>
 
-// Where things stand in release.json. A place is a JSON pointer, "/catalogs/0/hotFixes/2/minVersion" say.
+// Where things stand in release.json. A place is a JSON pointer, "/catalogs/0/hotFixes/2/minVersion" say, with
+// nothing escaped.
 class Places {
 public:
-    void note(const std::string &pointer, int line) { m_lines[pointer] = line; }
+    // A value, and those that it is made of.
+    struct Node;
+
+    Places();
+    ~Places();
+    Places(Places &&) noexcept;
+    Places &operator=(Places &&) noexcept;
+
+    // To be filled while the file is read.
+    Node &root() { return *m_root; }
     // The line of the place, or of the nearest one around it.
     int lineOf(const std::string &pointer) const;
 
 private:
-    std::unordered_map<std::string, int> m_lines;
+    std::unique_ptr<Node> m_root;
+};
+
+struct Places::Node {
+    int line = 1;
+    std::vector<std::string> keys; // of an object's members; none for an array
+    std::vector<Node> members;
+
+    // The one that is added stays where it is until the next.
+    Node &add(std::string key, int itsLine);
+    Node &addItem(int itsLine);
 };
 
 // One package of a catalog. Texts that release.json lacks are empty, but for the name.
