@@ -6,6 +6,7 @@
 #include <CLI/CLI.hpp>
 
 #include "Build.h"
+#include "DiffCommand.h"
 #include "Explain.h"
 #include "Init.h"
 #include "MatrixCommand.h"
@@ -126,7 +127,18 @@ Run addMatrix(CLI::App &app, CLI::App *&command) {
     return [options] { return runMatrix(*options); };
 }
 
-constexpr auto commands = {addInit, addBuild, addExplain, addScript, addMatrix};
+Run addDiff(CLI::App &app, CLI::App *&command) {
+    const auto options = std::make_shared<DiffOptions>();
+    command = addCommand(app, "diff", "Tell which machines another release serves otherwise, and which worse",
+                         "releasebench init old && cp -r old new && releasebench diff old new");
+    command->add_option("OLD", options->before, "The folder of the release that machines have now")
+        ->required();
+    command->add_option("NEW", options->now, "The folder of the one that is to take its place")->required();
+    addAskerAndFormat(command, *options);
+    return [options] { return runDiff(*options); };
+}
+
+constexpr auto commands = {addInit, addBuild, addExplain, addScript, addMatrix, addDiff};
 
 // Of help and version, which are all the output there is.
 int statusOfAnswer() {

@@ -18,14 +18,6 @@ Fault faultOf(std::size_t hotFix, const UpdatePlanner &planner) {
     return plan.downloads.front().path.empty() ? Fault::refusedPath : Fault::neverComplete;
 }
 
-bool hasHigherBuild(const HotFixPackageInfo &left, const HotFixPackageInfo &right) {
-    ReleaseMaxima maxima;
-    maxima.include(right);
-    const std::string before = maxima.buildNo;
-    maxima.include(left);
-    return maxima.buildNo != before;
-}
-
 // Their places when they are sorted; equal ones stay in their order.
 template <typename IsBefore>
 void sortPlaces(std::vector<std::size_t> sorted, const IsBefore &isBefore,
@@ -36,6 +28,17 @@ void sortPlaces(std::vector<std::size_t> sorted, const IsBefore &isBefore,
 }
 
 } // namespace
+
+bool isHigherBuild(const std::string &first, const std::string &second) {
+    ReleaseMaxima maxima;
+    HotFixPackageInfo hotFix;
+    hotFix.buildNo = second;
+    maxima.include(hotFix);
+    const std::string before = maxima.buildNo;
+    hotFix.buildNo = first;
+    maxima.include(hotFix);
+    return maxima.buildNo != before;
+}
 
 DecisiveOrders decisiveOrdersOf(const Offer &offer, const UpdatePlanner &planner) {
     const std::vector<HotFixPackageInfo> &hotFixes = offer.hotFixes;
@@ -58,7 +61,9 @@ DecisiveOrders decisiveOrdersOf(const Offer &offer, const UpdatePlanner &planner
         orders.byVersion);
     sortPlaces(
         numbered,
-        [&](std::size_t left, std::size_t right) { return hasHigherBuild(hotFixes[left], hotFixes[right]); },
+        [&](std::size_t left, std::size_t right) {
+            return isHigherBuild(hotFixes[left].buildNo, hotFixes[right].buildNo);
+        },
         orders.byBuild);
     return orders;
 }

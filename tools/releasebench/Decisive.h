@@ -21,6 +21,9 @@ struct DecisiveOrders {
     std::vector<Fault> faults;
 };
 
+// Whether the engine takes the first of two build numbers, which are numbers, for the higher.
+bool isHigherBuild(const std::string &first, const std::string &second);
+
 DecisiveOrders decisiveOrdersOf(const Offer &offer, const UpdatePlanner &planner);
 
 // While one goes through products from the lowest on.

@@ -1,5 +1,7 @@
 #include "MatrixCommand.h"
 
+#include <functional>
+
 #include "OutputFile.h"
 #include "Paper.h"
 #include "Statuses.h"
@@ -9,8 +11,8 @@ namespace {
 
 constexpr std::size_t hanging = 6;
 
-void tellTable(const Matrix &matrix, const std::vector<Band> &bands, std::string CellWords::*part,
-               Paper &paper) {
+void tellTable(const Matrix &matrix, const std::vector<Band> &bands,
+               const std::function<std::string(const CellWords &)> &partOf, Paper &paper) {
     Table table;
     table.head.emplace_back("product \\ system");
     for (const VersionRange &system : matrix.systems)
@@ -18,7 +20,7 @@ void tellTable(const Matrix &matrix, const std::vector<Band> &bands, std::string
     for (const Band &band : bands) {
         std::vector<std::string> row = {band.label};
         for (std::size_t column = 0; column < matrix.systems.size(); ++column)
-            row.push_back(wordsOf(matrix, band.first, column).*part);
+            row.push_back(partOf(wordsOf(matrix, band.first, column)));
         table.rows.push_back(std::move(row));
     }
     table.write(paper);
@@ -26,14 +28,15 @@ void tellTable(const Matrix &matrix, const std::vector<Band> &bands, std::string
 
 void tellMatrix(const Matrix &matrix, const std::vector<Band> &bands, Paper &paper) {
     paper.line(titleOf(matrix));
-    tellTable(matrix, bands, &CellWords::update, paper);
+    tellTable(matrix, bands, updateWithSet, paper);
     for (const std::string &line : legendOf(matrix, bands))
         paper.line("  " + line, hanging);
     for (std::size_t set = 0; set < matrix.sets.size(); ++set)
         paper.line("  " + nameOfSet(set) + ": " + contentOf(matrix.sets[set]), hanging);
     paper.line("");
     paper.line(titleOfWays(matrix));
-    tellTable(matrix, bands, &CellWords::way, paper);
+    tellTable(
+        matrix, bands, [](const CellWords &words) { return words.way; }, paper);
     const std::vector<std::string> findings = findingsOf(matrix, bands);
     if (!findings.empty())
         paper.line("");

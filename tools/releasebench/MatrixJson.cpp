@@ -1,7 +1,8 @@
-#include "MatrixCommand.h"
+#include "MatrixJson.h"
 
 #include <nlohmann/json.hpp>
 
+#include "MatrixCommand.h"
 #include "OutcomeNames.h"
 
 namespace {
@@ -18,15 +19,6 @@ const char *nameOf(WayEnd end) {
         break;
     }
     return "fails";
-}
-
-Json rangeOf(const VersionRange &range) {
-    Json json = {{"label", range.label()}, {"tried", range.tried}};
-    if (!range.from.empty())
-        json[range.hasFrom ? "from" : "above"] = range.from;
-    if (!range.to.empty())
-        json[range.hasTo ? "to" : "below"] = range.to;
-    return json;
 }
 
 Json cellOf(const Matrix &matrix, std::size_t row, std::size_t column) {
@@ -47,6 +39,15 @@ Json cellOf(const Matrix &matrix, std::size_t row, std::size_t column) {
 
 } // namespace
 
+Json rangeInJson(const VersionRange &range) {
+    Json json = {{"label", range.label()}, {"tried", range.tried}};
+    if (!range.from.empty())
+        json[range.hasFrom ? "from" : "above"] = range.from;
+    if (!range.to.empty())
+        json[range.hasTo ? "to" : "below"] = range.to;
+    return json;
+}
+
 std::string matrixInJson(const Matrix &matrix, const std::vector<Band> &bands) {
     Json json = {{"affiliate", matrix.asker.affiliate},
                  {"application", matrix.asker.application},
@@ -57,9 +58,10 @@ std::string matrixInJson(const Matrix &matrix, const std::vector<Band> &bands) {
                  {"setsListed", matrix.listsSets},
                  {"sets", Json::array()}};
     for (const Band &band : bands)
-        json["products"].push_back(rangeOf(joined(matrix.products[band.first], matrix.products[band.last])));
+        json["products"].push_back(
+            rangeInJson(joined(matrix.products[band.first], matrix.products[band.last])));
     for (const VersionRange &system : matrix.systems)
-        json["systems"].push_back(rangeOf(system));
+        json["systems"].push_back(rangeInJson(system));
     for (const Band &band : bands) {
         Json row = Json::array();
         for (std::size_t column = 0; column < matrix.systems.size(); ++column)

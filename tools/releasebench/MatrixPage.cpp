@@ -53,9 +53,9 @@ void writeCell(const Matrix &matrix, std::size_t row, std::size_t column, XmlOut
     out.open("td", {{"class", nameOf(words.mood)}});
     out.open("span");
     if (set)
-        out.leaf("a", {{"href", "#" + idOf(*set)}}, printable(words.update));
+        out.leaf("a", {{"href", "#" + idOf(*set)}}, printable(updateWithSet(words)));
     else
-        out.leaf("span", printable(words.update));
+        out.leaf("span", printable(updateWithSet(words)));
     out.close();
     out.leaf("span", printable(words.way));
     out.close();

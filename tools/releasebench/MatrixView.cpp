@@ -28,9 +28,8 @@ std::string updateInWords(const Matrix &matrix, const Cell &cell) {
         return "-";
     if (cell.outcome == Outcome::fails)
         return "fails";
-    const std::string set = cell.set ? nameOfSet(*cell.set) + ": " : "";
-    return set + std::to_string(matrix.installedBy(cell)) + " -> " +
-           (cell.isRaised ? cell.version : "stays") + " (" + cell.build + ")";
+    return std::to_string(matrix.installedBy(cell)) + " -> " + (cell.isRaised ? cell.version : "stays") +
+           " (" + cell.build + ")";
 }
 
 std::string counted(std::size_t updates) {
@@ -110,12 +109,17 @@ std::vector<Band> bandsOf(const Matrix &matrix) {
     return bands;
 }
 
+std::string updateWithSet(const CellWords &words) {
+    return (words.set.empty() ? "" : words.set + ": ") + words.update;
+}
+
 CellWords wordsOf(const Matrix &matrix, std::size_t row, std::size_t column) {
     const Cell &cell = matrix.at(row, column);
     Mood mood = Mood::bad;
     if (matrix.reachesNewest(cell) && cell.end == WayEnd::nothingOffered)
         mood = cell.updates > 0 ? Mood::fine : Mood::nothing;
-    return {updateInWords(matrix, cell), wayInWords(matrix, cell, row), mood};
+    return {cell.set ? nameOfSet(*cell.set) : "", updateInWords(matrix, cell), wayInWords(matrix, cell, row),
+            mood};
 }
 
 std::string nameOfSet(std::size_t set) {

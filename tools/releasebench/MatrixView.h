@@ -19,10 +19,14 @@ std::vector<Band> bandsOf(const Matrix &matrix);
 enum class Mood { fine, nothing, bad };
 
 struct CellWords {
-    std::string update; // "a: 3 -> 1.0.1.0 (130)"
+    std::string set;    // "a", "" for none
+    std::string update; // "3 -> 1.0.1.0 (130)"
     std::string way;    // "2 updates"
     Mood mood;          // of the way
 };
+
+// "a: 3 -> 1.0.1.0 (130)"
+std::string updateWithSet(const CellWords &words);
 
 CellWords wordsOf(const Matrix &matrix, std::size_t row, std::size_t column);
 

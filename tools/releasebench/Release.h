@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
-// Where things stand in release.json. A place is a JSON pointer, "/catalogs/0/hotFixes/2/minVersion" say, with
-// nothing escaped.
+// Where things stand in release.json. A place is a JSON pointer, "/catalogs/0/hotFixes/2/minVersion" say,
+// with nothing escaped.
 class Places {
 public:
     // A value, and those that it is made of.
