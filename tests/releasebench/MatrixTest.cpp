@@ -317,7 +317,7 @@ ByChance releaseByChance(unsigned seed) {
 
 // The same for a cell and for a plan that agree.
 Texts toldBy(const Matrix &matrix, const Cell &cell) {
-    Texts told = {std::to_string(static_cast<int>(cell.outcome)), cell.reason, cell.version, cell.build,
+    Texts told = {std::to_string(static_cast<int>(cell.outcome)), *cell.reason, cell.version, cell.build,
                   std::to_string(cell.downloads)};
     if (cell.set) {
         const PackageSet &set = matrix.sets[*cell.set];

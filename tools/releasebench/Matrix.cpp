@@ -72,6 +72,12 @@ private:
 };
 
 class Filler {
+    // What the hot-fixes that decide came to.
+    struct Planned {
+        std::vector<std::size_t> decisive;
+        Cell cell;
+    };
+
 public:
     Filler(const Served &served, const Axes &axes, const MatrixLimits &limits, Matrix &matrix)
         : m_products(axes.products)
@@ -142,13 +148,27 @@ private:
         }
     }
 
-    Cell cellOf(const std::string &product, const std::vector<std::size_t> &decisive,
-                std::size_t count) const {
+    Cell cellOf(const std::string &product, const std::vector<std::size_t> &decisive, std::size_t count) {
+        if (!m_latest || m_latest->decisive != decisive || !holdsFor(product, m_latest->cell))
+            m_latest = Planned{decisive, planned(product, decisive)};
+        Cell cell = m_latest->cell;
+        if (cell.outcome == Outcome::done)
+            cell.downloads = count;
+        else
+            cell.version = product;
+        return cell;
+    }
+
+    // What one product's update does is what another's does that is below what both come to.
+    static bool holdsFor(const std::string &product, const Cell &cell) {
+        return cell.outcome != Outcome::done || (cell.isRaised && isGreaterVersion(cell.version, product));
+    }
+
+    Cell planned(const std::string &product, const std::vector<std::size_t> &decisive) const {
         const Plan plan = m_planner.planWith(product, decisive);
         Cell cell;
         cell.outcome = plan.outcome;
-        cell.reason = plan.reason;
-        cell.downloads = plan.outcome == Outcome::done ? count : 0;
+        cell.reason = std::make_shared<const std::string>(plan.reason);
         cell.version = plan.version;
         cell.build = plan.build;
         cell.isRaised = isGreaterVersion(plan.version, product);
@@ -169,6 +189,7 @@ private:
     Matrix &m_matrix;
     std::vector<Column> m_columns;
     std::map<std::vector<std::size_t>, std::size_t> m_sets; // by the hot-fixes that are chosen
+    std::optional<Planned> m_latest;
 };
 
 // An update leads upwards or nowhere: from the highest product on, where each leads is known.

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstddef>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -43,7 +44,7 @@ enum class WayEnd { nothingOffered, offeredForEver, fails };
 struct Cell {
     // One update.
     Outcome outcome = Outcome::nothingToDo;
-    std::string reason;        // of any other outcome than done
+    std::shared_ptr<const std::string> reason; // of any other outcome than done; never null
     std::size_t choice = 0;    // the same for cells that choose the same hot-fixes in a row of one column
     std::size_t downloads = 0; // packages; 0 unless it is done
     std::optional<std::size_t> set; // of those packages, where sets are listed and it is done

@@ -41,7 +41,7 @@ std::vector<std::string> without(std::vector<std::string> some, std::vector<std:
 
 std::string inWords(const Matrix &matrix, std::size_t row, std::size_t column) {
     const CellWords words = wordsOf(matrix, row, column);
-    const std::string &reason = matrix.at(matrix.at(row, column).endRow, column).reason;
+    const std::string &reason = *matrix.at(matrix.at(row, column).endRow, column).reason;
     const bool fails = matrix.at(row, column).end == WayEnd::fails;
     return words.update + "; newest: " + words.way + (fails ? ": " + reason : "");
 }
@@ -86,7 +86,7 @@ void judgeEnd(const Pair &pair, std::vector<Worse> &worse) {
                                              ", and gets no more to the newest version, " + pair.now.newest});
     if (now.end == WayEnd::fails && before.end != WayEnd::fails)
         worse.push_back({"fails", "the update at " + pair.versionAt(now.endRow) +
-                                      " fails: " + pair.now.at(now.endRow, pair.columnNow).reason});
+                                      " fails: " + *pair.now.at(now.endRow, pair.columnNow).reason});
     if (now.end == WayEnd::offeredForEver && before.end != WayEnd::offeredForEver)
         worse.push_back({"offered-for-ever", "is offered an update for ever at " +
                                                  pair.versionAt(now.endRow) +

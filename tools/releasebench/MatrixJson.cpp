@@ -24,7 +24,7 @@ const char *nameOf(WayEnd end) {
 Json cellOf(const Matrix &matrix, std::size_t row, std::size_t column) {
     const Cell &cell = matrix.at(row, column);
     Json json = {{"outcome", nameOf(cell.outcome)},
-                 {"reason", cell.reason},
+                 {"reason", *cell.reason},
                  {"packages", matrix.installedBy(cell)},
                  {"set", cell.set ? Json(*cell.set) : Json()},
                  {"version", cell.isRaised ? Json(cell.version) : Json()},
@@ -35,6 +35,10 @@ Json cellOf(const Matrix &matrix, std::size_t row, std::size_t column) {
                    {"version", cell.updates > 0 ? Json(matrix.products[cell.endRow].from) : Json()},
                    {"end", nameOf(cell.end)}};
     return json;
+}
+
+std::string dumped(const Json &json, int indent) {
+    return json.dump(indent, ' ', false, Json::error_handler_t::replace);
 }
 
 } // namespace
@@ -54,7 +58,6 @@ std::string matrixInJson(const Matrix &matrix, const std::vector<Band> &bands) {
                  {"newest", matrix.newest},
                  {"products", Json::array()},
                  {"systems", Json::array()},
-                 {"cells", Json::array()},
                  {"setsListed", matrix.listsSets},
                  {"sets", Json::array()}};
     for (const Band &band : bands)
@@ -62,14 +65,18 @@ std::string matrixInJson(const Matrix &matrix, const std::vector<Band> &bands) {
             rangeInJson(joined(matrix.products[band.first], matrix.products[band.last])));
     for (const VersionRange &system : matrix.systems)
         json["systems"].push_back(rangeInJson(system));
+    for (const PackageSet &set : matrix.sets)
+        json["sets"].push_back({{"installed", set.installed}, {"leftOut", set.leftOut}});
+    json["findings"] = findingsOf(matrix, bands);
+    // The cells may be many, and take several times the room before they are text.
+    std::string text = dumped(json, 2);
+    text.resize(text.rfind('\n')); // of the last brace
+    text += ",\n  \"cells\": [";
     for (const Band &band : bands) {
         Json row = Json::array();
         for (std::size_t column = 0; column < matrix.systems.size(); ++column)
             row.push_back(cellOf(matrix, band.first, column));
-        json["cells"].push_back(std::move(row));
+        text += (band.first == 0 ? "\n    " : ",\n    ") + dumped(row, -1);
     }
-    for (const PackageSet &set : matrix.sets)
-        json["sets"].push_back({{"installed", set.installed}, {"leftOut", set.leftOut}});
-    json["findings"] = findingsOf(matrix, bands);
-    return json.dump(2, ' ', false, Json::error_handler_t::replace);
+    return text + "\n  ]\n}";
 }

@@ -17,7 +17,7 @@ bool areAlike(const Matrix &matrix, std::size_t above, std::size_t below, std::s
                            (first.set && first.set == second.set);
     const bool leadAlike =
         isSettledAt(first, above) ? isSettledAt(second, below) : first.endRow == second.endRow;
-    return doTheSame && leadAlike && first.outcome == second.outcome && first.reason == second.reason &&
+    return doTheSame && leadAlike && first.outcome == second.outcome && *first.reason == *second.reason &&
            first.isRaised == second.isRaised && (!first.isRaised || first.version == second.version) &&
            first.build == second.build && first.updates == second.updates && first.end == second.end &&
            matrix.reachesNewest(first) == matrix.reachesNewest(second);
@@ -58,7 +58,7 @@ std::string findingOf(const Matrix &matrix, std::size_t row, std::size_t column)
     case WayEnd::offeredForEver:
         return never + "is offered an update for ever" + place + " that does not raise the version";
     case WayEnd::fails:
-        return never + "the update" + place + " fails: " + matrix.at(cell.endRow, column).reason;
+        return never + "the update" + place + " fails: " + *matrix.at(cell.endRow, column).reason;
     case WayEnd::nothingOffered:
         break;
     }
