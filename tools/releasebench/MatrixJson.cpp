@@ -21,24 +21,27 @@ const char *nameOf(WayEnd end) {
     return "fails";
 }
 
-Json cellOf(const Matrix &matrix, std::size_t row, std::size_t column) {
-    const Cell &cell = matrix.at(row, column);
-    Json json = {{"outcome", nameOf(cell.outcome)},
-                 {"reason", *cell.reason},
-                 {"packages", matrix.installedBy(cell)},
-                 {"set", cell.set ? Json(*cell.set) : Json()},
-                 {"version", cell.isRaised ? Json(cell.version) : Json()},
-                 {"build", cell.build},
-                 {"raised", cell.isRaised}};
-    json["way"] = {{"newest", matrix.reachesNewest(cell)},
-                   {"updates", cell.updates},
-                   {"version", cell.updates > 0 ? Json(matrix.products[cell.endRow].from) : Json()},
-                   {"end", nameOf(cell.end)}};
-    return json;
-}
-
 std::string dumped(const Json &json, int indent) {
     return json.dump(indent, ' ', false, Json::error_handler_t::replace);
+}
+
+std::string quoted(const std::string &text) {
+    return dumped(text, -1);
+}
+
+// As text at once: there may be a million, and as objects they take several times the room and the time.
+std::string cellOf(const Matrix &matrix, std::size_t row, std::size_t column) {
+    const Cell &cell = matrix.at(row, column);
+    const std::string version = cell.isRaised ? quoted(cell.version) : "null";
+    const std::string end = cell.updates > 0 ? quoted(matrix.products[cell.endRow].from) : "null";
+    return std::string("{\"outcome\": \"") + nameOf(cell.outcome) +
+           "\", \"reason\": " + quoted(*cell.reason) +
+           ", \"packages\": " + std::to_string(matrix.installedBy(cell)) +
+           ", \"set\": " + (cell.set ? std::to_string(*cell.set) : "null") + ", \"version\": " + version +
+           ", \"build\": " + quoted(cell.build) + ", \"raised\": " + (cell.isRaised ? "true" : "false") +
+           ", \"way\": {\"newest\": " + (matrix.reachesNewest(cell) ? "true" : "false") +
+           ", \"updates\": " + std::to_string(cell.updates) + ", \"version\": " + end + ", \"end\": \"" +
+           nameOf(cell.end) + "\"}}";
 }
 
 } // namespace
@@ -68,15 +71,14 @@ std::string matrixInJson(const Matrix &matrix, const std::vector<Band> &bands) {
     for (const PackageSet &set : matrix.sets)
         json["sets"].push_back({{"installed", set.installed}, {"leftOut", set.leftOut}});
     json["findings"] = findingsOf(matrix, bands);
-    // The cells may be many, and take several times the room before they are text.
     std::string text = dumped(json, 2);
     text.resize(text.rfind('\n')); // of the last brace
     text += ",\n  \"cells\": [";
     for (const Band &band : bands) {
-        Json row = Json::array();
+        text += band.first == 0 ? "\n    [" : ",\n    [";
         for (std::size_t column = 0; column < matrix.systems.size(); ++column)
-            row.push_back(cellOf(matrix, band.first, column));
-        text += (band.first == 0 ? "\n    " : ",\n    ") + dumped(row, -1);
+            text += (column == 0 ? "" : ", ") + cellOf(matrix, band.first, column);
+        text += "]";
     }
     return text + "\n  ]\n}";
 }

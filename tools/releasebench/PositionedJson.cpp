@@ -79,7 +79,7 @@ public:
 private:
     struct Container {
         Json *value;
-        Places::Node *node;
+        PlacedValue *node;
         std::string step; // of its place
     };
 
@@ -93,7 +93,7 @@ private:
     }
 
     // A member's was made with its key.
-    Places::Node &nodeOfNext() {
+    PlacedValue &nodeOfNext() {
         if (m_containers.empty())
             return m_places.root();
         return inner().value->is_object() ? inner().node->members.back() : inner().node->addItem(m_line);
@@ -123,7 +123,7 @@ private:
 
     bool open(Json value) {
         std::string step = stepOfNext();
-        Places::Node &node = nodeOfNext();
+        PlacedValue &node = nodeOfNext();
         m_containers.push_back({put(std::move(value)), &node, std::move(step)});
         return true;
     }

@@ -12,7 +12,7 @@ namespace {
 
 // The number of the member that a pointer's next step names; the count of members when it names none. A key
 // may hold what separates steps, so that the longest that fits is meant.
-std::size_t memberAt(const Places::Node &node, std::string_view pointer, std::size_t &length) {
+std::size_t memberAt(const PlacedValue &node, std::string_view pointer, std::size_t &length) {
     std::size_t found = node.members.size();
     length = 0;
     for (std::size_t i = 0; i < node.members.size(); ++i) {
@@ -27,7 +27,7 @@ std::size_t memberAt(const Places::Node &node, std::string_view pointer, std::si
     return found;
 }
 
-std::size_t itemAt(const Places::Node &node, std::string_view pointer, std::size_t &length) {
+std::size_t itemAt(const PlacedValue &node, std::string_view pointer, std::size_t &length) {
     length = std::min(pointer.find('/'), pointer.size());
     std::size_t item = 0;
     const auto [end, error] = std::from_chars(pointer.data(), pointer.data() + length, item);
@@ -37,27 +37,19 @@ std::size_t itemAt(const Places::Node &node, std::string_view pointer, std::size
 
 } // namespace
 
-Places::Places()
-    : m_root(std::make_unique<Node>()) {
-}
-
-Places::~Places() = default;
-Places::Places(Places &&) noexcept = default;
-Places &Places::operator=(Places &&) noexcept = default;
-
-Places::Node &Places::Node::add(std::string key, int itsLine) {
+PlacedValue &PlacedValue::add(std::string key, int itsLine) {
     keys.push_back(std::move(key));
     return addItem(itsLine);
 }
 
-Places::Node &Places::Node::addItem(int itsLine) {
+PlacedValue &PlacedValue::addItem(int itsLine) {
     members.emplace_back();
     members.back().line = itsLine;
     return members.back();
 }
 
 int Places::lineOf(const std::string &pointer) const {
-    const Node *node = m_root.get();
+    const PlacedValue *node = &m_root;
     std::string_view rest = pointer;
     while (!rest.empty()) {
         rest.remove_prefix(1); // "/"

@@ -2,40 +2,32 @@
 #pragma once
 
 #include <filesystem>
-#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
+
+// A value of release.json, and those that it is made of.
+struct PlacedValue {
+    int line = 1;
+    std::vector<std::string> keys; // of an object's members; none for an array
+    std::vector<PlacedValue> members;
+
+    // The one that is added stays where it is until the next.
+    PlacedValue &add(std::string key, int itsLine);
+    PlacedValue &addItem(int itsLine);
+};
 
 // Where things stand in release.json. A place is a JSON pointer, "/catalogs/0/hotFixes/2/minVersion" say,
 // with nothing escaped.
 class Places {
 public:
-    // A value, and those that it is made of.
-    struct Node;
-
-    Places();
-    ~Places();
-    Places(Places &&) noexcept;
-    Places &operator=(Places &&) noexcept;
-
     // To be filled while the file is read.
-    Node &root() { return *m_root; }
+    PlacedValue &root() { return m_root; }
     // The line of the place, or of the nearest one around it.
     int lineOf(const std::string &pointer) const;
 
 private:
-    std::unique_ptr<Node> m_root;
-};
-
-struct Places::Node {
-    int line = 1;
-    std::vector<std::string> keys; // of an object's members; none for an array
-    std::vector<Node> members;
-
-    // The one that is added stays where it is until the next.
-    Node &add(std::string key, int itsLine);
-    Node &addItem(int itsLine);
+    PlacedValue m_root;
 };
 
 // One package of a catalog. Texts that release.json lacks are empty, but for the name.

@@ -42,12 +42,13 @@ std::string lineOf(const std::vector<std::string> &row, const std::vector<std::s
 
 void Table::write(Paper &paper) const {
     const std::vector<std::size_t> widths = widthsOf(*this);
-    for (std::size_t first = 1, end = first; first < head.size(); first = end) {
-        end = endOfBlock(widths, first, paper.width());
+    for (std::size_t first = 1; first < head.size();) {
+        const std::size_t end = endOfBlock(widths, first, paper.width());
         if (first > 1)
             paper.line("");
         paper.line(lineOf(head, widths, first, end));
         for (const std::vector<std::string> &row : rows)
             paper.line(lineOf(row, widths, first, end));
+        first = end;
     }
 }
