@@ -5,7 +5,7 @@
 #include <vector>
 
 // What is not as the folder says, or will not do for the engine.
-struct Finding {
+struct ServerFinding {
     std::string id; // the same for the same kind of finding
     std::string text;
 };
@@ -15,7 +15,7 @@ struct ServerCheck {
     std::string kind; // "certificate", "reply" or "file"
     std::string subject;
     std::vector<std::string> facts;
-    std::vector<Finding> findings;
+    std::vector<ServerFinding> findings;
 
     void find(std::string id, std::string text) { findings.push_back({std::move(id), std::move(text)}); }
 };

@@ -176,7 +176,7 @@ void tell(const std::vector<ServerCheck> &checks, Paper &paper) {
         for (std::size_t i = 0; i < check.facts.size(); ++i)
             line += (i == 0 ? ": " : ", ") + check.facts[i];
         paper.line(line, hanging, isWell ? Colour::green : Colour::red);
-        for (const Finding &finding : check.findings)
+        for (const ServerFinding &finding : check.findings)
             paper.line("    " + finding.id + ": " + finding.text, hanging);
     }
     const std::size_t findings = findingsOf(checks);

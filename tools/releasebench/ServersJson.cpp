@@ -8,7 +8,7 @@ std::string checksInJson(const std::vector<ServerCheck> &checks) {
     std::size_t count = 0;
     for (const ServerCheck &check : checks) {
         Json findings = Json::array();
-        for (const Finding &finding : check.findings)
+        for (const ServerFinding &finding : check.findings)
             findings.push_back({{"id", finding.id}, {"text", finding.text}});
         count += check.findings.size();
         all.push_back({{"kind", check.kind},
