@@ -268,9 +268,10 @@ TEST_P(ReachabilityFault, SwallowedLong) {
     recovery.expectCompleteNow();
 }
 
-// What a router does whose link takes smaller packets only and that does not say so: all that is small comes.
+// What a router does whose link takes smaller packets only and that does not say so: all that is small comes,
+// as the certificates of a handshake are.
 TEST_P(NetworkFault, LargePacketsSwallowedLong) {
-    auto filter = have<PacketFilter>("tcp sport 443 meta length > 1000 counter drop");
+    auto filter = have<PacketFilter>("tcp sport 443 meta length > 4000 counter drop");
     if (!filter)
         return;
     recovery.expectRefused(tracedNoPackage(job, tracedTimeout(url)), 2);

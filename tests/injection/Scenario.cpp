@@ -227,7 +227,8 @@ std::string Scenario::harm(const FaultedEnd &end, const WatchedFiles &after) con
         if (!isThere(m_before, path) && !isThere(m_expected, path)) {
             if (!mayLeaveFiles && !mayBeLeft(path, content))
                 return "left " + path;
-        } else if (!mayBeInPart(path) && !isSame(after, m_before, path) && !isSame(after, m_expected, path)) {
+        } else if (!mayBeInPart(path, end) && !isSame(after, m_before, path) &&
+                   !isSame(after, m_expected, path)) {
             return "spoilt " + path;
         }
     }
@@ -363,9 +364,9 @@ protected:
         breakOffAndSpoil(number);
     }
 
-    bool mayBeInPart(const std::string &path) const override {
+    bool mayBeInPart(const std::string &path, const FaultedEnd &end) const override {
         // Without one of the catalogs its values are others.
-        if (path == updatedProdConfigXml && !lostCatalogs(packages("run")).empty())
+        if (path == updatedProdConfigXml && (isCatalogUnread(end) || !lostCatalogs(packages("run")).empty()))
             return withoutValues(readText(path)) == withoutValues(m_expected.at(path));
         // Nobody reads it without a list.
         if (path == updatedProdConfigXml && !fs::exists(packageListPath))
@@ -373,6 +374,10 @@ protected:
         return path == packageListPath ||
                path.compare(0, downloads.size() + 8, downloads + "Package/") == 0 ||
                path.compare(0, downloads.size() + 8, downloads + "Catalog/") == 0;
+    }
+
+    static bool isCatalogUnread(const FaultedEnd &end) {
+        return end.ended.err.find("Error: unable to parse file") != std::string::npos;
     }
 
     Judgement judgeResult(const FaultedEnd &end, const WatchedFiles &after) const override {
@@ -403,7 +408,7 @@ protected:
             if (lost.count(package.catalog) != 0)
                 wanted.erase(package.path());
         }
-        if (!wanted.empty() && end.ended.err.find("Error: unable to parse file") != std::string::npos)
+        if (!wanted.empty() && isCatalogUnread(end))
             return {Outcome::limited, "complete without a catalog that the disk failed to read"};
         if (!wanted.empty())
             return limitedIfTold("Not able to initialize download helper",
@@ -439,7 +444,7 @@ public:
 protected:
     void publish(const std::string &) override {}
 
-    bool mayBeInPart(const std::string &) const override { return false; }
+    bool mayBeInPart(const std::string &, const FaultedEnd &) const override { return false; }
 
     // A script that could not be run stays, whole.
     bool mayBeLeft(const std::string &path, const std::string &content) const override {
@@ -527,7 +532,7 @@ protected:
         breakOffAndSpoil(number);
     }
 
-    bool mayBeInPart(const std::string &path) const override {
+    bool mayBeInPart(const std::string &path, const FaultedEnd &) const override {
         // Without one of the catalogs its values are others.
         if (path == configurationPlistPath && !lostCatalogs(packages("run")).empty())
             return withoutValues(readText(path)) == withoutValues(m_expected.at(path));

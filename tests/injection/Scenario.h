@@ -39,7 +39,7 @@ protected:
     // Of a run that ended by itself and harmed nothing.
     virtual Judgement judgeResult(const FaultedEnd &end, const WatchedFiles &after) const = 0;
     // What a stopped run may have left as it likes.
-    virtual bool mayBeInPart(const std::string &path) const = 0;
+    virtual bool mayBeInPart(const std::string &path, const FaultedEnd &end) const = 0;
 
     // What a run may leave that neither was there before nor is after a run without a fault.
     virtual bool mayBeLeft(const std::string &path, const std::string &content) const;

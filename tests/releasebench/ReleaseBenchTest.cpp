@@ -105,6 +105,19 @@ TEST_F(ReleaseBench, InitNamesTheSchemaThatIsInstalled) {
     EXPECT_TRUE(Json::parse(readText(schema.substr(std::string("file://").size()))).contains("definitions"));
 }
 
+// Somebody may be working in it, and its mode is the owner's.
+TEST_F(ReleaseBench, InitFillsAnEmptyFolderThatStaysItself) {
+    const std::string empty = work + "/empty";
+    fs::create_directories(empty);
+    fs::permissions(empty, fs::perms(0770));
+    const std::string state = "stat -c '%i %a' " + empty;
+    const std::string before = shell(state);
+    EXPECT_EQ(run({"bash", "-c", "cd " + empty + " && " + bench + " init . && test -e release.json"}).status,
+              0);
+    EXPECT_EQ(shell(state), before);
+    EXPECT_TRUE(sameFiles(filesBelow(folder), filesBelow(empty)));
+}
+
 // --- build
 
 TEST_F(ReleaseBench, BuildWritesSizesAndTheHashesOfTheSuitesTool) {
@@ -138,6 +151,16 @@ TEST_F(ReleaseBench, BuildTouchesNothingThatStaysTheSame) {
     ASSERT_EQ(benchWith({"build", folder}).status, 0);
     EXPECT_EQ(fs::last_write_time(catalog), time);
     EXPECT_THAT(readText(folder + "/built/DynaConfig.plist"), Not(HasSubstr("services.pkg")));
+}
+
+TEST_F(ReleaseBench, BuildLeavesItsFoldersTheirModes) {
+    ASSERT_EQ(benchWith({"build", folder}).status, 0);
+    const std::string built = folder + "/built";
+    fs::permissions(built, fs::perms(02775));
+    fs::permissions(built + "/catalogs", fs::perms(0770));
+    change([](Json &release) { release["order"] = {"toolbar.pkg"}; });
+    ASSERT_EQ(benchWith({"build", folder}).status, 0);
+    EXPECT_EQ(shell("stat -c %a " + built + " " + built + "/catalogs"), "2775\n770\n");
 }
 
 TEST_F(ReleaseBench, BuildTakesAwayACatalogThatIsNoMore) {
@@ -251,7 +274,10 @@ INSTANTIATE_TEST_SUITE_P(
         Fault{"CatalogInAFolder", [](Json &release) { release["catalogs"][0]["name"] = "../x"; },
               "catalogs[0].name: ", "without a folder"},
         Fault{"ControlCharacter", [](Json &release) { release["catalogs"][0]["version"] = "1\x01"; },
-              "catalogs[0].version: ", "control character"}),
+              "catalogs[0].version: ", "control character"},
+        Fault{"NoCharacter",
+              [](Json &release) { release["catalogs"][0]["hotFixes"][0]["name"] = "a\xEF\xBF\xBF"; },
+              "catalogs[0].hotFixes[0].name: ", "expected a text that XML can hold"}),
     caseName);
 
 TEST_F(ReleaseBench, FaultsAreToldAllAtOnceEachWithItsLine) {
@@ -270,12 +296,38 @@ TEST_F(ReleaseBench, KeyThatStandsTwiceIsToldWithItsLine) {
               folder + "/release.json:3: order: stands twice, expected once\n");
 }
 
+TEST_F(ReleaseBench, KeyThatHoldsASlashIsToldWithItsLine) {
+    writeText(folder + "/release.json",
+              "{\n\"order\": [],\n\"order/x\": [],\n\"audience\": [],\n\"catalogs\": []\n}");
+    EXPECT_THAT(linesOf(benchWith({"build", folder}).err),
+                Contains(StartsWith(folder + "/release.json:3: order.x: unknown key")));
+}
+
 TEST_F(ReleaseBench, WhatIsNoJsonIsToldWithItsLine) {
     writeText(folder + "/release.json", "{\n\"order\" []}");
     EXPECT_THAT(benchWith({"build", folder}).err,
                 AllOf(StartsWith(folder + "/release.json:2: no JSON: "), HasSubstr("expected ':'")));
     fs::remove(folder + "/release.json");
     EXPECT_THAT(benchWith({"build", folder}).err, StartsWith(folder + "/release.json: cannot be read"));
+}
+
+TEST_F(ReleaseBench, WhatIsNoFileOrNoSensibleJsonIsToldAtOnce) {
+    const std::string file = folder + "/release.json";
+    writeText(file, std::string(200'000, '['));
+    EXPECT_THAT(benchWith({"build", folder}).err, StartsWith(file + ":1: nested deeper than any release"));
+    writeText(file, "{\n\"order\": 1e999}");
+    EXPECT_THAT(benchWith({"build", folder}).err, StartsWith(file + ":2: no JSON: number overflow"));
+    for (const std::string make : {"mkdir ", "mkfifo ", "ln -s /dev/zero "}) {
+        static_cast<void>(shell("rm -rf " + file + " && " + make + file));
+        EXPECT_THAT(benchWith({"build", folder}).err, StartsWith(file + ": cannot be read")) << make;
+    }
+}
+
+TEST_F(ReleaseBench, PackageThatLeadsInACircleIsToldWithItsPlace) {
+    const std::string file = folder + "/packages/1.0.1.0/toolbar.pkg";
+    fs::remove(file);
+    fs::create_symlink("toolbar.pkg", file);
+    EXPECT_THAT(benchWith({"build", folder}).err, HasSubstr("catalogs[1].hotFixes[0].file: expected a file"));
 }
 
 // --- explain
@@ -321,6 +373,32 @@ TEST_F(ReleaseBench, ExplainTakesWhatIsNotGivenFromAMachinesConfiguration) {
     EXPECT_EQ(explained({"--config", configuration, "--system", "10.8.5", "--product", "9"})["product"], "9");
     EXPECT_EQ(benchWith({"explain", folder, "--system", "10.8.5", "--config", "/none"}).status, 2);
     EXPECT_EQ(benchWith({"explain", folder, "--system", "10.8.5"}).status, 2);
+}
+
+// What the machine would ask with is not told by such a file, and the release's first would be somebody
+// else's.
+TEST_F(ReleaseBench, ExplainRefusesAConfigurationThatDoesNotTellTheMachine) {
+    const auto refused = [](const std::string &settings, const std::vector<std::string> &options) {
+        writeText(work + "/configuration", settings);
+        std::vector<std::string> arguments = {"explain", folder, "--config", work + "/configuration"};
+        arguments.insert(arguments.end(), options.begin(), options.end());
+        const Ended ended = benchWith(arguments);
+        EXPECT_EQ(ended.status, ended.err.empty() ? 0 : 2);
+        return ended.err;
+    };
+    const std::vector<std::string> machine = {"--system", "10.8.5", "--product", "1.0.0.5"};
+    EXPECT_THAT(refused("none", machine), HasSubstr("no product configuration"));
+    EXPECT_THAT(refused("<Other/>", machine), HasSubstr("no product configuration"));
+    const std::string version = "<ProductVersion>1.0.0.5</ProductVersion>";
+    EXPECT_THAT(refused("<ProductConfiguration>" + version + "</ProductConfiguration>", machine),
+                HasSubstr("tells no AppID"));
+    const std::string id = "<AppID>quaformac</AppID>";
+    EXPECT_THAT(refused("<ProductConfiguration>" + id + id + version + "</ProductConfiguration>", machine),
+                HasSubstr("tells no AppID"));
+    const std::string withoutVersion = "<ProductConfiguration>" + id + "</ProductConfiguration>";
+    EXPECT_THAT(refused(withoutVersion, {"--system", "10.8.5"}), HasSubstr("tells no ProductVersion"));
+    EXPECT_EQ(refused(withoutVersion, machine), "");
+    EXPECT_EQ(refused(withoutVersion, {"--fresh"}), "");
 }
 
 TEST_F(ReleaseBench, ExplainTellsWhatNobodyOfThisAudienceGets) {
@@ -440,7 +518,7 @@ std::string exampleIn(const std::string &help) {
 }
 
 TEST_F(ReleaseBench, EveryCommandsHelpShowsAnExampleThatWorks) {
-    for (const std::string command : {"init", "build", "explain", "script"}) {
+    for (const std::string command : {"init", "build", "explain", "script", "matrix", "diff"}) {
         fs::remove_all(work + "/example");
         fs::create_directories(work + "/example");
         const Ended help = benchWith({command, "--help"});
@@ -457,8 +535,10 @@ TEST_F(ReleaseBench, WrongCallsEndWithTheirStatus) {
     EXPECT_EQ(benchWith({}).status, 2);
     EXPECT_EQ(benchWith({"none"}).status, 2);
     EXPECT_EQ(benchWith({"build"}).status, 2);
+    EXPECT_EQ(benchWith({"build", ""}).status, 2);
     EXPECT_EQ(benchWith({"--version"}).out, "1.0.0\n");
     EXPECT_EQ(run({"bash", "-c", bench + " explain " + folder + " --fresh >/dev/full"}).status, 2);
+    EXPECT_EQ(run({"bash", "-c", bench + " explain " + folder + " --fresh >&-"}).status, 2);
 }
 
 } // namespace

@@ -42,7 +42,7 @@ TEST(StandardStreams, PrintWhatIsGiven) {
 }
 
 TEST(StandardStreams, KeepTheOrderOfWhatTheHostPrints) {
-    std::array<char, 1000> buffer{};
+    static std::array<char, 1000> buffer{}; // the stream's until the process ends
     testing::internal::CaptureStdout();
     ASSERT_EQ(std::setvbuf(stdout, buffer.data(), _IOFBF, buffer.size()), 0);
     std::printf("before, ");

@@ -1,13 +1,12 @@
 #include "Build.h"
 
-#include <map>
 #include <set>
+#include <system_error>
 
 #include "Digests.h"
 #include "HashBar.h"
 #include "OutputFolder.h"
 #include "Paper.h"
-#include "Publication.h"
 #include "ReleaseFile.h"
 #include "Statuses.h"
 #include "UnusableInput.h"
@@ -34,7 +33,8 @@ std::vector<fs::path> filesOf(const Release &release) {
     std::string missing;
     for (const ReleasePackage *package : packagesOf(release)) {
         const fs::path file = release.folder / package->file;
-        if (!fs::is_regular_file(file))
+        std::error_code unknown; // then it is none
+        if (!fs::is_regular_file(file, unknown))
             missing += (missing.empty() ? "" : "\n") + release.at(package->place + "/file") +
                        ": expected a file, which " + file.string() + " is not";
         files.insert(file);
@@ -42,19 +42,6 @@ std::vector<fs::path> filesOf(const Release &release) {
     if (!missing.empty())
         throw UnusableInput(missing);
     return {files.begin(), files.end()};
-}
-
-FolderFiles publicationOf(const Release &release) {
-    HashBar bar;
-    const std::map<fs::path, FileFacts> facts =
-        factsOfFiles(filesOf(release), [&bar](const HashProgress &progress) { bar.show(progress); });
-    FolderFiles files;
-    for (const ReleaseCatalog &catalog : release.catalogs)
-        files[catalogFolder + catalog.name + ".xml"] = catalogXml(
-            catalog, [&](const ReleasePackage &package) { return facts.at(release.folder / package.file); });
-    files["DynaConfig.plist"] = orderList(release.order);
-    files["releases.xml"] = releasesXml(release);
-    return files;
 }
 
 bool endsWith(const std::string &text, const std::string &end) {
@@ -68,10 +55,25 @@ bool isBuilt(const std::string &path) {
 
 } // namespace
 
+PackageFacts factsOfPackages(const Release &release) {
+    HashBar bar;
+    return factsOfFiles(filesOf(release), [&bar](const HashProgress &progress) { bar.show(progress); });
+}
+
+FolderFiles publicationOf(const Release &release, const PackageFacts &facts) {
+    FolderFiles files;
+    for (const ReleaseCatalog &catalog : release.catalogs)
+        files[catalogFolder + catalog.name + ".xml"] = catalogXml(
+            catalog, [&](const ReleasePackage &package) { return facts.at(release.folder / package.file); });
+    files["DynaConfig.plist"] = orderList(release.order);
+    files["releases.xml"] = releasesXml(release);
+    return files;
+}
+
 int runBuild(const BuildOptions &options) {
     const Release release = readRelease(options.folder);
     const fs::path out = options.out.empty() ? options.folder / "built" : options.out;
-    const FolderFiles files = publicationOf(release);
+    const FolderFiles files = publicationOf(release, factsOfPackages(release));
     const bool isChanged = putFolder(out, files, isBuilt);
     Paper paper;
     paper.line(out.string() + (isChanged ? ": " : ": unchanged, ") + std::to_string(release.catalogs.size()) +

@@ -3,19 +3,21 @@
 #include "LibXmlWrapper.h"
 #include "OwnStreams.h"
 #include "Paper.h"
-#include "PropertyList.h"
-#include "Publication.h"
 #include "ReleaseFile.h"
 #include "Statuses.h"
-#include "TemporaryFolder.h"
 #include "Text.h"
 #include "UnusableInput.h"
 
 namespace {
 
-void fillFromConfiguration(Question &question) {
+void fillFromConfiguration(Question &question, Job job) {
     const OwnStreams quiet; // the engine tells what it cannot parse
     const LibXmlWrapper configuration(question.config.string());
+    const auto refuse = [&question](const std::string &why) {
+        throw UnusableInput(question.config.string() + ": " + why);
+    };
+    if (!configuration.isXPathElementExists("/ProductConfiguration"))
+        refuse("no product configuration");
     const auto fill = [&](std::string &value, const char *element) {
         if (value.empty())
             value = configuration.getXPathStringValue(std::string("/ProductConfiguration/") + element);
@@ -23,19 +25,10 @@ void fillFromConfiguration(Question &question) {
     fill(question.product, "ProductVersion");
     fill(question.application, "AppID");
     fill(question.affiliate, "AffID");
-    if (question.product.empty())
-        throw UnusableInput(question.config.string() +
-                            ": no product configuration that tells a ProductVersion");
-}
-
-// As the engine reads them from the property list that the release ships.
-std::vector<std::string> orderNamesOf(const Release &release) {
-    const TemporaryFolder folder;
-    const std::filesystem::path file = folder.path() / "DynaConfig.plist";
-    writeNewFile(file, orderList(release.order));
-    const std::optional<PropertyList> list = PropertyList::read(file.string());
-    return list ? list->strings("InstallPkgOrder").value_or(std::vector<std::string>())
-                : std::vector<std::string>();
+    if (job == Job::update && question.product.empty())
+        refuse("tells no ProductVersion, expected --product");
+    if (question.application.empty())
+        refuse("tells no AppID, so the machine asks its subscription; expected --app");
 }
 
 std::string compared(const std::string &what, const std::string &least, const std::string &value,
@@ -123,7 +116,7 @@ Explanation explain(const Question &question, Job job) {
     const Release release = readRelease(question.folder);
     Question complete = question;
     if (!complete.config.empty())
-        fillFromConfiguration(complete);
+        fillFromConfiguration(complete, job);
     const Asker first = firstAsker(release);
     Explanation explanation{job,
                             {complete.product, complete.system},

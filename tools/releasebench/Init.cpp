@@ -25,10 +25,13 @@ FolderFiles exampleFiles() {
 } // namespace
 
 int runInit(const std::filesystem::path &folder) {
-    if (std::filesystem::exists(folder) &&
-        !(std::filesystem::is_directory(folder) && std::filesystem::is_empty(folder)))
+    const bool isThere = std::filesystem::exists(folder);
+    if (isThere && !(std::filesystem::is_directory(folder) && std::filesystem::is_empty(folder)))
         throw UnusableInput(folder.string() + ": is there already, expected a new or an empty folder");
-    putFolder(folder, exampleFiles(), [](const std::string & /*path*/) { return false; });
+    if (isThere)
+        fillFolder(folder, exampleFiles());
+    else
+        putFolder(folder, exampleFiles(), [](const std::string & /*path*/) { return false; });
     Paper paper;
     paper.line("A release to begin with is in " + folder.string() + "; its README.md explains it.");
     paper.finish();

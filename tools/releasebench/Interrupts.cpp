@@ -1,12 +1,11 @@
 #include "Interrupts.h"
 
-#include <mutex>
 #include <utility>
 
 namespace {
 
 constexpr int endingSignals[] = {SIGINT, SIGTERM, SIGHUP, SIGQUIT};
-// Ends the watching thread; nobody else sends it to this thread.
+// Ends the watching thread once it is over; from outside it is an interrupt like the others.
 constexpr int endOfWatch = SIGUSR2;
 
 // Never destroyed: the watching thread may still use them while the process ends.
@@ -49,6 +48,7 @@ Interrupts::Interrupts() {
 }
 
 Interrupts::~Interrupts() {
+    m_isOver = true;
     static_cast<void>(
         pthread_kill(m_thread.native_handle(), endOfWatch)); // the thread is there until it is joined
     m_thread.join();
@@ -60,7 +60,7 @@ void Interrupts::watch() const {
     while (sigwait(&m_watched, &number) != 0) {
         // Interrupted: nothing has come yet.
     }
-    if (number == endOfWatch)
+    if (number == endOfWatch && m_isOver)
         return;
     const std::lock_guard<std::mutex> lock(actionsMutex());
     for (const auto &action : actions())
@@ -68,8 +68,15 @@ void Interrupts::watch() const {
     endBy(number);
 }
 
-CleanUp::CleanUp(std::function<void()> action) {
-    const std::lock_guard<std::mutex> lock(actionsMutex());
+InterruptHold::InterruptHold()
+    : m_lock(actionsMutex()) {
+}
+
+CleanUp::CleanUp(std::function<void()> action)
+    : CleanUp(InterruptHold(), std::move(action)) {
+}
+
+CleanUp::CleanUp(const InterruptHold & /*hold*/, std::function<void()> action) {
     m_entry = actions().insert(actions().begin(), std::move(action)); // the newest comes first
 }
 

@@ -3,9 +3,11 @@
 // are.
 #pragma once
 
+#include <atomic>
 #include <csignal>
 #include <functional>
 #include <list>
+#include <mutex>
 #include <thread>
 
 // There is one, made before any other thread. Signals that the caller ignores, as nohup does, stay ignored.
@@ -22,7 +24,18 @@ private:
 
     sigset_t m_watched{};
     sigset_t m_before{}; // the caller's mask
+    std::atomic<bool> m_isOver{false};
     std::thread m_thread;
+};
+
+// While one lives an interrupt waits: what is done meanwhile is done whole. Held for moments, by one owner a
+// thread. Where an interrupt came before, nothing goes on.
+class InterruptHold {
+public:
+    InterruptHold();
+
+private:
+    std::unique_lock<std::mutex> m_lock;
 };
 
 // Registered from its construction to its end. The action is called by another thread than its owner's, which
@@ -30,6 +43,8 @@ private:
 class CleanUp {
 public:
     explicit CleanUp(std::function<void()> action);
+    // For what was made under that hold.
+    CleanUp(const InterruptHold &hold, std::function<void()> action);
     ~CleanUp();
     CleanUp(const CleanUp &) = delete;
     CleanUp &operator=(const CleanUp &) = delete;

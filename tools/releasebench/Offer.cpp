@@ -7,6 +7,7 @@
 #include "OwnStreams.h"
 #include "PackageRecords.h"
 #include "Paths.h"
+#include "PropertyList.h"
 #include "Publication.h"
 #include "ReleaseRecord.h"
 #include "ServiceReply.h"
@@ -23,12 +24,6 @@ std::string replyTo(const Asker &asker, const Release &release, Job job) {
     question.affId = job == Job::update ? upToDash(asker.affiliate) : asker.affiliate;
     TolvaneHandler().splitString(asker.application, ',', question.appIds);
     return serviceReply(releasesXml(release), question).value_or("");
-}
-
-// The engine decides nothing by a package's size, and by its hash only whether it is that of another package:
-// the name of its file will do for it.
-FileFacts factsByName(const ReleasePackage &package) {
-    return {"", std::filesystem::path(package.file).lexically_normal().string()};
 }
 
 // Catalogs as the engine has them on a machine, in a folder of one's own.
@@ -109,6 +104,15 @@ Offer offerTo(const Asker &asker, const Release &release, Job job) {
     offer.partnerVersion = record.getPartnerReleaseVer();
     offer.brandingBuild = record.getCBRMSBuildNO();
     return offer;
+}
+
+std::vector<std::string> orderNamesOf(const Release &release) {
+    const TemporaryFolder folder;
+    const std::filesystem::path file = folder.path() / "DynaConfig.plist";
+    writeNewFile(file, orderList(release.order));
+    const std::optional<PropertyList> list = PropertyList::read(file.string());
+    return list ? list->strings("InstallPkgOrder").value_or(std::vector<std::string>())
+                : std::vector<std::string>();
 }
 
 Asker firstAsker(const Release &release) {

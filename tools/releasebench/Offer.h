@@ -1,5 +1,5 @@
-// What the service and the catalogs tell a machine that asks, read by the engine's own code. This is the one
-// place that reads catalogs for the tool.
+// What the service and the catalogs tell a machine that asks, read by the engine's own code. Lint reads
+// catalogs one by one (LintInput); whatever else is told of machines comes from here.
 #pragma once
 
 #include <string>
@@ -37,6 +37,10 @@ struct Offer {
 // A package's hash is the name of its file here. Throws std::system_error when the temporary files that the
 // engine reads cannot be made.
 Offer offerTo(const Asker &asker, const Release &release, Job job);
+
+// The order of installation, as the engine reads it from the property list that the release ships. Throws
+// std::system_error as above.
+std::vector<std::string> orderNamesOf(const Release &release);
 
 // The first who is asked for by a release.
 Asker firstAsker(const Release &release);

@@ -45,6 +45,19 @@ bool isPutAlready(const fs::path &folder, const FolderFiles &files, std::size_t 
     return true;
 }
 
+// Folders that replace others have their modes.
+void takeModes(const fs::path &folder, const fs::path &before) {
+    std::vector<fs::path> folders = {"."};
+    for (const fs::directory_entry &entry : fs::recursive_directory_iterator(folder)) {
+        if (entry.is_directory())
+            folders.push_back(entry.path().lexically_relative(folder));
+    }
+    for (const fs::path &path : folders) {
+        if (fs::is_directory(before / path))
+            fs::permissions(folder / path, fs::status(before / path).permissions());
+    }
+}
+
 void writeFiles(const fs::path &folder, const fs::path &before, const FolderFiles &files) {
     fs::create_directory(folder);
     for (const auto &[path, content] : files) {
@@ -57,6 +70,7 @@ void writeFiles(const fs::path &folder, const fs::path &before, const FolderFile
         }
         writeNewFile(folder / path, content);
     }
+    takeModes(folder, before);
 }
 
 [[noreturn]] void fail(const fs::path &folder) {
@@ -108,9 +122,19 @@ bool putFolder(const fs::path &folder, const FolderFiles &files,
     const TemporaryFolder temporary(target.parent_path(), "." + target.filename().string() + ".");
     const fs::path made = temporary.path() / "made";
     writeFiles(made, target, files);
+    const InterruptHold hold; // what is being removed must not get the folder's name
     if (isThere)
         exchange(made, target);
     else if (std::rename(made.c_str(), target.c_str()) != 0)
         fail(target);
     return true;
+}
+
+void fillFolder(const fs::path &folder, const FolderFiles &files) {
+    const TemporaryFolder temporary(folder, ".new.");
+    const fs::path made = temporary.path() / "made";
+    writeFiles(made, folder, files);
+    const InterruptHold hold;
+    for (const fs::directory_entry &entry : fs::directory_iterator(made))
+        fs::rename(entry.path(), folder / entry.path().filename());
 }

@@ -58,21 +58,21 @@ public:
     bool start_array(std::size_t /*size*/) override { return open(Json::array()); }
     bool end_array() override { return close(); }
     bool key(string_t &name) override {
-        m_key = name;
-        const std::string place = inner().place + "/" + name;
         if (inner().value->contains(name))
-            throw UnusableInput(m_fileName + ":" + std::to_string(m_line) + ": " + readablePlace(place) +
-                                ": stands twice, expected once");
-        m_places.note(place, m_line);
+            throw UnusableInput(m_fileName + ":" + std::to_string(m_line) + ": " +
+                                readablePlace(place() + "/" + name) + ": stands twice, expected once");
+        m_key = name;
+        inner().node->add(name, m_line);
         return true;
     }
     bool parse_error(std::size_t /*position*/, const std::string & /*token*/,
                      const nlohmann::detail::exception &error) override {
-        // "[...] parse error at line 1, column 2: what is wrong"
+        // "[...] parse error at line 1, column 2: what is wrong", or without a place
         const std::string sentence = error.what();
+        const std::size_t kind = sentence.find("] ") + 2;
         const std::size_t at = sentence.find(": ");
-        throw UnusableInput(m_fileName + ":" + std::to_string(m_line) + ": no JSON" +
-                            (at == std::string::npos ? "" : sentence.substr(at)));
+        throw UnusableInput(m_fileName + ":" + std::to_string(m_line) +
+                            ": no JSON: " + sentence.substr(at == std::string::npos ? kind : at + 2));
     }
 
     Json take() { return std::move(m_document); }
@@ -80,19 +80,30 @@ public:
 private:
     struct Container {
         Json *value;
-        std::string place;
+        PlacedValue *node;
+        std::string step; // of its place
     };
 
     Container &inner() { return m_containers.back(); }
 
-    std::string nextPlace() {
+    std::string place() const {
+        std::string place;
+        for (const Container &container : m_containers)
+            place += container.step;
+        return place;
+    }
+
+    // A member's was made with its key.
+    PlacedValue &nodeOfNext() {
+        if (m_containers.empty())
+            return m_places.root();
+        return inner().value->is_object() ? inner().node->members.back() : inner().node->addItem(m_line);
+    }
+
+    std::string stepOfNext() {
         if (m_containers.empty())
             return "";
-        if (inner().value->is_object())
-            return inner().place + "/" + m_key;
-        std::string place = inner().place + "/" + std::to_string(inner().value->size());
-        m_places.note(place, m_line);
-        return place;
+        return "/" + (inner().value->is_object() ? m_key : std::to_string(inner().value->size()));
     }
 
     Json *put(Json value) {
@@ -106,14 +117,21 @@ private:
     }
 
     bool add(Json value) {
-        static_cast<void>(nextPlace());
+        static_cast<void>(nodeOfNext());
         put(std::move(value));
         return true;
     }
 
     bool open(Json value) {
-        std::string place = nextPlace();
-        m_containers.push_back({put(std::move(value)), std::move(place)});
+        // Whoever reads the document goes down as many levels.
+        constexpr std::size_t deepest = 32;
+        if (m_containers.size() == deepest)
+            throw UnusableInput(m_fileName + ":" + std::to_string(m_line) +
+                                ": nested deeper than any release, expected " + std::to_string(deepest) +
+                                " levels at most");
+        std::string step = stepOfNext();
+        PlacedValue &node = nodeOfNext();
+        m_containers.push_back({put(std::move(value)), &node, std::move(step)});
         return true;
     }
 

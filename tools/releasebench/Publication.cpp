@@ -47,6 +47,10 @@ void writeProducts(XmlOut &out, const Release &release, const char *element,
 
 } // namespace
 
+FileFacts factsByName(const ReleasePackage &package) {
+    return {"", std::filesystem::path(package.file).lexically_normal().string()};
+}
+
 std::string catalogXml(const ReleaseCatalog &catalog, const FactsOf &factsOf) {
     XmlOut out;
     out.open("product_catalog");

@@ -1,14 +1,14 @@
 #include "ReleaseFile.h"
 
 #include <algorithm>
-#include <fstream>
-#include <iterator>
+#include <optional>
 #include <set>
 #include <utility>
 
 #include <nlohmann/json.hpp>
 
 #include "PositionedJson.h"
+#include "RegularFile.h"
 #include "SchemaCheck.h"
 #include "Text.h"
 #include "UnusableInput.h"
@@ -18,12 +18,13 @@ namespace {
 using Json = nlohmann::json;
 
 std::string contentOf(const std::filesystem::path &file) {
-    std::ifstream stream(file, std::ios::binary);
-    std::string content{std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
-    if (!stream)
+    constexpr std::size_t mostBytes = 1U << 30U; // a hundred thousand packages take 30 MB
+    std::optional<RegularFile> opened = RegularFile::open(file.string(), Links::follow);
+    std::optional<std::string> content = opened ? opened->read(mostBytes) : std::nullopt;
+    if (!content)
         throw UnusableInput(file.string() +
                             ": cannot be read; \"releasebench init\" makes a release to begin with");
-    return content;
+    return *std::move(content);
 }
 
 std::string textOf(const Json &object, const char *key) {
@@ -140,17 +141,26 @@ void checkNames(const Release &release, Faults &faults) {
     }
 }
 
-// XML has no way to write most control characters.
+// XML has no way to write most control characters, nor the two that are none (U+FFFE and U+FFFF).
 bool isForXml(const std::string &text) {
-    return std::all_of(text.begin(), text.end(), [](char character) {
-        const auto code = static_cast<unsigned char>(character);
-        return code >= 0x20 || code == '\t' || code == '\n' || code == '\r';
-    });
+    return !contains(text, "\xEF\xBF\xBE") && !contains(text, "\xEF\xBF\xBF") &&
+           std::all_of(text.begin(), text.end(), [](char character) {
+               const auto code = static_cast<unsigned char>(character);
+               return code >= 0x20 || code == '\t' || code == '\n' || code == '\r';
+           });
+}
+
+bool isAllForXml(const Json &value) {
+    if (value.is_string())
+        return isForXml(value.get_ref<const std::string &>());
+    return !value.is_structured() || std::all_of(value.begin(), value.end(), isAllForXml);
 }
 
 void checkCharacters(const Json &value, const std::string &place, Faults &faults) {
-    if (value.is_string() && !isForXml(value.get_ref<const std::string &>()))
-        faults.note(place, "holds a control character, expected a text that XML can hold");
+    if (isAllForXml(value))
+        return;
+    if (value.is_string())
+        faults.note(place, "holds a control character or none at all, expected a text that XML can hold");
     if (!value.is_structured())
         return;
     for (const auto &item : value.items())

@@ -29,8 +29,13 @@ void removeFolder(const std::filesystem::path &folder) {
 } // namespace
 
 TemporaryFolder::TemporaryFolder(const std::filesystem::path &parent, const std::string &prefix)
+    : TemporaryFolder(parent, prefix, InterruptHold()) {
+}
+
+TemporaryFolder::TemporaryFolder(const std::filesystem::path &parent, const std::string &prefix,
+                                 const InterruptHold &hold)
     : m_path(makeFolder(parent, prefix))
-    , m_cleanUp([this] { removeFolder(m_path); }) {
+    , m_cleanUp(hold, [this] { removeFolder(m_path); }) {
 }
 
 TemporaryFolder::TemporaryFolder()

@@ -18,6 +18,10 @@ public:
     const std::filesystem::path &path() const { return m_path; }
 
 private:
+    // Nobody ends the process between the making and the registering.
+    TemporaryFolder(const std::filesystem::path &parent, const std::string &prefix,
+                    const InterruptHold &hold);
+
     std::filesystem::path m_path;
     CleanUp m_cleanUp;
 };

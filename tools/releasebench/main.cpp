@@ -3,11 +3,13 @@
 
 #include "CommandLine.h"
 #include "Interrupts.h"
+#include "OwnStreams.h"
 #include "Statuses.h"
 #include "UnusableInput.h"
 
 int main(int argc, char **argv) {
     try {
+        occupyClosedStreams();
         const Interrupts interrupts;
         return runCommandLine(argc, argv);
     } catch (const UnusableInput &error) {

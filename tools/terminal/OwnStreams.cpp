@@ -21,17 +21,17 @@ int privateCopy(int stream) {
 }
 
 // A caller may have closed them; whatever is opened next would take their places.
-void openClosedStreams() {
+void openClosedStreams(int way) {
     for (int stream = STDIN_FILENO; stream <= STDERR_FILENO; ++stream) {
         if (fcntl(stream, F_GETFD) == -1)
-            must(open("/dev/null", O_RDWR), "/dev/null"); // gets the lowest free number: this one
+            must(open("/dev/null", way), "/dev/null"); // gets the lowest free number: this one
     }
 }
 
 } // namespace
 
 OwnStreams::OwnStreams() {
-    openClosedStreams();
+    openClosedStreams(O_RDWR);
     m_out = privateCopy(STDOUT_FILENO);
     m_error = privateCopy(STDERR_FILENO);
     const int nowhere = must(open("/dev/null", O_WRONLY | O_CLOEXEC), "/dev/null");
@@ -47,4 +47,8 @@ OwnStreams::~OwnStreams() {
     static_cast<void>(dup2(m_error, STDERR_FILENO));
     static_cast<void>(close(m_out));
     static_cast<void>(close(m_error));
+}
+
+void occupyClosedStreams() {
+    openClosedStreams(O_RDONLY);
 }

@@ -17,3 +17,7 @@ private:
     int m_out = -1;
     int m_error = -1;
 };
+
+// Opens standard streams that the caller closed, so that no file takes their places and is written into. To
+// write to them still fails. Throws std::system_error.
+void occupyClosedStreams();

@@ -85,6 +85,9 @@ inline const std::string &keyHFProductVer = constantText("product_ver");
 inline const std::string &keyHFBuildno = constantText("buildno");
 inline const std::string &keyRepost = constantText("repost");
 
+// Whether the file is the catalog that tells the branding's build number, by any part of its path.
+bool isDynamicBrandingCatalog(const std::string &catalogPath);
+
 class ReleaseRecord;
 
 // Reads the service's reply and the product catalogs into records. Release values that it meets on the way

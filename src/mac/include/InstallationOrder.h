@@ -9,6 +9,10 @@
 
 // Whether the package, by any part of its path, is one that is installed at once and stands in no order.
 bool isBrandingPackage(const std::string &path);
+// Whether the package, by any part of its path, is one that only an order name admits.
+bool isRepostPackage(const std::string &path);
+// A path or an order name as repost packages are found by it: in any letter case.
+std::string inAnyLetterCase(const std::string &text);
 
 // The version in the name of the directory that holds the package: a part of the path.
 std::string_view hotFixVersionOf(std::string_view path);

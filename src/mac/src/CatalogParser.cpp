@@ -80,6 +80,10 @@ bool isPartnerCatalog(const std::string &catalogPath) {
 
 } // namespace
 
+bool isDynamicBrandingCatalog(const std::string &catalogPath) {
+    return catalogPath.find(dynamicBrandingCatalog) != std::string::npos;
+}
+
 std::map<std::string, std::list<const char *>> CatalogParser::getCatalogUrls(std::string response) {
     catalogTrace.info("INFO : Getting Catalog Urls\n");
     parseCatalogWithResponse(std::move(response));
@@ -206,7 +210,7 @@ std::vector<HotFixPackageInfo> CatalogParser::getHotFixInfo(std::list<std::strin
 
 void CatalogParser::setCBRMSBuildNoFromDynamicBrandingCatalog(std::string catalogPath) {
     const LibXmlWrapper catalog(catalogPath);
-    if (catalogPath.find(dynamicBrandingCatalog) == std::string::npos)
+    if (!isDynamicBrandingCatalog(catalogPath))
         return;
     const bool isNamed = catalog.isXPathElementExists(keyCBRMSBuildNo);
     const std::string buildNo = isNamed ? catalog.getXPathStringValue(keyCBRMSBuildNo) : "";

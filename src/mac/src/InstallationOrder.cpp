@@ -87,7 +87,7 @@ Places orderWithinVersion(Places group, const std::vector<std::string> &orderNam
 
 struct Repost {
     Places::iterator package;
-    std::string inUpperCase;
+    std::string inAnyCase;
 };
 
 // Each name admits one repost package, in any letter case; one that no name admits is left out. An empty name
@@ -95,12 +95,12 @@ struct Repost {
 Places takeReposts(Places &reposts, const std::vector<std::string> &orderNames) {
     std::list<Repost> left;
     for (auto package = reposts.begin(); package != reposts.end(); ++package)
-        left.push_back({package, boost::algorithm::to_upper_copy(package->path)});
+        left.push_back({package, inAnyLetterCase(package->path)});
     Places taken;
     for (const std::string &orderName : orderNames) {
-        const std::string name = boost::algorithm::to_upper_copy(orderName);
+        const std::string name = inAnyLetterCase(orderName);
         const auto named = std::find_if(left.begin(), left.end(), [&name](const Repost &repost) {
-            return !name.empty() && contains(repost.inUpperCase, name);
+            return !name.empty() && contains(repost.inAnyCase, name);
         });
         if (named == left.end())
             continue;
@@ -114,6 +114,14 @@ Places takeReposts(Places &reposts, const std::vector<std::string> &orderNames) 
 
 bool isBrandingPackage(const std::string &path) {
     return contains(path, "DynamicBranding.pkg");
+}
+
+bool isRepostPackage(const std::string &path) {
+    return contains(path, "repost");
+}
+
+std::string inAnyLetterCase(const std::string &text) {
+    return boost::algorithm::to_upper_copy(text);
 }
 
 std::string_view hotFixVersionOf(std::string_view path) {
@@ -166,7 +174,7 @@ std::list<PlacedPackage> placedPackages(const std::vector<std::string> &sortedPa
     for (auto &[version, group] : groups) {
         for (PlacedPackage &package : orderWithinVersion(std::move(group), orderNames)) {
             if (!package.path.empty())
-                (contains(package.path, "repost") ? reposts : others).push_back(std::move(package));
+                (isRepostPackage(package.path) ? reposts : others).push_back(std::move(package));
         }
     }
 

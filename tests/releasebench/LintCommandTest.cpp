@@ -1,0 +1,247 @@
+// The installed command: formats, statuses, its table of rules and the time that it takes.
+#include <algorithm>
+#include <ctime>
+#include <functional>
+#include <iostream>
+#include <set>
+#include <sstream>
+
+#include "CatalogParser.h"
+#include "Lint.h"
+#include "LintFixture.h"
+#include "LintInput.h"
+#include "OwnStreams.h"
+#include "Program.h"
+#include "PseudoTerminal.h"
+#include "Publication.h"
+#include "ReleaseRecord.h"
+
+namespace {
+
+using Json = nlohmann::json;
+using testing::AllOf;
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::Not;
+using testing::StartsWith;
+
+const std::string bench = "/usr/local/Brovik/qrn/bin/releasebench";
+
+Ended lint(std::vector<std::string> arguments) {
+    arguments.insert(arguments.begin(), {bench, "lint"});
+    return run(arguments);
+}
+
+class LintCommand : public LintFixture {
+protected:
+    static void changePlatform(const std::string &key, const std::string &value) {
+        change([&](Json &release) { release["catalogs"][0]["hotFixes"][0][key] = value; });
+    }
+};
+
+TEST_F(LintCommand, EndsWithTheStatusOfWhatItFound) {
+    EXPECT_EQ(lint({folder}).status, 0);
+    changePlatform("build", "x");
+    EXPECT_EQ(lint({folder}).status, 1);
+    EXPECT_EQ(lint({folder, "--disable", "build-no-number"}).status, 0);
+    EXPECT_EQ(lint({folder, "--disable", "url-twice", "--disable", "build-no-number"}).status, 0);
+    EXPECT_EQ(lint({folder, "--disable", "none"}).status, 2);
+    EXPECT_EQ(lint({folder, "--format", "none"}).status, 2);
+    EXPECT_EQ(lint({}).status, 2);
+    EXPECT_EQ(lint({"/none"}).status, 2);
+    EXPECT_EQ(lint({folder, folder}).status, 2);
+    writeText("release.json", "{");
+    EXPECT_EQ(lint({folder}).status, 2);
+}
+
+// They are told and are no findings.
+TEST_F(LintCommand, EndsWellWithNotesOnly) {
+    change([](Json &release) { release["order"] = {"services.pkg"}; });
+    const Ended ended = lint({folder});
+    EXPECT_EQ(ended.status, 0);
+    EXPECT_THAT(ended.out, AllOf(HasSubstr(": note: "), EndsWith("0 errors, 0 warnings, 1 note\n")));
+}
+
+TEST_F(LintCommand, TellsPlaceReasonAndRemedy) {
+    changePlatform("build", "x");
+    const Ended ended = lint({folder});
+    EXPECT_THAT(ended.out, AllOf(StartsWith(std::string(folder) + "/release.json:"),
+                                 HasSubstr(": error: catalogs[0].hotFixes[0].build: \"x\""),
+                                 HasSubstr("[build-no-number]\n"), HasSubstr("uncaught exception"),
+                                 HasSubstr("\n    Remedy: "), Not(HasSubstr("\x1b"))));
+}
+
+TEST_F(LintCommand, TellsEveryFindingOnALineOfItsOwn) {
+    changePlatform("build", "x\nrelease.json:1: error: forged");
+    EXPECT_THAT(lint({folder}).out, HasSubstr("\"x?release.json:1: error: forged\""));
+}
+
+TEST_F(LintCommand, FollowsATerminalsWidthAndColours) {
+    changePlatform("build", "x");
+    PseudoTerminal terminal({bench, "lint", folder}, 50);
+    EXPECT_EQ(terminal.end(), 1);
+    EXPECT_THAT(terminal.output(), HasSubstr("\x1b["));
+}
+
+TEST_F(LintCommand, TellsPrograms) {
+    changePlatform("build", "x");
+    const Json told = Json::parse(lint({folder, "--format", "json"}).out);
+    EXPECT_EQ(told["errors"], 1);
+    ASSERT_EQ(told["findings"].size(), 1U);
+    const Json &finding = told["findings"][0];
+    EXPECT_EQ(finding["rule"], "build-no-number");
+    EXPECT_EQ(finding["severity"], "error");
+    EXPECT_EQ(finding["file"], std::string(folder) + "/release.json");
+    EXPECT_GT(finding["line"], 1);
+    EXPECT_EQ(finding["part"], "catalogs[0].hotFixes[0].build");
+}
+
+// What the standard asks of such a file, as far as it is used.
+TEST_F(LintCommand, TellsInSarif) {
+    changePlatform("build", "x");
+    const Ended ended = lint({folder, "--format", "sarif"});
+    EXPECT_EQ(ended.status, 1);
+    const Json log = Json::parse(ended.out);
+    EXPECT_EQ(log.at("version"), "2.1.0");
+    EXPECT_THAT(std::string(log.at("$schema")), HasSubstr("sarif-2.1.0"));
+    ASSERT_EQ(log.at("runs").size(), 1U);
+    const Json &driver = log["runs"][0].at("tool").at("driver");
+    EXPECT_EQ(driver.at("name"), "releasebench");
+    std::set<std::string> ids;
+    for (const Json &rule : driver.at("rules")) {
+        EXPECT_TRUE(ids.insert(rule.at("id")).second);
+        for (const char *key : {"shortDescription", "fullDescription", "help"})
+            EXPECT_TRUE(rule.at(key).at("text").is_string());
+        const std::set<std::string> levels = {"none", "note", "warning", "error"};
+        EXPECT_EQ(levels.count(rule.at("defaultConfiguration").at("level")), 1U);
+    }
+    ASSERT_EQ(log["runs"][0].at("results").size(), 1U);
+    const Json &result = log["runs"][0]["results"][0];
+    EXPECT_EQ(driver["rules"].at(std::size_t(result.at("ruleIndex"))).at("id"), result.at("ruleId"));
+    EXPECT_EQ(result.at("level"), "error");
+    EXPECT_TRUE(result.at("message").at("text").is_string());
+    const Json &location = result.at("locations").at(0).at("physicalLocation");
+    EXPECT_EQ(location.at("artifactLocation").at("uri"), "file://" + std::string(folder) + "/release.json");
+    EXPECT_GE(location.at("region").at("startLine"), 1);
+}
+
+TEST_F(LintCommand, HelpShowsAnExampleThatWorks) {
+    const Ended help = lint({"--help"});
+    EXPECT_EQ(help.status, 0);
+    const std::size_t begin = help.out.find("$ ") + 2;
+    const std::string example = help.out.substr(begin, help.out.find('\n', begin) - begin);
+    EXPECT_THAT(example, HasSubstr("releasebench lint"));
+    EXPECT_EQ(
+        run({"bash", "-c", "cd /tmp/work && PATH=/usr/local/Brovik/qrn/bin:$PATH && " + example}).status, 0);
+}
+
+// --- the documents
+
+std::vector<std::string> firstCellsOf(const std::string &text) {
+    std::vector<std::string> cells;
+    std::istringstream lines(text);
+    for (std::string line; std::getline(lines, line);) {
+        const bool isRow = line.rfind("| ", 0) == 0 && line.rfind("| Behaviour", 0) != 0;
+        if (isRow)
+            cells.push_back(line.substr(2, line.find(" | ", 2) - 2));
+    }
+    return cells;
+}
+
+bool isOneOfBegun(const std::string &text, const std::vector<std::string> &beginnings) {
+    return std::any_of(beginnings.begin(), beginnings.end(), [&](const std::string &beginning) {
+        return !beginning.empty() && text.rfind(beginning, 0) == 0;
+    });
+}
+
+const std::string lintDocument = std::string(DOCS) + "/lint.md";
+
+TEST(LintDocument, ListsTheRulesAsTheyAre) {
+    EXPECT_THAT(readText(lintDocument), HasSubstr("\n" + rulesInMarkdown() + "\n"));
+}
+
+TEST(LintDocument, NamesARuleOrAReasonForEveryKnownLimit) {
+    const std::string document = readText(lintDocument);
+    const std::vector<std::string> others =
+        firstCellsOf(document.substr(std::min(document.find("| Behaviour |"), document.size())));
+    std::vector<std::string> ofRules;
+    for (const LintRule &rule : lintRules())
+        ofRules.emplace_back(rule.limit);
+    const std::vector<std::string> limits = firstCellsOf(readText(std::string(DOCS) + "/limits.md"));
+    ASSERT_GT(limits.size(), 50U);
+    for (const std::string &limit : limits)
+        EXPECT_NE(isOneOfBegun(limit, ofRules), isOneOfBegun(limit, others)) << limit;
+    ofRules.insert(ofRules.end(), others.begin(), others.end());
+    for (const std::string &named : ofRules) {
+        EXPECT_TRUE(named.empty() ||
+                    std::any_of(limits.begin(), limits.end(),
+                                [&](const std::string &limit) { return limit.rfind(named, 0) == 0; }))
+            << named;
+    }
+}
+
+// --- speed
+
+// Hot-fixes of fifty packages, each following the one before.
+std::string catalogOf(int count) {
+    ReleaseCatalog catalog;
+    catalog.productVersion = "1.0.0.0";
+    catalog.mainBuild = "1";
+    catalog.fullInstall = ReleasePackage{"", "", "https://host/full/suite.pkg", "suite.pkg"};
+    constexpr int packages = 50;
+    for (int i = 0; i < count; ++i) {
+        const std::string name = "package" + std::to_string(i % packages) + ".pkg";
+        const std::string step = "1." + std::to_string(1000 + i / packages) + ".";
+        const std::string before = i < packages ? "1.0." : "1." + std::to_string(999 + i / packages) + ".";
+        ReleaseHotFix hotFix;
+        hotFix.name = name;
+        hotFix.url = "https://host/HF_" + step + "0.0/" + name;
+        hotFix.minVersion = before + "0.0";
+        hotFix.maxVersion = before + "9.9";
+        hotFix.version = step + "0.0";
+        hotFix.build = std::to_string(i + 1);
+        catalog.hotFixes.push_back(hotFix);
+    }
+    return catalogXml(catalog, [](const ReleasePackage &) { return FileFacts{"1", std::string(40, 'A')}; });
+}
+
+// Of the processor, which others may use beside.
+double secondsOf(const std::function<void()> &work) {
+    const std::clock_t begin = std::clock();
+    work();
+    return static_cast<double>(std::clock() - begin) / CLOCKS_PER_SEC;
+}
+
+// By the best of some attempts, since caches are shared as well.
+void expectLessThanTenTimesTheReading(int count, int attempts) {
+    writeText("large.xml", catalogOf(count));
+    double reading = 0;
+    double linting = 0;
+    for (int i = 0; i < attempts; ++i) {
+        const double read = secondsOf([&] {
+            const OwnStreams quiet;
+            ReleaseRecord record;
+            EXPECT_EQ(CatalogParser(record).getHotFixInfo({"large.xml"}).size(),
+                      static_cast<std::size_t>(count));
+        });
+        const double linted =
+            secondsOf([] { EXPECT_EQ(findingsOf(*readLintInput({"large.xml"})).size(), 0U); });
+        reading = i == 0 ? read : std::min(reading, read);
+        linting = i == 0 ? linted : std::min(linting, linted);
+    }
+    std::cout << count << " hot-fixes: read in " << reading << " s, linted in " << linting << " s, "
+              << linting / reading << " times that\n";
+    EXPECT_LT(linting, reading * 10);
+}
+
+class LintSpeed : public LintFixture {};
+
+TEST_F(LintSpeed, IsLessThanTenTimesTheReadingOfACatalog) {
+    expectLessThanTenTimesTheReading(5000, 3);
+}
+
+TEST_F(LintSpeed, IsLessThanTenTimesTheReadingOfALargeCatalogLong) {
+    expectLessThanTenTimesTheReading(100000, 1);
+}
+
+} // namespace

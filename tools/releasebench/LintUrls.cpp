@@ -1,0 +1,185 @@
+// URLs that the engine cannot fetch from, or should not.
+#include <algorithm>
+#include <functional>
+#include <string_view>
+#include <unordered_map>
+
+#include <boost/algorithm/string/case_conv.hpp>
+
+#include "LintInput.h"
+#include "LintRule.h"
+#include "Text.h"
+
+namespace {
+
+using Visit = std::function<void(const std::string &, const std::function<LintPlace()> &)>;
+
+void visitPackages(const LintInput &input, const Visit &visit) {
+    for (const LintHotFix &hotFix : input.hotFixes())
+        visit(hotFix.record().url, [&] { return hotFix.at(Item::url); });
+    for (const LintCatalog &catalog : input.catalogs) {
+        if (!catalog.product.url.empty())
+            visit(catalog.product.url, [&] { return catalog.places->fullInstall(Item::url); });
+    }
+}
+
+// Of packages and of catalogs.
+void visitUrls(const LintInput &input, const Visit &visit) {
+    visitPackages(input, visit);
+    for (const LintCatalog &catalog : input.catalogs) {
+        if (catalog.source)
+            visit(catalog.source->url(), [&] { return input.releasePlace(catalog.source->place + "/root"); });
+    }
+}
+
+// In lower case; "" without one.
+std::string schemeOf(const std::string &url) {
+    return boost::algorithm::to_lower_copy(url.substr(0, std::min(url.find("://"), url.size())));
+}
+
+bool hasScheme(const std::string &url) {
+    return contains(url, "://");
+}
+
+std::string hostOf(const std::string &url) {
+    const std::size_t begin = hasScheme(url) ? url.find("://") + 3 : 0;
+    return url.substr(begin, url.find_first_of("/?#", begin) - begin);
+}
+
+void checkMissing(const LintInput &input, const Tell &tell) {
+    for (const LintHotFix &hotFix : input.hotFixes()) {
+        if (hotFix.record().url.empty())
+            tell(hotFix.at(), "no " + hotFix.word(Item::url));
+    }
+}
+
+void checkHttps(const LintInput &input, const Tell &tell) {
+    visitUrls(input, [&](const std::string &url, const std::function<LintPlace()> &place) {
+        if (hasScheme(url) && schemeOf(url) == "http")
+            tell(place(), url);
+    });
+}
+
+void checkScheme(const LintInput &input, const Tell &tell) {
+    visitUrls(input, [&](const std::string &url, const std::function<LintPlace()> &place) {
+        const std::string scheme = schemeOf(url);
+        if (url.empty() || (hasScheme(url) && (scheme == "https" || scheme == "http")))
+            return;
+        tell(place(), hasScheme(url) ? "\"" + scheme + "\" in " + url : "no scheme in \"" + url + "\"");
+    });
+}
+
+void checkBlanks(const LintInput &input, const Tell &tell) {
+    visitUrls(input, [&](const std::string &url, const std::function<LintPlace()> &place) {
+        const bool isInFileName = isPackage(url) && contains(afterLastSlash(url), " ");
+        if (contains(url, " ") && !isInFileName)
+            tell(place(), "a blank in \"" + url + "\"");
+    });
+}
+
+void checkFileNames(const LintInput &input, const Tell &tell) {
+    visitPackages(input, [&](const std::string &url, const std::function<LintPlace()> &place) {
+        if (!url.empty() && afterLastSlash(url).empty())
+            tell(place(), url + " names a folder");
+    });
+}
+
+void checkPackages(const LintInput &input, const Tell &tell) {
+    visitPackages(input, [&](const std::string &url, const std::function<LintPlace()> &place) {
+        if (!afterLastSlash(url).empty() && !isPackage(url))
+            tell(place(), "no \".pkg\" in \"" + afterLastSlash(url) + "\"");
+    });
+}
+
+void checkDots(const LintInput &input, const Tell &tell) {
+    visitUrls(input, [&](const std::string &url, const std::function<LintPlace()> &place) {
+        if (contains(url, "/../") || contains(url, "/./"))
+            tell(place(), url);
+    });
+}
+
+void checkQueries(const LintInput &input, const Tell &tell) {
+    visitUrls(input, [&](const std::string &url, const std::function<LintPlace()> &place) {
+        const std::size_t mark = url.find_first_of("?#");
+        if (mark != std::string::npos)
+            tell(place(), std::string("\"") + url[mark] + "\" in " + url);
+    });
+}
+
+void checkCredentials(const LintInput &input, const Tell &tell) {
+    visitUrls(input, [&](const std::string &url, const std::function<LintPlace()> &place) {
+        if (contains(hostOf(url), "@"))
+            tell(place(), "a name or password before the host");
+    });
+}
+
+void checkAscii(const LintInput &input, const Tell &tell) {
+    visitUrls(input, [&](const std::string &url, const std::function<LintPlace()> &place) {
+        if (std::any_of(url.begin(), url.end(),
+                        [](char character) { return static_cast<signed char>(character) < 0; }))
+            tell(place(), url);
+    });
+}
+
+void checkTwice(const LintInput &input, const Tell &tell) {
+    for (const LintOffer &offer : input.offers) {
+        std::unordered_map<std::string_view, const LintHotFix *> firsts;
+        for (const LintHotFix &hotFix : offer.hotFixes) {
+            const HotFixPackageInfo &record = hotFix.record();
+            const HotFixPackageInfo &first = firsts.emplace(record.url, &hotFix).first->second->record();
+            if (!record.url.empty() && (first.hash != record.hash || first.productVer != record.productVer ||
+                                        first.repost != record.repost))
+                tell(hotFix.at(Item::url),
+                     record.url + " with another hash, version or repost mark than before");
+        }
+    }
+}
+
+} // namespace
+
+std::vector<LintRule> urlRules() {
+    return {
+        {"url-missing", Severity::error, "A hot-fix has no URL.",
+         "An update that chooses it has a download that never completes, and fails.",
+         "Give the package's URL.", "", checkMissing},
+        {"url-not-https", Severity::warning, "A URL is not protected.",
+         "What comes by http can be changed on its way: a package's SHA-1 is checked, a catalog is taken as "
+         "it is.",
+         "Publish by https.", "", checkHttps},
+        {"url-scheme", Severity::error, "A URL is of another scheme than https, or of none.",
+         "libcurl takes every protocol that it knows: a transfer may never end, by file it always fails, and "
+         "without "
+         "a scheme it guesses.",
+         "Write an https URL.", "Replies and catalogs may name URLs of every protocol", checkScheme},
+        {"url-blank", Severity::error, "A URL holds a blank.",
+         "libcurl refuses such a URL, or the server the request.",
+         "Publish under a plain name, or write %20 in a folder's name.", "", checkBlanks},
+        {"url-no-file-name", Severity::error, "A package's URL ends with \"/\".",
+         "The download's file would be a folder, which cannot be opened: the rest may be reported complete "
+         "and the "
+         "new version recorded without it.",
+         "Name the package's file.", "A worker that cannot open its file is not counted.", checkFileNames},
+        {"url-no-package", Severity::error, "A package's file name holds no \".pkg\".",
+         "What is no package never counts as downloaded: the update or the installation fails.",
+         "End the name with .pkg.", "Files that are not packages never count as downloaded or complete.",
+         checkPackages},
+        {"url-dots", Severity::warning, "A URL holds \"..\" or \".\" between slashes.",
+         "libcurl takes them out before it asks: the server is asked for another path than stands there.",
+         "Write the path out.", "", checkDots},
+        {"url-query", Severity::warning, "A URL holds \"?\" or \"#\".",
+         "The file's name on the machine is what follows the last \"/\", with all of that; an order name "
+         "that is just "
+         "the package's then fits no longer.",
+         "Publish under a plain path.", "", checkQueries},
+        {"url-credentials", Severity::error, "A URL holds a name or a password.",
+         "URLs stand in catalogs and logs that everybody may read.", "Publish without them.", "",
+         checkCredentials},
+        {"url-not-ascii", Severity::warning, "A URL holds other characters than ASCII.",
+         "They are sent as the bytes that stand there, which servers and file systems take differently.",
+         "Use plain names.", "", checkAscii},
+        {"url-twice", Severity::error, "Two hot-fixes of one URL differ in hash, version or repost mark.",
+         "The engine finds a download's record by its URL: the first one's hash, folder and mark count for "
+         "both.",
+         "Give each package a URL of its own.", "", checkTwice},
+    };
+}
