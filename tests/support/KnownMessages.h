@@ -11,5 +11,6 @@ void noteTrace(const std::string &text);
 // What a program has written to standard output and to standard error: whoever's words may be among them.
 void noteOutput(const std::string &out, const std::string &err);
 
-// For a test program that puts lines of its own into the trace: none of them is asked for. Called before its tests.
+// For a test program that puts lines of its own into the trace: none of them is asked for. Called before its
+// tests.
 bool allowUnknownMessages();

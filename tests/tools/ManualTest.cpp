@@ -34,8 +34,8 @@ TEST_P(ManualPage, IsInstalledAndFormattedWithoutAWarning) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Manual, ManualPage,
-                         testing::Values("man1/freshinstall.1", "man1/releasebench.1",
-                                         "man1/updatelog.1", "man8/productUpdater.8"),
+                         testing::Values("man1/freshinstall.1", "man1/releasebench.1", "man1/updatelog.1",
+                                         "man8/productUpdater.8"),
                          [](const auto &parameter) { return "Case" + std::to_string(parameter.index); });
 
 // Words that the formatter takes for its own commands vanish without a warning.
