@@ -151,6 +151,25 @@ TEST(Rehearse, leavesNoProcessAndNoFileWhenItIsEnded) {
     }
 }
 
+// What is installed for the machine would come after the folder for it is gone.
+TEST(Rehearse, endsTheInstallationOfItsBuildWhenItIsEnded) {
+    const Outcome outcome = rehearsed(R"sh(
+        mkdir bin && mkfifo go && exec {go}<>go
+        cat >bin/cmake <<'STUB'
+#!/bin/bash
+echo begun >&9 && read -r _ <go && mkdir -p "${@: -1}"
+STUB
+        chmod 755 bin/cmake
+        exec {output}< <(PATH=$work/bin:$PATH exec "$bench" rehearse "$release" --fresh 9>&1)
+        read -r line <&"$output" && echo "$line"
+        kill -TERM $!
+        wait $!
+        echo >&"$go"
+        cat <&"$output"
+        echo gone)sh");
+    EXPECT_EQ(outcome, (Outcome{"begun\ngone\n", 0}));
+}
+
 TEST(Rehearse, leavesTheTerminalAsItFoundItWhenItIsInterrupted) {
     std::string folder = outside("mktemp -d").output;
     folder.pop_back(); // the end of the line
