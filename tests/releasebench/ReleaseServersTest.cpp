@@ -133,13 +133,14 @@ TEST_F(ReleaseServers, AreAskedByTheEnginesOwnRequestForEveryApplication) {
     EXPECT_EQ(servers({"--system", "10.7.1", "--release", "basicmac3.2"}).status, 0);
     EXPECT_EQ(shell("grep -lr '<productrequest>' " + requests + " | wc -l"), "8\n");
     EXPECT_EQ(shell("grep -rh '<productrequest>' " + requests +
-                    " | grep 'affid>105<' | grep quaformac | grep -c 'relver=\"1\"'"),
+                    " | grep 'affid>105<' | grep quaformac | grep -c 'relname=\"basicmac3.2\" relver=\"1\"'"),
               "1\n");
-    EXPECT_EQ(shell("grep -rh '<productrequest>' " + requests + " | sort | sed -n 1p"),
+    EXPECT_EQ(shell("grep -rh '<productrequest>' " + requests +
+                    " | grep 'affid>0<.*relver=\"\"><product appid=\"quaformac\"'"),
               "<?xml  version=\"1.0\" encoding=\"utf-8\"?><productrequest><shared/><pkglist><package "
               "class=\"macdefault\"><metadata><affid>0</affid><langid>en-us</langid><macos><version>10.7.1</"
-              "version></macos></metadata><products relname=\"basicmac3.2\" relver=\"\"><product "
-              "appid=\"quaformac\"/></products><partner affid=\"0\" relname=\"basicmac3.2\" relver=\"\">"
+              "version></macos></metadata><products relname=\"basicmac3.3\" relver=\"\"><product "
+              "appid=\"quaformac\"/></products><partner affid=\"0\" relname=\"basicmac3.3\" relver=\"\">"
               "</partner></package></pkglist></productrequest>\n");
 }
 
