@@ -146,7 +146,7 @@ TEST_F(ReleaseServers, AreAskedByTheEnginesOwnRequestForEveryApplication) {
 
 struct Misbehaviour {
     const char *name;
-    const char *rule; // behind the package's path
+    const char *rule; // behind the package's path; "later" from the second GET on, "at last" from the third
     std::vector<std::string> ids;
     const char *text; // of the last finding
 };
@@ -158,11 +158,13 @@ void PrintTo(const Misbehaviour &shown, std::ostream *stream) {
 class Misbehaving : public ReleaseServers, public testing::WithParamInterface<Misbehaviour> {};
 
 TEST_P(Misbehaving, IsFoundWhereItIs) {
-    // One rule, or the first answer by GET in the plain way and the others by the rule.
     const std::string rule = GetParam().rule;
-    misbehave(rule.rfind("later ", 0) == 0
-                  ? path() + " 1 ok\n" + path() + " * " + rule.substr(6) + "\n"
-                  : path() + " * " + rule + "\nHEAD:" + path() + " * " + rule + "\n");
+    if (rule.rfind("later ", 0) == 0)
+        misbehave(path() + " 1 ok\n" + path() + " * " + rule.substr(6) + "\n");
+    else if (rule.rfind("at last ", 0) == 0)
+        misbehave(path() + " 1 ok\n" + path() + " 2 ok\n" + path() + " * " + rule.substr(8) + "\n");
+    else
+        misbehave(path() + " * " + rule + "\nHEAD:" + path() + " * " + rule + "\n");
     const Json check = found(url());
     EXPECT_EQ(idsOf(check), GetParam().ids);
     EXPECT_THAT(std::string(check["findings"].back()["text"]), HasSubstr(GetParam().text));
@@ -180,6 +182,7 @@ INSTANTIATE_TEST_SUITE_P(
         Misbehaviour{"NoRanges", "later no-ranges", {"no-ranges"}, "HTTP 200 instead of 206"},
         Misbehaviour{
             "WrongBytesOfARange", "later wrong 0", {"range-content"}, "Range from 1024: other bytes"},
+        Misbehaviour{"WrongLastByte", "at last wrong 0", {"range-content"}, "Range from 2047: other bytes"},
         Misbehaviour{"RangeRefused", "later status 416", {"range-status"}, "HTTP 416 instead of 206"}),
     [](const auto &one) { return one.param.name; });
 
@@ -214,6 +217,9 @@ TEST_F(ReleaseServers, ThatRedirectAreFollowedAndToldWhereTo) {
     misbehave(path() + " * redirect http://scripted.brovik.example/plain.pkg\nHEAD:" + path() +
               " * redirect http://scripted.brovik.example/plain.pkg\n");
     EXPECT_THAT(idsOf(found(url())), ElementsAre("redirect-to-http"));
+
+    misbehave(path() + " * redirect HTTP://scripted.brovik.example/plain.pkg\n");
+    EXPECT_THAT(idsOf(found(url())), ElementsAre("redirect-to-http"));
 }
 
 TEST_F(ReleaseServers, WithABadCertificateAreFound) {
@@ -236,6 +242,16 @@ TEST_F(ReleaseServers, WithABadCertificateAreFound) {
         // Nor does the engine get an answer there.
         EXPECT_THAT(idsOf(checks[2]), ElementsAre("unreachable"));
     }
+}
+
+TEST_F(ReleaseServers, WhoseCertificateEndsSoonAreFound) {
+    shell(std::string(BAD_CERTIFICATE) + " update.brovik.example ends-soon");
+    const Json certificate = found("https://update.brovik.example:443");
+    shell(std::string(BAD_CERTIFICATE) + " update.brovik.example --remove");
+    EXPECT_THAT(idsOf(certificate), ElementsAre("certificate-ends"));
+    EXPECT_THAT(std::string(certificate["findings"][0]["text"]),
+                AnyOf("valid for 4 days more", "valid for 5 days more")); // the latter in its first second
+    EXPECT_EQ(certificate["facts"].back(), "trusted");
 }
 
 TEST_F(ReleaseServers, WhoseServiceKnowsNothingOfTheReleaseAreFound) {
