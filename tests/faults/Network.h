@@ -1,5 +1,6 @@
 // What the network does to the machine's packets. Each class undoes in its destructor what it did, and throws
-// Unavailable with the reason where this kernel, or this user, cannot have it.
+// Unavailable with the reason where this kernel, or this user, cannot have it; where something else is wrong
+// with it, std::runtime_error, so that no test is skipped for that.
 #pragma once
 
 #include <stdexcept>

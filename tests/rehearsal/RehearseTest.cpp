@@ -95,19 +95,49 @@ TEST(Rehearse, standsInForTheHostsThatTheReleaseNames) {
 TEST(Rehearse, refusesAHostThatNoMachineCanStandInFor) {
     const Outcome outcome = rehearsed(R"sh(
         change 's#https://download.brovik.example/full/suite#https://192.0.2.1/suite#'
+        "$bench" rehearse "$release" --fresh; echo "$?"
+        change 's#https://192.0.2.1/suite#https://cdn.maker.example./suite#'
         "$bench" rehearse "$release" --fresh; echo "$?")sh");
     EXPECT_THAT(outcome.output,
                 AllOf(HasSubstr("release/release.json:"), HasSubstr("catalogs[0].fullInstall.url: "),
-                      HasSubstr("expected a host's name\n2\n")));
+                      HasSubstr("https://192.0.2.1/suite.pkg is on a host that no machine can stand in for, "
+                                "expected a host's name\n2\n"),
+                      HasSubstr("https://cdn.maker.example./suite.pkg is on a host"), EndsWith("\n2\n")));
+}
+
+TEST(Rehearse, refusesTwoFilesWhereAServerHasOne) {
+    const Outcome outcome = rehearsed(R"sh(
+        change 's#full/suite.pkg"$#full/extras.pkg"#'
+        "$bench" rehearse "$release" --fresh; echo "$?"
+        change '0,/full.extras.pkg"$/s##full/extras.pkg/suite.pkg"#'
+        "$bench" rehearse "$release" --fresh; echo "$?")sh");
+    EXPECT_THAT(outcome.output,
+                AllOf(HasSubstr("release.json:54: catalogs[1].fullInstall.url: "
+                                "https://download.brovik.example/full/extras.pkg is "),
+                      HasSubstr("packages/full/suite.pkg already, expected one file at a URL\n2\n"),
+                      EndsWith("release.json:22: catalogs[0].fullInstall.url: "
+                               "https://download.brovik.example/full/extras.pkg/suite.pkg lies below "
+                               "https://download.brovik.example/full/extras.pkg, which is a file\n2\n")));
+}
+
+// As it is on a real server.
+TEST(Rehearse, tellsWhatBecomesOfAUrlThatNoServerHasAFileFor) {
+    const Outcome outcome = rehearsed(R"sh(
+        change 's#full/suite.pkg"$#full/"#; s#full/extras.pkg"$#%2e%2e/%2e%2e/extras.pkg"#'
+        "$bench" rehearse "$release" --fresh; echo "$?")sh");
+    EXPECT_THAT(outcome.output,
+                AllOf(HasSubstr("\nThe fresh installation fails: "), EndsWith("\nAll is as foretold.\n1\n")));
 }
 
 TEST(Rehearse, ofAMachineThatGetsNothingIsWell) {
-    const Outcome outcome =
-        rehearsed(R"sh("$bench" rehearse "$release" --product 1.0.2.0 --system 10.8.5)sh");
+    const Outcome outcome = rehearsed(R"sh(
+        mkdir results && touch results/{installer.sh,packagelist.txt,mine} # of another one
+        "$bench" rehearse "$release" --product 1.0.2.0 --system 10.8.5 --results results && ls results)sh");
     EXPECT_EQ(outcome.status, 0) << outcome;
     EXPECT_THAT(outcome.output,
                 AllOf(HasSubstr("  - toolbar.pkg brings 1.0.1.0: product 1.0.2.0 is above maxVersion"),
-                      HasSubstr("\nNothing is changed: No updates Found\n\nAll is as foretold.\n")));
+                      HasSubstr("\nNothing is changed: No updates Found\n\nAll is as foretold. To read:\n"),
+                      EndsWith("\nCheckForInstall.output\nDownloadManager.log\nmine\n")));
 }
 
 TEST(Rehearse, ofAReleaseThatFailsIsNotWell) {
@@ -149,6 +179,36 @@ TEST(Rehearse, leavesNoProcessAndNoFileWhenItIsEnded) {
             echo gone)sh");
         EXPECT_EQ(outcome, (Outcome{"gone\n", 0})) << signal;
     }
+}
+
+TEST(Rehearse, saysByWhatItEndedWhenItsMachineIsEnded) {
+    const Outcome outcome = rehearsed(R"sh(
+        exec {output}< <(exec 2>&1 "$bench" rehearse "$release" "${update[@]}")
+        until read -r line <&"$output" && [[ $line == *'the script starts in'* ]]; do :; done
+        kill -KILL "$(pgrep -f "^/usr/local/Brovik/qrn/bin/releasebench rehearse $release ")"
+        cat <&"$output"
+        wait $!
+        echo "$?")sh");
+    EXPECT_EQ(outcome, (Outcome{"releasebench: the rehearsal ended with status 137\n2\n", 0}));
+}
+
+// What is installed for the machine would come after the folder for it is gone.
+TEST(Rehearse, endsTheInstallationOfItsBuildWhenItIsEnded) {
+    const Outcome outcome = rehearsed(R"sh(
+        mkdir bin && mkfifo go && exec {go}<>go
+        cat >bin/cmake <<'STUB'
+#!/bin/bash
+echo begun >&9 && read -r _ <go && mkdir -p "${@: -1}"
+STUB
+        chmod 755 bin/cmake
+        exec {output}< <(PATH=$work/bin:$PATH exec "$bench" rehearse "$release" --fresh 9>&1)
+        read -r line <&"$output" && echo "$line"
+        kill -TERM $!
+        wait $!
+        echo >&"$go"
+        cat <&"$output"
+        echo gone)sh");
+    EXPECT_EQ(outcome, (Outcome{"begun\ngone\n", 0}));
 }
 
 TEST(Rehearse, leavesTheTerminalAsItFoundItWhenItIsInterrupted) {

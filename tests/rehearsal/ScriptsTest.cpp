@@ -7,9 +7,9 @@ namespace {
 
 struct Told {
     const char *story;
-    const char *question;    // of the rehearsal
     const char *inTheMidst;  // a line that it tells while the engine works
     const char *neverServed; // a package without which it goes wrong soon
+    const char *problem;     // and how it tells so
 };
 
 // CTest shows it beside the test's name.
@@ -17,58 +17,81 @@ void PrintTo(const Told &shown, std::ostream *stream) {
     *stream << shown.story;
 }
 
+// ./demo in a tree of its own, where all is installed and this build stands for its own.
+const std::string demoTree = R"sh(
+    tree=$(mktemp -d) && cd "$tree"
+    trap 'rm -r "$tree"' EXIT
+    cp -R "$rehearsal" "$rehearsal/../demo" .
+    mkdir -p scripts bin build && ln -s "$build" build/rehearsal && ln -s "$(type -P true)" scripts/install-packages
+    printf '#!/bin/sh\n[ "$1" != --install ] || exec %s "$@"\n' "$(type -P cmake)" >bin/cmake && chmod 755 bin/cmake
+    PATH=$tree/bin:$PATH results=build/demo
+)sh";
+
 class Story : public testing::TestWithParam<Told> {
 protected:
-    // "rehearse SCRIPT" has the demonstration's release rehearsed, with the servers misbehaving by that
-    // script.
     static std::string begin() {
         const Told &told = GetParam();
-        return std::string("story=$rehearsal/demo/") + told.story + " line='^" + told.inTheMidst +
-               "' package=" + told.neverServed + " question='" + told.question + "'" +
-               R"sh(
-            results=$(mktemp -d) && touch "$results/told"
-            trap 'rm -r "$results"' EXIT
-            "$rehearsal/demo/pack" "$story" "$results/release"
-            rehearse() {
-                exec "$build/releasebench" rehearse "$results/release" $question --script "$1" --results "$results" \
-                    >"$results/told" 2>&1
-            })sh"
-               "\n";
+        return demoTree + "story=" + told.story + " line='^" + told.inTheMidst +
+               "' package=" + told.neverServed + "\n";
     }
 };
 
 TEST_P(Story, endsAtOnceWhenItIsInterrupted) {
     const Outcome outcome = outside(begin() + R"sh(
-        export TMPDIR=$results/temporary && mkdir "$TMPDIR"
+        export TMPDIR=$tree/temporary && mkdir "$TMPDIR"
         set -m # a process group of its own, as in a terminal
-        rehearse "$story/servers" &
-        until grep -q "$line" "$results/told"; do kill -0 $! || exit; sleep 0.05; done
+        ./demo "$story" >told 2>&1 &
+        until grep -q "$line" told; do kill -0 $! || exit; sleep 0.05; done
         kill -INT -- -$!
-        { wait $!; } 2>/dev/null # the shell has a remark on it
+        wait $!
         echo "$?"
-        grep -i problem "$results/told"
+        sed -n '/releasebench \(lint\|explain\)$/{n;s/^\( *\)[^ ].*/\1found/p}' told
+        grep -i problem told
+        sed -n '$p' told
         ls "$results/DownloadManager.log" >/dev/null
         ls -A "$TMPDIR")sh");
-    EXPECT_EQ(outcome, (Outcome{"130\n", 0}));
+    EXPECT_EQ(outcome,
+              (Outcome{"130\n  found\n  found\nInterrupted. What is left of it is in build/.\n", 0}));
 }
 
 TEST_P(Story, leavesTheLogWhenItFails) {
     const Outcome outcome = outside(begin() + R"sh(
-        echo "$package * status 404" >"$results/script"
-        (rehearse "$results/script")
+        echo "$package * status 404" >"rehearsal/demo/$story/servers"
+        ./demo "$story" >told 2>&1
         echo "$?"
         grep -o -m 1 'Enter sendTolvane' "$results/DownloadManager.log"
-        grep -o 'PROBLEM: .*' "$results/told")sh");
+        grep -o 'PROBLEM: .*' told)sh");
     EXPECT_EQ(outcome.status, 0);
     EXPECT_EQ(outcome.output.substr(0, 20), "1\nEnter sendTolvane\n") << outcome;
-    EXPECT_NE(outcome.output.find("PROBLEM: "), std::string::npos) << outcome;
+    EXPECT_NE(outcome.output.find(GetParam().problem), std::string::npos) << outcome;
 }
 
 INSTANTIATE_TEST_SUITE_P(Demo, Story,
-                         testing::Values(Told{"update", "--product 1.0.0.5 --system 10.8.5 --affiliate 105-1",
-                                              "  started ", "/HF_1.0.1.0/antivirus.pkg"},
-                                         Told{"fresh", "--fresh", "[0-9]* %, ", "/core/platform.pkg"}),
+                         testing::Values(Told{"update", "  started ", "/HF_1.0.1.0/antivirus.pkg",
+                                              "PROBLEM: there is no package list, "},
+                                         Told{"fresh", "[0-9]* %, ", "/core/platform.pkg",
+                                              "PROBLEM: the host program ended with status "}),
                          [](const auto &one) { return one.param.story; });
+
+TEST(DemoScript, tellsAFreshInstallationToItsEnd) {
+    const Outcome outcome = outside(demoTree + R"sh(
+        sed -i '/ slow /d' rehearsal/demo/fresh/servers # nobody watches
+        ./demo fresh --keep >told 2>&1; echo "$?"
+        grep -o '^[$] .*\|as foretold: .*\|PROBLEM.*' told
+        grep -c 'Hash mismatch' "$results/DownloadManager.log"
+        ls "$results/machine/private/tmp/configuration.plist" >/dev/null || cat told)sh");
+    EXPECT_EQ(outcome, (Outcome{"0\n$ releasebench lint\n$ releasebench explain\n$ releasebench rehearse\n"
+                                "$ freshinstall --retry 1\nas foretold: the same packages and versions. To "
+                                "read:\n1\n",
+                                0}));
+}
+
+TEST(DemoScript, findsAStoryThatIsLessThanItPromises) {
+    const Outcome outcome = outside(demoTree + R"sh(
+        : >rehearsal/demo/fresh/servers
+        ./demo fresh | tail -n 1; echo "${PIPESTATUS[0]}")sh");
+    EXPECT_EQ(outcome, (Outcome{"  PROBLEM: no package arrived damaged\n1\n", 0}));
+}
 
 // Whoever leaves a pipe before its end is reached may end the program that writes to it: hence sed, not head.
 TEST(DemoScript, refusesAWordThatItDoesNotKnow) {

@@ -11,11 +11,13 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <spawn.h>
 #include <unistd.h>
 
 #include "Interrupts.h"
 #include "Observed.h"
 #include "OutputFolder.h"
+#include "RunningProgram.h"
 #include "TemporaryFolder.h"
 
 namespace {
@@ -98,6 +100,20 @@ TEST_F(Interrupted, TemporaryFolderThatWasJustMadeGoes) {
     EXPECT_TRUE(fs::is_empty(work));
 }
 
+// Whoever waits for this process waits for it too, by the streams that it has.
+TEST_F(Interrupted, ProgramThatWasJustStartedIsEnded) {
+    const auto start = [] {
+        const Interrupts interrupts;
+        interruptsCome = true;
+        const RunningProgram program({"sleep", "20"});
+        while (true)
+            pause();
+    };
+    const auto begin = std::chrono::steady_clock::now();
+    EXPECT_EXIT(start(), testing::KilledBySignal(SIGTERM), "");
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(15));
+}
+
 // It would end the watching, and nothing would end the process any more.
 TEST_F(Interrupted, TheWatchersOwnSignalFromOutsideEndsTheProcessLikeOthers) {
     const auto waitForIt = [] {
@@ -116,11 +132,21 @@ extern "C" {
 char *__real_mkdtemp(char *name);
 int __real_rename(const char *from, const char *to);
 int __real_renameat2(int fromFolder, const char *from, int toFolder, const char *to, unsigned flags);
+int __real_posix_spawnp(pid_t *process, const char *program, const posix_spawn_file_actions_t *actions,
+                        const posix_spawnattr_t *attributes, char *const *words, char *const *environment);
 
 char *__wrap_mkdtemp(char *name);
 int __wrap_rename(const char *from, const char *to);
 int __wrap_renameat2(int fromFolder, const char *from, int toFolder, const char *to, unsigned flags);
+int __wrap_posix_spawnp(pid_t *process, const char *program, const posix_spawn_file_actions_t *actions,
+                        const posix_spawnattr_t *attributes, char *const *words, char *const *environment);
 
+int __wrap_posix_spawnp(pid_t *process, const char *program, const posix_spawn_file_actions_t *actions,
+                        const posix_spawnattr_t *attributes, char *const *words, char *const *environment) {
+    const int result = __real_posix_spawnp(process, program, actions, attributes, words, environment);
+    interruptWhileAt(work); // where nothing will change
+    return result;
+}
 char *__wrap_mkdtemp(char *name) {
     char *made = __real_mkdtemp(name);
     // Of the last test only: there is no other clean-up to wait for.

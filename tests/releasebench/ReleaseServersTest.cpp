@@ -133,19 +133,20 @@ TEST_F(ReleaseServers, AreAskedByTheEnginesOwnRequestForEveryApplication) {
     EXPECT_EQ(servers({"--system", "10.7.1", "--release", "basicmac3.2"}).status, 0);
     EXPECT_EQ(shell("grep -lr '<productrequest>' " + requests + " | wc -l"), "8\n");
     EXPECT_EQ(shell("grep -rh '<productrequest>' " + requests +
-                    " | grep 'affid>105<' | grep quaformac | grep -c 'relver=\"1\"'"),
+                    " | grep 'affid>105<' | grep quaformac | grep -c 'relname=\"basicmac3.2\" relver=\"1\"'"),
               "1\n");
-    EXPECT_EQ(shell("grep -rh '<productrequest>' " + requests + " | sort | sed -n 1p"),
+    EXPECT_EQ(shell("grep -rh '<productrequest>' " + requests +
+                    " | grep 'affid>0<.*relver=\"\"><product appid=\"quaformac\"'"),
               "<?xml  version=\"1.0\" encoding=\"utf-8\"?><productrequest><shared/><pkglist><package "
               "class=\"macdefault\"><metadata><affid>0</affid><langid>en-us</langid><macos><version>10.7.1</"
-              "version></macos></metadata><products relname=\"basicmac3.2\" relver=\"\"><product "
-              "appid=\"quaformac\"/></products><partner affid=\"0\" relname=\"basicmac3.2\" relver=\"\">"
+              "version></macos></metadata><products relname=\"basicmac3.3\" relver=\"\"><product "
+              "appid=\"quaformac\"/></products><partner affid=\"0\" relname=\"basicmac3.3\" relver=\"\">"
               "</partner></package></pkglist></productrequest>\n");
 }
 
 struct Misbehaviour {
     const char *name;
-    const char *rule; // behind the package's path
+    const char *rule; // behind the package's path; "later" from the second GET on, "at last" from the third
     std::vector<std::string> ids;
     const char *text; // of the last finding
 };
@@ -157,11 +158,13 @@ void PrintTo(const Misbehaviour &shown, std::ostream *stream) {
 class Misbehaving : public ReleaseServers, public testing::WithParamInterface<Misbehaviour> {};
 
 TEST_P(Misbehaving, IsFoundWhereItIs) {
-    // One rule, or the first answer by GET in the plain way and the others by the rule.
     const std::string rule = GetParam().rule;
-    misbehave(rule.rfind("later ", 0) == 0
-                  ? path() + " 1 ok\n" + path() + " * " + rule.substr(6) + "\n"
-                  : path() + " * " + rule + "\nHEAD:" + path() + " * " + rule + "\n");
+    if (rule.rfind("later ", 0) == 0)
+        misbehave(path() + " 1 ok\n" + path() + " * " + rule.substr(6) + "\n");
+    else if (rule.rfind("at last ", 0) == 0)
+        misbehave(path() + " 1 ok\n" + path() + " 2 ok\n" + path() + " * " + rule.substr(8) + "\n");
+    else
+        misbehave(path() + " * " + rule + "\nHEAD:" + path() + " * " + rule + "\n");
     const Json check = found(url());
     EXPECT_EQ(idsOf(check), GetParam().ids);
     EXPECT_THAT(std::string(check["findings"].back()["text"]), HasSubstr(GetParam().text));
@@ -179,6 +182,7 @@ INSTANTIATE_TEST_SUITE_P(
         Misbehaviour{"NoRanges", "later no-ranges", {"no-ranges"}, "HTTP 200 instead of 206"},
         Misbehaviour{
             "WrongBytesOfARange", "later wrong 0", {"range-content"}, "Range from 1024: other bytes"},
+        Misbehaviour{"WrongLastByte", "at last wrong 0", {"range-content"}, "Range from 2047: other bytes"},
         Misbehaviour{"RangeRefused", "later status 416", {"range-status"}, "HTTP 416 instead of 206"}),
     [](const auto &one) { return one.param.name; });
 
@@ -213,6 +217,9 @@ TEST_F(ReleaseServers, ThatRedirectAreFollowedAndToldWhereTo) {
     misbehave(path() + " * redirect http://scripted.brovik.example/plain.pkg\nHEAD:" + path() +
               " * redirect http://scripted.brovik.example/plain.pkg\n");
     EXPECT_THAT(idsOf(found(url())), ElementsAre("redirect-to-http"));
+
+    misbehave(path() + " * redirect HTTP://scripted.brovik.example/plain.pkg\n");
+    EXPECT_THAT(idsOf(found(url())), ElementsAre("redirect-to-http"));
 }
 
 TEST_F(ReleaseServers, WithABadCertificateAreFound) {
@@ -237,6 +244,16 @@ TEST_F(ReleaseServers, WithABadCertificateAreFound) {
     }
 }
 
+TEST_F(ReleaseServers, WhoseCertificateEndsSoonAreFound) {
+    shell(std::string(BAD_CERTIFICATE) + " update.brovik.example ends-soon");
+    const Json certificate = found("https://update.brovik.example:443");
+    shell(std::string(BAD_CERTIFICATE) + " update.brovik.example --remove");
+    EXPECT_THAT(idsOf(certificate), ElementsAre("certificate-ends"));
+    EXPECT_THAT(std::string(certificate["findings"][0]["text"]),
+                AnyOf("valid for 4 days more", "valid for 5 days more")); // the latter in its first second
+    EXPECT_EQ(certificate["facts"].back(), "trusted");
+}
+
 TEST_F(ReleaseServers, WhoseServiceKnowsNothingOfTheReleaseAreFound) {
     writeText(rehearsal + "/service/releases.xml", "<releases/>");
     const Json refused = found("by https://update.brovik.example/");
@@ -257,11 +274,13 @@ TEST_F(ReleaseServers, AnotherServiceIsAskedWhenItIsNamed) {
     EXPECT_THAT(idsOf(other), Contains("reply-catalogs"));
 }
 
+// Seven files, side by side: one after another they would take 28 seconds.
 TEST_F(ReleaseServers, ThatSayNothingAreGivenUpInTime) {
-    misbehave("HEAD:" + path() + " * silent\n");
+    misbehave("HEAD:* * silent\n");
     const auto begin = std::chrono::steady_clock::now();
-    const Ended each = servers({"--timeout", "4"});
+    const Ended each = run({bench, "servers", folder, "--timeout", "4"});
     EXPECT_EQ(each.status, 1);
+    EXPECT_THAT(each.out, HasSubstr("11 checks, 7 findings\n"));
     EXPECT_THAT(each.out, HasSubstr("DIFFERS  file " + url() + "\n    unreachable: HEAD: "));
     EXPECT_EQ(servers({"--total-timeout", "1"}).status, 1);
     EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(20));

@@ -5,10 +5,10 @@
 #include <system_error>
 
 #include <fcntl.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include "File.h"
+#include "RunningProgram.h"
 #include "SpawnSettings.h"
 
 namespace {
@@ -47,12 +47,6 @@ Ended runProgram(const std::vector<std::string> &command, const std::string &inp
     settings.give(fileno(in.get()), STDIN_FILENO);
     settings.give(fileno(out.get()), STDOUT_FILENO);
     settings.give(fileno(out.get()), STDERR_FILENO);
-    const pid_t process = settings.start(command);
-    int status = 0;
-    while (waitpid(process, &status, 0) == -1) {
-        if (errno != EINTR)
-            must(errno, "waitpid");
-    }
-    constexpr int bySignal = 128;
-    return {WIFSIGNALED(status) ? bySignal + WTERMSIG(status) : WEXITSTATUS(status), contentOf(out.get())};
+    const int status = RunningProgram(command, settings).wait();
+    return {status, contentOf(out.get())};
 }

@@ -8,6 +8,6 @@ struct Ended {
     std::string said; // on standard output and standard error
 };
 
-// Runs a program of PATH with that standard input and waits for it. It has none of this process's blocked
-// signals, so that an interrupt ends it too. Throws std::system_error when it cannot be started.
+// Runs a program of PATH with that standard input and waits for it. An interrupt of this process ends it
+// first. Throws std::system_error when it cannot be started.
 Ended runProgram(const std::vector<std::string> &command, const std::string &input);

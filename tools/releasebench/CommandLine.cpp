@@ -174,7 +174,9 @@ Run addServers(CLI::App &app, CLI::App *&command) {
     command->add_option("--system", options->system, "The version of the operating system that asks")
         ->type_name("V")
         ->capture_default_str();
-    command->add_option("--release", options->releaseName, "The release name of the product that asks")
+    command
+        ->add_option("--release", options->releaseName,
+                     "The release name of the product that asks for an update")
         ->type_name("NAME")
         ->capture_default_str();
     command->add_option("--timeout", options->timeout, "Seconds that an answer may take")

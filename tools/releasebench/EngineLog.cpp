@@ -19,7 +19,6 @@ std::string withoutStamp(const std::string &line) {
 EngineLog::EngineLog(std::filesystem::path log, std::filesystem::path copy)
     : m_log(std::move(log))
     , m_copy(std::move(copy)) {
-    std::filesystem::remove(m_copy); // that of a rehearsal before
 }
 
 void EngineLog::follow(const Tell &tell) {

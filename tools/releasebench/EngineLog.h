@@ -11,6 +11,7 @@ public:
     // A line without the stamp at its beginning and without its end.
     using Tell = std::function<void(const std::string &line)>;
 
+    // The copy is not there yet.
     EngineLog(std::filesystem::path log, std::filesystem::path copy);
 
     // Tells the lines that are complete by now.

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <set>
 
+#include "LowerCase.h"
 #include "Sha1.h"
 
 namespace {
@@ -14,19 +15,22 @@ std::string statusText(long status, long expected) {
     return "HTTP " + std::to_string(status) + " instead of " + std::to_string(expected);
 }
 
-// Where an answer came from; https that leads to plain http is a finding.
+// Where an answer came from, once for all that came that way; https that leads to plain http is a finding.
 void noteRedirects(const PublishedFile &file, const HttpAnswer &answer, ServerCheck &check) {
-    if (answer.redirects.empty())
+    if (answer.redirects.empty() || !answer.failure.empty()) // of a circle nobody wants all
         return;
     std::string way;
     bool isOpen = false;
     for (const std::string &target : answer.redirects) {
         way += (way.empty() ? "" : ", then to ") + target;
-        isOpen = isOpen || target.rfind("http:", 0) == 0;
+        isOpen = isOpen || lowerCase(target).rfind("http:", 0) == 0;
     }
-    check.facts.push_back("redirected " + std::to_string(answer.redirects.size()) +
-                          (answer.redirects.size() == 1 ? " time, to " : " times, to ") + way);
-    if (isOpen && file.url.rfind("https:", 0) == 0)
+    const std::string fact = "redirected " + std::to_string(answer.redirects.size()) +
+                             (answer.redirects.size() == 1 ? " time, to " : " times, to ") + way;
+    if (std::find(check.facts.begin(), check.facts.end(), fact) != check.facts.end())
+        return;
+    check.facts.push_back(fact);
+    if (isOpen && lowerCase(file.url).rfind("https:", 0) == 0)
         check.find("redirect-to-http", "leads from https to plain http, where nobody proves who answers");
 }
 
@@ -66,6 +70,7 @@ bool checkWhole(const PublishedFile &file, const HttpAsker &asker, std::atomic<s
         bytesRead += count;
         return size <= file.size; // more than that is wrong already
     });
+    noteRedirects(file, answer, check);
     const std::size_t before = check.findings.size();
     if (!answer.failure.empty())
         check.find("broken", "GET: " + answer.failure + ", after " + std::to_string(size) + " bytes");
@@ -96,6 +101,7 @@ bool checkRest(const PublishedFile &file, std::uint64_t offset, const HttpAsker 
     const std::string what = "Range from " + std::to_string(offset) + ": ";
     const std::string range = "bytes " + std::to_string(offset) + "-" + std::to_string(file.size - 1) + "/" +
                               std::to_string(file.size);
+    noteRedirects(file, answer, check);
     const std::size_t before = check.findings.size();
     if (!answer.failure.empty())
         check.find("broken", what + answer.failure);

@@ -16,5 +16,6 @@ using HostedFiles = std::map<std::filesystem::path, std::filesystem::path>;
 // machine can stand in for.
 std::vector<std::string> hostsOf(const Release &release);
 
-// The catalogs are those that build made. Throws UnusableInput when two files would be one.
+// The catalogs are those that build made. Throws UnusableInput, with the place, when two files would be one,
+// or one would be in another.
 HostedFiles hostedFilesOf(const Release &release, const std::filesystem::path &built);

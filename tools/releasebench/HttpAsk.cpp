@@ -2,11 +2,11 @@
 
 #include <algorithm>
 #include <array>
-#include <cctype>
 
 #include <curl/curl.h>
 
 #include "DownloadHelper.h"
+#include "LowerCase.h"
 
 namespace {
 
@@ -20,12 +20,6 @@ struct Reading {
 std::string trimmed(const std::string &text) {
     const std::size_t begin = text.find_first_not_of(" \t\r\n");
     return begin == std::string::npos ? "" : text.substr(begin, text.find_last_not_of(" \t\r\n") + 1 - begin);
-}
-
-std::string lowerCase(std::string text) {
-    std::transform(text.begin(), text.end(), text.begin(),
-                   [](unsigned char letter) { return static_cast<char>(std::tolower(letter)); });
-    return text;
 }
 
 void readHeader(const std::string &line, HttpAnswer &answer) {
@@ -83,7 +77,6 @@ HttpAnswer HttpAsker::ask(const HttpQuestion &question, const TakeBody &take) co
         if (result == CURLE_OK)
             result = curl_easy_setopt(m_curl.get(), option, value);
     };
-    curl_easy_reset(m_curl.get()); // of the question before
     set(CURLOPT_NOSIGNAL, 1L);
     set(CURLOPT_URL, question.url.c_str());
     set(CURLOPT_FOLLOWLOCATION, 1L);
@@ -106,6 +99,7 @@ HttpAnswer HttpAsker::ask(const HttpQuestion &question, const TakeBody &take) co
         reading.answer.failure = failureText(result, details.data());
     // Without an answer there is no status, and 0 stays.
     static_cast<void>(curl_easy_getinfo(m_curl.get(), CURLINFO_RESPONSE_CODE, &reading.answer.status));
+    curl_easy_reset(m_curl.get()); // what it points to ends here; connections are kept
     return reading.answer;
 }
 

@@ -46,12 +46,17 @@ void checkFailing(const std::string &failing, const Explanation &foretold) {
                             (names.empty() ? "there is none" : names));
 }
 
+// Before anything is hashed or made.
+void checkHosting(const Release &release) {
+    static_cast<void>(hostsOf(release));
+    static_cast<void>(hostedFilesOf(release, release.folder));
+}
+
 // What the machine is made of, in a folder for it.
 void prepare(const RehearseOptions &options, const Release &release, const fs::path &folder) {
     const fs::path built = folder / "built";
     for (const auto &[path, content] : publicationOf(release, factsOfPackages(release)))
         writeNewFile(built / path, content);
-    static_cast<void>(hostedFilesOf(release, built)); // which nothing may be wrong with
     if (!options.question.config.empty())
         fs::copy_file(options.question.config, folder / "ProductConfig.xml");
     if (!options.script.empty())
@@ -115,8 +120,8 @@ int runHeld(Words command) {
     const int status = machine.wait();
     if (status == Statuses::done || status == Statuses::findings)
         return status;
-    constexpr int leastOfSeal = 64; // which has told the reason
-    if (status > Statuses::unusable && status < leastOfSeal)
+    const std::set<int> toldBySeal = {64, 69, 70};
+    if (status != Statuses::unusable && toldBySeal.count(status) == 0)
         std::cerr << "releasebench: the rehearsal ended with status " << status << '\n';
     return Statuses::unusable;
 }
@@ -125,6 +130,7 @@ int rehearseOutside(RehearseOptions options) {
     const Explanation foretold = explain(options.question, options.fresh ? Job::freshInstall : Job::update);
     checkFailing(options.failing, foretold);
     const Release release = readRelease(options.question.folder);
+    checkHosting(release);
     const TemporaryFolder folder;
     const RehearsalPlace place = findRehearsalPlace(folder.path());
     prepare(options, release, folder.path());

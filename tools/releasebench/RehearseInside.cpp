@@ -28,6 +28,13 @@ std::map<std::string, fs::path> fullInstallsOf(const Release &release) {
     return files;
 }
 
+// Those of a rehearsal before would pass for this one's.
+void removeFormer(const fs::path &results) {
+    for (const char *name : {"CheckForInstall.output", "DownloadManager.log", "Install.output",
+                             "configuration.plist", "installer.sh", "packagelist.txt"})
+        fs::remove(results / name);
+}
+
 void furnish(const Explanation &foretold, const Release &release, const RehearseOptions &options) {
     SealedMachine::describe(foretold, ifThere(options.inside / "ProductConfig.xml"));
     SealedMachine::publish(hostedFilesOf(release, options.inside / "built"), options.inside / "built");
@@ -72,6 +79,7 @@ int rehearseInside(const RehearseOptions &options) {
     const Release release = readRelease(options.question.folder);
     furnish(foretold, release, options);
     const fs::path results = options.results.empty() ? options.inside / "results" : options.results;
+    removeFormer(results);
     Paper paper;
     Story story(paper);
     if (job == Job::update)

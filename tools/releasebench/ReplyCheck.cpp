@@ -98,9 +98,10 @@ ServiceAnswer askService(const ServiceRequest &request, const AskingTime &time) 
     ProductRequest question;
     question.affId = affiliateOf(request);
     question.osVersion = request.system;
-    question.relName = request.releaseName;
-    if (request.job == Job::update)
+    if (request.job == Job::update) {
+        question.relName = request.releaseName;
         question.coreRelVer = "1"; // whatever is installed
+    }
     question.appIds = applicationsOf(request);
 
     ServiceAnswer answer;

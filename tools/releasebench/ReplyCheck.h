@@ -11,7 +11,7 @@ struct ServiceRequest {
     Job job = Job::update;
     std::string url;
     std::string system;      // the version of the operating system that asks
-    std::string releaseName; // of the product that asks
+    std::string releaseName; // of the product that an update asks for
 };
 
 // What came of it.

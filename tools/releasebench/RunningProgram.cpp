@@ -11,7 +11,6 @@
 #include <unistd.h>
 
 #include "Descriptor.h"
-#include "SpawnSettings.h"
 
 namespace {
 
@@ -41,14 +40,24 @@ pid_t startedOn(Leash &leash, const std::vector<std::string> &command) {
 } // namespace
 
 RunningProgram::RunningProgram(const std::vector<std::string> &command, const std::filesystem::path &output)
-    : m_process(started(command, output)) {
-    m_cleanUp.emplace([this] { end(); });
+    : RunningProgram(
+          nullptr, [&] { return started(command, output); }, InterruptHold()) {
+}
+
+RunningProgram::RunningProgram(const std::vector<std::string> &command, const SpawnSettings &settings)
+    : RunningProgram(
+          nullptr, [&] { return settings.start(command); }, InterruptHold()) {
 }
 
 RunningProgram::RunningProgram(const std::vector<std::string> &command, Leash &leash)
-    : m_leash(&leash)
-    , m_process(startedOn(leash, command)) {
-    m_cleanUp.emplace([this] { end(); });
+    : RunningProgram(
+          &leash, [&] { return startedOn(leash, command); }, InterruptHold()) {
+}
+
+RunningProgram::RunningProgram(Leash *leash, const Start &start, const InterruptHold &hold)
+    : m_leash(leash)
+    , m_process(start()) {
+    m_cleanUp.emplace(hold, [this] { end(); });
 }
 
 RunningProgram::~RunningProgram() {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <filesystem>
+#include <functional>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -10,6 +11,7 @@
 
 #include "Interrupts.h"
 #include "Leash.h"
+#include "SpawnSettings.h"
 
 // A program that runs beside this one from its construction on. It is ended when its owner goes away, and
 // when this process is interrupted: by SIGTERM or, where it is held by a leash, by that, with all that it
@@ -20,6 +22,7 @@ public:
     // std::system_error when it cannot be started.
     explicit RunningProgram(const std::vector<std::string> &command,
                             const std::filesystem::path &output = {});
+    RunningProgram(const std::vector<std::string> &command, const SpawnSettings &settings);
     // The leash must outlive it.
     RunningProgram(const std::vector<std::string> &command, Leash &leash);
     ~RunningProgram();
@@ -32,10 +35,14 @@ public:
     int wait();
 
 private:
+    using Start = std::function<pid_t()>;
+    // Nobody ends this process between the starting and the registering.
+    RunningProgram(Leash *leash, const Start &start, const InterruptHold &hold);
+
     void end();
     bool endsWithin(std::chrono::milliseconds patience);
 
-    Leash *const m_leash = nullptr;
+    Leash *const m_leash; // null where there is none
     const pid_t m_process;
     std::mutex m_mutex; // guards what follows, and that the process is there while it is named
     std::optional<int> m_status;

@@ -5,13 +5,14 @@
 #include <string>
 #include <vector>
 
+#include "ProductRequest.h"
 #include "ServerCheck.h"
 
 struct ServersOptions {
     std::filesystem::path folder;
     std::string service; // "https://staging.example", to be asked in the engine's own service's place
     std::string system = "10.8.5";
-    std::string releaseName = "basicmac3.3";
+    std::string releaseName = ProductRequest().relName;
     int timeout = 30;        // seconds for an answer
     int totalTimeout = 1800; // seconds for everything
     std::size_t parallel = 8;

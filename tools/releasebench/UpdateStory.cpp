@@ -83,7 +83,7 @@ void UpdateStory::tell() {
 void UpdateStory::check() {
     m_story.step("CheckForInstall: what does the update service have for it?");
     const int status = run("CheckForInstall");
-    const bool isToCrash = contains(m_plan.reason, "process ends");
+    const bool isToCrash = m_plan.endedAt.has_value();
     m_story.expect(isToCrash ? status >= 128 : status == 0,
                    "the updater ended with status " + std::to_string(status));
 }
@@ -103,7 +103,7 @@ void UpdateStory::tellSelection() {
 }
 
 void UpdateStory::compareRefusal() {
-    const bool isToCrash = contains(m_plan.reason, "process ends");
+    const bool isToCrash = m_plan.endedAt.has_value();
     const std::string reason = m_plan.reason.substr(0, m_plan.reason.find(" ("));
     m_story.expect(isToCrash || contains(m_log.text(), reason), "the log does not say \"" + reason + "\"");
     m_story.expect(!fs::exists(packageListPath), "there is a package list");
@@ -244,9 +244,10 @@ void UpdateStory::tellLine(const std::string &line) {
 }
 
 void UpdateStory::tellOrder() {
-    fs::copy_file(installerScriptPath, m_results / "installer.sh", fs::copy_options::overwrite_existing);
+    std::error_code gone; // then it is found to be another one than was foretold
+    fs::copy_file(installerScriptPath, m_results / "installer.sh", gone);
     m_story.say("  order of the others:");
-    for (const std::string &path : packagesOfScript(SealedMachine::contentOf(installerScriptPath)))
+    for (const std::string &path : packagesOfScript(SealedMachine::contentOf(m_results / "installer.sh")))
         m_story.say("    " + belowPackages(path));
     m_story.say("  the script starts in 10 seconds ...");
 }

@@ -1,10 +1,10 @@
 #include "UrlParts.h"
 
-#include <algorithm>
-#include <cctype>
 #include <memory>
 
 #include <curl/curl.h>
+
+#include "LowerCase.h"
 
 namespace {
 
@@ -20,12 +20,6 @@ std::optional<std::string> part(CURLU *url, CURLUPart what, unsigned int flags) 
     if (curl_url_get(url, what, &text, flags) != CURLUE_OK)
         return std::nullopt;
     return std::string(std::unique_ptr<char, FreeCurlText>(text).get());
-}
-
-std::string lowerCase(std::string text) {
-    std::transform(text.begin(), text.end(), text.begin(),
-                   [](unsigned char letter) { return static_cast<char>(std::tolower(letter)); });
-    return text;
 }
 
 } // namespace

@@ -6,6 +6,7 @@
 
 #include "CurlEasy.h"
 
+// Its values are what is asked with where nothing else is known.
 struct ProductRequest {
     std::string affId = "0";
     std::string langId = "en-us";

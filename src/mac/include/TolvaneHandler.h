@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "Paths.h"
+#include "ProductRequest.h"
 
 class CBkModuleClnt;
 class ISubInfo;
@@ -72,10 +73,10 @@ private:
     std::string appIdOfFlexiblePackage();
     std::string readDatabaseField(const char *wantedName);
 
-    std::string affId = "0";
-    std::string langId = "en-us";
+    std::string affId = ProductRequest().affId;
+    std::string langId = ProductRequest().langId;
     std::string osVersion;
-    std::string relName = "basicmac3.3";
+    std::string relName = ProductRequest().relName;
     std::string coreRelVer;
     std::string partnerRelVer;
     std::string appId = "quaformac"; // comma-separated

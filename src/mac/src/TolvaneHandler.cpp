@@ -18,7 +18,6 @@
 #include "Numbers.h"
 #include "OsVersion.h"
 #include "ProductConfiguration.h"
-#include "ProductRequest.h"
 #include "PropertyList.h"
 #include "SubscriptionSection.h"
 #include "Trace.h"
