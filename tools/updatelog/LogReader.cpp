@@ -17,6 +17,14 @@ bool beginsWithStamp(std::string_view text) {
            });
 }
 
+// A file may end without a line end. What varies may be cut there, fixed text is not.
+std::string withLineEnd(const std::string &text) {
+    const std::string whole = text + "\n";
+    const auto known = MessageCatalogue::builtIn().behindStamp(whole);
+    const bool isFixed = known && known->message->text.find("}\n") == std::string::npos;
+    return isFixed ? whole : text;
+}
+
 bool isWhole(const Recognised &known, std::string_view text) {
     return known.length == text.size();
 }
@@ -53,8 +61,11 @@ LogEntry LogReader::unstamped(Line line) const {
 }
 
 LogEntry LogReader::stamped(Line line) {
+    const bool isLast = line.text.back() != '\n';
     LogEntry entry{line.number, line.text.substr(0, timeLength), line.text.substr(stampLength),
                    line.isShortened, std::nullopt};
+    if (isLast)
+        entry.text = withLineEnd(entry.text);
     entry.known = MessageCatalogue::builtIn().behindStamp(entry.text);
     if (maySpan(entry.known, entry.text))
         gather(entry);
@@ -120,20 +131,41 @@ LogReader::Line LogReader::take() {
 
 std::optional<LogReader::Line> LogReader::readLine() {
     Line line;
+    line.number = m_stamp.empty() ? m_number + 1 : m_number;
+    line.text = std::exchange(m_stamp, {});
     std::streambuf &bytes = *m_log.rdbuf();
+    bool hasEnd = false;
     for (int byte = bytes.sbumpc(); byte != std::streambuf::traits_type::eof(); byte = bytes.sbumpc()) {
-        const char character = std::streambuf::traits_type::to_char_type(byte);
-        if (character == '\n') {
-            line.text += '\n';
+        hasEnd = byte == '\n';
+        if (hasEnd)
             break;
-        }
-        if (line.text.size() < longest)
-            line.text += character;
-        else
-            line.isShortened = true;
+        line.text += std::streambuf::traits_type::to_char_type(byte);
+        if (byte == ' ' && takeStampBehind(line.text))
+            break;
+        // A stamp may still come: as much is kept as is one.
+        if (line.text.size() == 2 * longest)
+            line.text.erase(longest + 1, longest - 1 - stampLength);
     }
-    if (line.text.empty())
+    if (line.text.empty() && !hasEnd)
         return std::nullopt;
-    line.number = ++m_number;
+    if (hasEnd && !line.text.empty() && line.text.back() == '\r')
+        line.text.pop_back();
+    line.isShortened = line.text.size() > longest;
+    line.text.resize(std::min(line.text.size(), longest));
+    if (hasEnd)
+        line.text += '\n';
+    m_number = line.number;
     return line;
+}
+
+// Whether the text ends with a stamp behind something else: then that is the next line's.
+bool LogReader::takeStampBehind(std::string &text) {
+    if (text.size() <= stampLength)
+        return false;
+    const std::size_t begin = text.size() - stampLength;
+    if (!beginsWithStamp(std::string_view(text).substr(begin)))
+        return false;
+    m_stamp = text.substr(begin);
+    text.resize(begin);
+    return true;
 }
