@@ -73,6 +73,31 @@ TEST(UpdateLog, TellsAMessageOfManyLinesOnOne) {
                 HasSubstr("  line 4: ERROR: Catalog Parsing Failed\n    The reply could not be read"));
 }
 
+TEST(UpdateLog, TellsTheCausesOfAFailureAndWhatHasSettledOne) {
+    const std::string url = "https://host/One.pkg";
+    const std::string out =
+        tell(checkStarts(0) + asks(0) + isAnswered(1) + at(2, "INFO : Start download: " + url) +
+             at(3, "ERROR : Download Failed with CURL error code CURLE_PARTIAL_FILE for " + url) +
+             at(3, "Resume Download: " + url) + at(4, "ERROR: Download Failed") + exits(4))
+            .out;
+    EXPECT_THAT(
+        out, HasSubstr("PARTIAL_FILE for " + url + "\n    The rest is asked for; nothing is lost.\n  line "));
+    EXPECT_THAT(out, HasSubstr("\n    Causes: What the lines before say of a package;"));
+}
+
+TEST(UpdateLog, CountsTheUnknownLinesOfARunInOneLine) {
+    EXPECT_THAT(tell("one\n" + idleCheck() + "two\n" + deafCheck()).out,
+                HasSubstr("had nothing to do, 2 lines that nobody knows\nrun 2"));
+}
+
+TEST(UpdateLog, CutsALongLineBetweenCharacters) {
+    std::string line = "x";
+    while (line.size() < 2000)
+        line += "\xC3\xA4";
+    const Ended ended = tell(idleCheck() + line + "\n");
+    EXPECT_THAT(ended.out, HasSubstr("\xC3\xA4 ...\n"));
+}
+
 TEST(UpdateLog, PrintsOneObjectARun) {
     const Ended ended = tell(idleCheck() + deafCheck(), {"--json"});
     std::istringstream lines(ended.out);
