@@ -88,6 +88,10 @@ TEST(UpdateLog, TellsTheCausesOfAFailureAndWhatHasSettledOne) {
 TEST(UpdateLog, CountsTheUnknownLinesOfARunInOneLine) {
     EXPECT_THAT(tell("one\n" + idleCheck() + "two\n" + deafCheck()).out,
                 HasSubstr("had nothing to do, 2 lines that nobody knows\nrun 2"));
+    std::string many;
+    for (int line = 0; line < 1001; ++line)
+        many += "one\n";
+    EXPECT_THAT(tell(many + idleCheck()).out, HasSubstr(", at least 1000 lines that nobody knows\n"));
 }
 
 TEST(UpdateLog, CutsALongLineBetweenCharacters) {
@@ -131,6 +135,9 @@ TEST(UpdateLog, HasNoLogInWhatIsNone) {
 TEST(UpdateLog, RefusesWrongCallsAndTellsItsUsage) {
     EXPECT_EQ(run({program, "--follow"}).status, 2);
     EXPECT_EQ(run({program, "--run", "none"}).status, 2);
+    for (const char *since :
+         {"yesterday", "2026-11", "2026-11-22 07:00:00", "2026-11-22.07:00", "22-11-2026", ""})
+        EXPECT_EQ(tell(idleCheck(), {"--since", since}).status, 2) << since;
     const Ended help = run({program, "--help"});
     EXPECT_EQ(help.status, 0);
     EXPECT_THAT(help.out, HasSubstr("updatelog --since 2026-11-22"));

@@ -4,17 +4,12 @@
 #include <string_view>
 #include <utility>
 
+#include "TimeForm.h"
+
 namespace {
 
-constexpr std::size_t timeLength = sizeof "2026-11-22.07:00:00" - 1;
-constexpr std::size_t stampLength = sizeof "2026-11-22.07:00:00 : " - 1;
-
 bool beginsWithStamp(std::string_view text) {
-    constexpr std::string_view form = "dddd-dd-dd.dd:dd:dd : ";
-    return text.size() >= form.size() &&
-           std::equal(form.begin(), form.end(), text.begin(), [](char expected, char found) {
-               return expected == 'd' ? found >= '0' && found <= '9' : found == expected;
-           });
+    return hasForm(text.substr(0, stampForm.size()), stampForm);
 }
 
 // A file may end without a line end. What varies may be cut there, fixed text is not.
@@ -62,7 +57,7 @@ LogEntry LogReader::unstamped(Line line) const {
 
 LogEntry LogReader::stamped(Line line) {
     const bool isLast = line.text.back() != '\n';
-    LogEntry entry{line.number, line.text.substr(0, timeLength), line.text.substr(stampLength),
+    LogEntry entry{line.number, line.text.substr(0, timeForm.size()), line.text.substr(stampForm.size()),
                    line.isShortened, std::nullopt};
     if (isLast)
         entry.text = withLineEnd(entry.text);
@@ -144,7 +139,7 @@ std::optional<LogReader::Line> LogReader::readLine() {
             break;
         // A stamp may still come: as much is kept as is one.
         if (line.text.size() == 2 * longest)
-            line.text.erase(longest + 1, longest - 1 - stampLength);
+            line.text.erase(longest + 1, longest - 1 - stampForm.size());
     }
     if (line.text.empty() && !hasEnd)
         return std::nullopt;
@@ -160,9 +155,9 @@ std::optional<LogReader::Line> LogReader::readLine() {
 
 // Whether the text ends with a stamp behind something else: then that is the next line's.
 bool LogReader::takeStampBehind(std::string &text) {
-    if (text.size() <= stampLength)
+    if (text.size() <= stampForm.size())
         return false;
-    const std::size_t begin = text.size() - stampLength;
+    const std::size_t begin = text.size() - stampForm.size();
     if (!beginsWithStamp(std::string_view(text).substr(begin)))
         return false;
     m_stamp = text.substr(begin);

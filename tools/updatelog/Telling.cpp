@@ -76,7 +76,7 @@ std::string unknownInWords(const RunStory &story) {
     const std::size_t count = story.unknownLines.size();
     if (count == 0)
         return "";
-    return ", " + std::to_string(count) +
+    return (story.left > 0 ? ", at least " : ", ") + std::to_string(count) +
            (count == 1 ? " line that nobody knows" : " lines that nobody knows");
 }
 
