@@ -1,12 +1,10 @@
 // What is told of the runs of a log.
-#include "Story.h"
-
-#include <sstream>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "Lines.h"
+#include "Stories.h"
 #include "Telling.h"
 
 namespace {
@@ -14,26 +12,6 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::SizeIs;
-
-const std::string url = "https://host/One.pkg";
-const std::string path = "/usr/local/Brovik/TempDownload/Package/1.0.1.0/One.pkg";
-
-std::vector<RunStory> storiesOf(const std::string &text) {
-    std::vector<RunStory> stories;
-    StoryTeller teller([&stories](RunStory story) { stories.push_back(std::move(story)); });
-    std::istringstream log(text);
-    LogReader reader(log);
-    while (const std::optional<LogEntry> entry = reader.next())
-        teller.take(*entry);
-    teller.finish();
-    return stories;
-}
-
-RunStory storyOf(const std::string &text) {
-    std::vector<RunStory> stories = storiesOf(text);
-    EXPECT_THAT(stories, SizeIs(1));
-    return stories.empty() ? RunStory() : stories.front();
-}
 
 std::vector<std::string> findingsOf(const RunStory &story) {
     std::vector<std::string> ids;
@@ -70,18 +48,20 @@ TEST(Story, OfAServiceThatDoesNotAnswerIsAFailureWithItsRemedy) {
 TEST(Story, OfADownloadCountsItsAttemptsAndHashChecks) {
     const RunStory story = storyOf(
         checkStarts(0) + asks(0) + isAnswered(1) + at(1, "INFO : TolvaneHandler - Update Available") +
-        at(2, "INFO : Start download: " + url) +
-        at(3, "ERROR : Download Failed with CURL error code CURLE_PARTIAL_FILE for " + url) +
-        at(3, "Resume Download: " + url) + at(3, "INFO : Start download: " + url) +
-        at(4, "INFO: Checking HashSUM : " + path) + at(5, "Error: Hash mismatch : " + path) +
-        at(5, "Resume Download: " + url) + at(5, "INFO : Start download: " + url) +
-        at(6, "INFO: Checking HashSUM : " + path) + at(7, "INFO:Success Checking HashSUM : " + path) +
-        at(7, "Successfully downloaded: " + url) + at(7, "ERROR : Download Failed: " + url) + exits(8));
+        at(2, "INFO : Start download: " + packageUrl) +
+        at(3, "ERROR : Download Failed with CURL error code CURLE_PARTIAL_FILE for " + packageUrl) +
+        at(3, "Resume Download: " + packageUrl) + at(3, "INFO : Start download: " + packageUrl) +
+        at(4, "INFO: Checking HashSUM : " + packagePath) + at(5, "Error: Hash mismatch : " + packagePath) +
+        at(5, "Resume Download: " + packageUrl) + at(5, "INFO : Start download: " + packageUrl) +
+        at(6, "INFO: Checking HashSUM : " + packagePath) +
+        at(7, "INFO:Success Checking HashSUM : " + packagePath) +
+        at(7, "Successfully downloaded: " + packageUrl) + at(7, "ERROR : Download Failed: " + packageUrl) +
+        exits(8));
     EXPECT_EQ(story.end, RunEnd::well);
     EXPECT_EQ(story.answer, "a release");
     ASSERT_THAT(story.transfers, SizeIs(1));
     const TransferStory &transfer = story.transfers.front();
-    EXPECT_EQ(transfer.url, url);
+    EXPECT_EQ(transfer.url, packageUrl);
     EXPECT_EQ(transfer.state, TransferStory::State::done);
     EXPECT_EQ(transfer.attempts, 3U);
     EXPECT_EQ(transfer.resumes, 2U);
@@ -97,25 +77,25 @@ TEST(Story, OfADownloadCountsItsAttemptsAndHashChecks) {
 
 TEST(Story, OfOneFilesResumeSettlesNothingOfAnothers) {
     const RunStory story =
-        storyOf(checkStarts(0) + asks(0) + isAnswered(1) + at(2, "INFO : Start download: " + url) +
-                at(3, "ERROR : Download Failed with CURL error code CURLE_PARTIAL_FILE for " + url) +
+        storyOf(checkStarts(0) + asks(0) + isAnswered(1) + at(2, "INFO : Start download: " + packageUrl) +
+                at(3, "ERROR : Download Failed with CURL error code CURLE_PARTIAL_FILE for " + packageUrl) +
                 at(3, "Resume Download: https://host/Two.pkg"));
     ASSERT_THAT(findingsOf(story), ElementsAre("transfer-broke-off"));
     EXPECT_EQ(story.findings[0].settled, "");
 }
 
 TEST(Story, OfACancelIsNoFailureOfItsTransfers) {
-    const std::string ended = at(3, "Download Error: CURLE_ABORTED_BY_CALLBACK URL: " + url);
+    const std::string ended = at(3, "Download Error: CURLE_ABORTED_BY_CALLBACK URL: " + packageUrl);
     const std::string begins =
-        checkStarts(0) + asks(0) + isAnswered(1) + at(2, "INFO : Start download: " + url);
+        checkStarts(0) + asks(0) + isAnswered(1) + at(2, "INFO : Start download: " + packageUrl);
     EXPECT_THAT(findingsOf(storyOf(begins + at(2, "Cancel Downloading") + ended)), IsEmpty());
     EXPECT_THAT(findingsOf(storyOf(begins + ended)), ElementsAre("transfer-ended"));
 }
 
 TEST(Story, OfADownloadThatFailedTellsWhatTheCodesMean) {
     const RunStory story =
-        storyOf(checkStarts(0) + asks(0) + isAnswered(1) + at(2, "INFO : Start download: " + url) +
-                at(3, "Error: HTTP response= 0 and CURL response = 60, URL: " + url) +
+        storyOf(checkStarts(0) + asks(0) + isAnswered(1) + at(2, "INFO : Start download: " + packageUrl) +
+                at(3, "Error: HTTP response= 0 and CURL response = 60, URL: " + packageUrl) +
                 at(3, "ERROR: Download Failed") + exits(3));
     EXPECT_EQ(story.end, RunEnd::failed);
     EXPECT_EQ(story.transfers.front().state, TransferStory::State::failed);
@@ -123,17 +103,10 @@ TEST(Story, OfADownloadThatFailedTellsWhatTheCodesMean) {
     EXPECT_THAT(story.findings.front().happened, testing::HasSubstr("certificate"));
 }
 
-const std::string installationStarts =
-    checkStarts(0) + at(0, "INFO: Installation of Updates starts") +
-    at(0, "INFO: Getting order of installation ") + at(0, "INFO: Installing /One.pkg ") +
-    at(0, "INFO: Installing /Two.pkg ") +
-    at(0, "INFO : Installing Packages from /usr/local/repost/installer.sh") +
-    at(10, "Child process: executing /usr/local/repost/installer.sh ");
-
 TEST(Story, OfAnInstallationTellsEachPackage) {
     const RunStory story =
-        storyOf(installationStarts + " Installing /One.pkg\nInstalled /One.pkg successfully\n"
-                                     " Installing /Two.pkg\nInstalled /Two.pkg successfully\n");
+        storyOf(installationStarts() + " Installing /One.pkg\nInstalled /One.pkg successfully\n"
+                                       " Installing /Two.pkg\nInstalled /Two.pkg successfully\n");
     EXPECT_EQ(story.kind, RunKind::installation);
     EXPECT_EQ(story.end, RunEnd::well);
     ASSERT_THAT(story.installations, SizeIs(2));
@@ -143,17 +116,18 @@ TEST(Story, OfAnInstallationTellsEachPackage) {
 
 TEST(Story, OfAnInstallationThatFailsOrStopsIsNotWell) {
     const RunStory failed =
-        storyOf(installationStarts + " Installing /One.pkg\nFailed to install /One.pkg\n");
+        storyOf(installationStarts() + " Installing /One.pkg\nFailed to install /One.pkg\n");
     EXPECT_EQ(failed.end, RunEnd::failed);
     EXPECT_EQ(failed.installations[0].state, InstallationStory::State::failed);
     EXPECT_EQ(failed.installations[1].state, InstallationStory::State::listed);
-    EXPECT_EQ(storyOf(installationStarts + " Installing /One.pkg\n").end, RunEnd::stopped);
+    EXPECT_EQ(storyOf(installationStarts() + " Installing /One.pkg\n").end, RunEnd::stopped);
 }
 
 TEST(Story, OfAFreshInstallationIsWellOnceItIsRecorded) {
-    const std::string begins =
-        at(0, "INFO: Enter FreshInstall") + at(0, "INFO: Enter sendTolvaneFreshInstallRequest") +
-        isAnswered(1) + at(2, "INFO : Start download: " + url) + at(7, "Successfully downloaded: " + url);
+    const std::string begins = at(0, "INFO: Enter FreshInstall") +
+                               at(0, "INFO: Enter sendTolvaneFreshInstallRequest") + isAnswered(1) +
+                               at(2, "INFO : Start download: " + packageUrl) +
+                               at(7, "Successfully downloaded: " + packageUrl);
     EXPECT_EQ(storyOf(begins).end, RunEnd::stopped);
     const RunStory story =
         storyOf(begins + at(8, "INFO: Updating /tmp/configuratiob.plist : buildno and version ") +
@@ -166,29 +140,30 @@ TEST(Story, OfAFreshInstallationIsWellOnceItIsRecorded) {
 TEST(Story, OfAFreshInstallationWhosePackageFailedIsAFailure) {
     const std::string begins = at(0, "INFO: Enter FreshInstall") +
                                at(0, "INFO: Enter sendTolvaneFreshInstallRequest") + isAnswered(1) +
-                               at(2, "INFO : Start download: " + url);
+                               at(2, "INFO : Start download: " + packageUrl);
     const std::string brokeOff =
-        at(3, "ERROR : Download Failed with CURL error code CURLE_PARTIAL_FILE for " + url);
-    for (const std::string &end : {at(3, "Error: HTTP response= 404 and CURL response = 0, URL: " + url),
-                                   at(3, "Download Error: CURLE_OPERATION_TIMEDOUT URL: " + url), brokeOff,
-                                   at(3, "ERROR : Download Failed: " + url), // no catalog gives its hash
-                                   at(3, "ERROR: Exit maximum no of Checking HashSUM : " + path)}) {
+        at(3, "ERROR : Download Failed with CURL error code CURLE_PARTIAL_FILE for " + packageUrl);
+    for (const std::string &end :
+         {at(3, "Error: HTTP response= 404 and CURL response = 0, URL: " + packageUrl),
+          at(3, "Download Error: CURLE_OPERATION_TIMEDOUT URL: " + packageUrl), brokeOff,
+          at(3, "ERROR : Download Failed: " + packageUrl), // no catalog gives its hash
+          at(3, "ERROR: Exit maximum no of Checking HashSUM : " + packagePath)}) {
         const RunStory story = storyOf(begins + end);
         EXPECT_EQ(story.end, RunEnd::failed) << end;
         EXPECT_THAT(story.findings, SizeIs(1));
-        const RunStory retried =
-            storyOf(begins + end + at(4, "INFO: DownloadController - Retrying Download") +
-                    at(4, "Resume downloading of " + url) + at(4, "Resume Download: " + url) +
-                    at(4, "INFO : Start download: " + url) + at(5, "Successfully downloaded: " + url) +
-                    at(5, "INFO: Version and Build no Updated to plist successfully"));
+        const RunStory retried = storyOf(
+            begins + end + at(4, "INFO: DownloadController - Retrying Download") +
+            at(4, "Resume downloading of " + packageUrl) + at(4, "Resume Download: " + packageUrl) +
+            at(4, "INFO : Start download: " + packageUrl) + at(5, "Successfully downloaded: " + packageUrl) +
+            at(5, "INFO: Version and Build no Updated to plist successfully"));
         EXPECT_EQ(retried.end, RunEnd::well) << end;
         EXPECT_EQ(retried.transfers.front().state, TransferStory::State::done) << end;
     }
-    EXPECT_EQ(
-        storyOf(begins + brokeOff + at(3, "Resume Download: " + url) + at(3, "INFO : Start download: " + url))
-            .end,
-        RunEnd::stopped);
-    EXPECT_EQ(storyOf(begins + at(4, "Successfully downloaded: " + url) +
+    EXPECT_EQ(storyOf(begins + brokeOff + at(3, "Resume Download: " + packageUrl) +
+                      at(3, "INFO : Start download: " + packageUrl))
+                  .end,
+              RunEnd::stopped);
+    EXPECT_EQ(storyOf(begins + at(4, "Successfully downloaded: " + packageUrl) +
                       at(5, "ERROR: Version and Build no Updated to plist Failed !"))
                   .end,
               RunEnd::failed);
@@ -236,7 +211,7 @@ TEST(Stories, OfARunThatWasKilledStops) {
 
 TEST(Stories, OfTheScriptOfARunThatWasKilledGoOnBesideTheNextRun) {
     const std::vector<RunStory> stories =
-        storiesOf(installationStarts + " Installing /One.pkg\n" + checkStarts(0) + asks(0) +
+        storiesOf(installationStarts() + " Installing /One.pkg\n" + checkStarts(0) + asks(0) +
                   "Installed /One.pkg successfully\n Installing /Two.pkg\n" + isAnswered(1) +
                   at(1, "INFO : TolvaneHandler - No Update") + at(1, "ERROR Tolvane response") + exits(1) +
                   "Installed /Two.pkg successfully\n");
@@ -248,7 +223,7 @@ TEST(Stories, OfTheScriptOfARunThatWasKilledGoOnBesideTheNextRun) {
 }
 
 TEST(Stories, OfARunThatWasKilledGetNoLineOfALaterOne) {
-    const std::string installation = installationStarts + " Installing /One.pkg\n" +
+    const std::string installation = installationStarts() + " Installing /One.pkg\n" +
                                      "Installed /One.pkg successfully\n Installing /Two.pkg\n" +
                                      "Installed /Two.pkg successfully\n";
     for (const std::string &older : {checkStarts(0) + asks(0), installation}) {
@@ -268,9 +243,10 @@ TEST(Stories, OfARunThatWasKilledGetNoLineOfALaterOne) {
 }
 
 TEST(Stories, OfAHostThatWaitsForACheckAreToldApart) {
-    const std::string fresh =
-        at(3, "INFO: Enter FreshInstall") + at(3, "INFO: Enter sendTolvaneFreshInstallRequest") +
-        isAnswered(4) + at(5, "INFO : Start download: " + url) + at(6, "Successfully downloaded: " + url);
+    const std::string fresh = at(3, "INFO: Enter FreshInstall") +
+                              at(3, "INFO: Enter sendTolvaneFreshInstallRequest") + isAnswered(4) +
+                              at(5, "INFO : Start download: " + packageUrl) +
+                              at(6, "Successfully downloaded: " + packageUrl);
     const std::string recorded = at(7, "INFO: Version and Build no Updated to plist successfully");
     const std::vector<RunStory> stories = storiesOf(
         checkStarts(0) + asks(0) + at(0, "INFO: Waiting for another job on this machine to end") +

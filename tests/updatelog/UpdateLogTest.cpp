@@ -74,14 +74,13 @@ TEST(UpdateLog, TellsAMessageOfManyLinesOnOne) {
 }
 
 TEST(UpdateLog, TellsTheCausesOfAFailureAndWhatHasSettledOne) {
-    const std::string url = "https://host/One.pkg";
     const std::string out =
-        tell(checkStarts(0) + asks(0) + isAnswered(1) + at(2, "INFO : Start download: " + url) +
-             at(3, "ERROR : Download Failed with CURL error code CURLE_PARTIAL_FILE for " + url) +
-             at(3, "Resume Download: " + url) + at(4, "ERROR: Download Failed") + exits(4))
+        tell(checkStarts(0) + asks(0) + isAnswered(1) + at(2, "INFO : Start download: " + packageUrl) +
+             at(3, "ERROR : Download Failed with CURL error code CURLE_PARTIAL_FILE for " + packageUrl) +
+             at(3, "Resume Download: " + packageUrl) + at(4, "ERROR: Download Failed") + exits(4))
             .out;
-    EXPECT_THAT(
-        out, HasSubstr("PARTIAL_FILE for " + url + "\n    The rest is asked for; nothing is lost.\n  line "));
+    EXPECT_THAT(out, HasSubstr("PARTIAL_FILE for " + packageUrl +
+                               "\n    The rest is asked for; nothing is lost.\n  line "));
     EXPECT_THAT(out, HasSubstr("\n    Causes: What the lines before say of a package;"));
 }
 

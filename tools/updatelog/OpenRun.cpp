@@ -44,7 +44,8 @@ void OpenRun::beginAt(const LogEntry &entry) {
 void OpenRun::take(const LogEntry &entry) {
     m_story.lastLine = entry.line;
     m_story.isOfEngine |= entry.known.has_value();
-    if (!entry.time.empty())
+    // What nobody knows behind its last line may be half of the next one's first.
+    if (!entry.time.empty() && (entry.known || !m_story.isOfEngine))
         m_story.ended = entry.time;
     if (m_story.began.empty())
         m_story.began = entry.time;

@@ -11,6 +11,7 @@ namespace {
 constexpr std::array<std::string_view, 6> hostsLines = {"plist-update-started", "plist-updated",
                                                         "plist-not-updated",    "retry-started",
                                                         "download-retried",     "cancelled"};
+constexpr std::array<std::string_view, 3> firstLines = {"updater-called", "job-started", "waiting-for-job"};
 // With these the jobs of the command line begin their work.
 constexpr std::array<std::string_view, 3> firstSteps = {"update-request-started", "installation-started",
                                                         "list-empty"};
@@ -55,24 +56,27 @@ OpenRun &StoryTeller::runOf(const LogEntry &entry) {
 // lines are those of the newest run that neither waits nor has ended.
 OpenRun &StoryTeller::runAtWork(const LogEntry &entry) {
     const std::string id = entry.known ? entry.known->message->id : "";
-    OpenRun *const working = newest([](const OpenRun &run) { return run.isAtWork(); });
+    const std::string step = entry.known ? entry.known->message->step : "";
+    // Behind its script a run writes only how that goes.
+    const bool mayHaveScript = step == "installation" || step == "run";
+    OpenRun *const working = newest([mayHaveScript](const OpenRun &run) {
+        return run.isAtWork() && (mayHaveScript || !run.hasScript());
+    });
     const bool isBusy = working != nullptr && working->hasBegunWork();
     if (id == "updater-started")
         return begin(entry);
-    if (id == "waiting-for-job" && (working == nullptr || isBusy))
-        return begin(entry); // a host's, which begins with this line
+    // These come before any work; a host's run begins with the last one of them.
+    if (isOneOf(id, firstLines) && (working == nullptr || isBusy))
+        return begin(entry);
     if (id == "fresh-install-started" && (working == nullptr || isBusy || !working->isHosts())) {
         OpenRun *const waiting = firstWaiting(true);
         return waiting != nullptr ? *waiting : begin(entry);
     }
-    // Who has begun does not begin again: it is the one that has waited.
+    // Who has begun does not begin again: it is one that has waited, or whose beginning is missing.
     if (working != nullptr && !(isBusy && isOneOf(id, firstSteps)))
         return *working;
-    if (OpenRun *const waiting = firstWaiting(false))
-        return *waiting;
-    if (working != nullptr)
-        return *working;
-    return m_open.empty() ? begin(entry) : m_open.back();
+    OpenRun *const waiting = firstWaiting(false);
+    return waiting != nullptr ? *waiting : begin(entry);
 }
 
 OpenRun &StoryTeller::begin(const LogEntry &entry) {
