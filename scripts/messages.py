@@ -20,8 +20,10 @@ _token = re.compile(r'''//[^\n]*|/\*.*?\*/|"(?:\\.|[^"\\\n])*"|'(?:\\.|[^'\\\n])
 _literal = re.compile(r'"(?:\\.|[^"\\\n])*"')
 _call = re.compile(r'\b(trace|catalogTrace)\s*\.\s*(error|info|write)\s*\(|\b(printError|printOutput|assert)\s*\(')
 # Whatever could write a line past these.
-_past = re.compile(r'\b(?:trace|catalogTrace)\b(?!\s*\.\s*(?:error|info|write)\s*\()'
-                   r'|\b(?:printf|vprintf|puts|putchar|perror|psignal|v?syslog|logFilePtr|stdout|stderr)\b'
+_past = re.compile(r'\b(?:trace|catalogTrace)\b(?!\s*\.\s*(?:error|info|write)\s*\()|\bTrace\b(?!\s*::)'
+                   r'|\b(?:v?d?printf|puts|putchar|perror|psignal|v?syslog|logFilePtr|stdout|stderr)\b'
+                   r'|\bv?(?:err|warn)x?\s*\('
+                   r'|\bwritev?\s*\(\s*(?:STD(?:OUT|ERR)_FILENO|[12])\b'
                    r'|\bstd\s*::\s*w?c(?:err|out|log)\b')
 _conversion = re.compile(r'%[-+ #0]*\d*(?:\.\d+)?(?:hh|h|ll|l|z)?([a-zA-Z%])')
 _placeholder = re.compile(r'\{(\w+):(\w+)\}')
@@ -259,7 +261,7 @@ def differences(sources, catalogue):
     written = {message.key() for message in sources.messages}
     yield from (f'{entry.id}: nothing in the sources writes this to {entry.stream}: {shown(entry.text)}'
                 for key, entry in entries.items() if key not in written)
-    explained = {entry.value['tool'] for entry in catalogue.entries if entry.by == TOOL}
+    explained = {entry.value['tool'] for entry in catalogue.entries if 'tool' in entry.value}
     yield from (f'{tool}: is started, and no entry tells of its complaints' for tool in sorted(sources.tools - explained))
     yield from (f'{tool}: has entries, and nothing in the sources starts it'
                 for tool in sorted(explained - sources.tools - {'C++ runtime', 'dynamic loader'}))

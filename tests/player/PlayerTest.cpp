@@ -179,6 +179,14 @@ TEST(Player, PlaysARetryWhenItIsAskedFor) {
     EXPECT_TRUE(player.progress()->completed);
 }
 
+TEST(Player, PlaysARetryThatIsTheFirstRecordedCall) {
+    Player player(recordingOf(head + figures(0, 50, true) + retry + figures(1, 100, false, true) +
+                              returnsAt(1, std::nullopt)),
+                  1);
+    player.retryDownloadPackages();
+    EXPECT_TRUE(player.progress()->completed);
+}
+
 TEST(Player, LeavesEverythingAsItIsWhereTheRecordingHasNoMore) {
     Player player(recordingOf(failsThenWorks), 1);
     player.retryDownloadPackages(); // nothing was installed yet

@@ -83,6 +83,14 @@ INSTANTIATE_TEST_SUITE_P(
             "ALinePastTheTrace",
             R"(sed -i 's/^    m_engine.stop();/    std::puts("stopped");\n&/' src/mac/src/DownloadController.cpp)",
             "puts writes past the trace"},
+        Change{
+            "ALineByADescriptor",
+            R"(sed -i 's/^    m_engine.stop();/    dprintf(STDERR_FILENO, "stopped");\n&/' src/mac/src/DownloadController.cpp)",
+            "dprintf writes past the trace"},
+        Change{
+            "ATraceOfItsOwn",
+            R"(sed -i 's/^    m_engine.stop();/    Trace(m_level).info("stopped");\n&/' src/mac/src/DownloadController.cpp)",
+            "Trace writes past the trace"},
         Change{"ALineOfTheScript",
                R"(sed -i 's/Restarted QRN/Restarted the service/' src/mac/src/InstallerScript.cpp)",
                "\"Restarted the service\\n\": no entry of share/messages.json has this text for trace"},
@@ -104,6 +112,48 @@ INSTANTIATE_TEST_SUITE_P(
         Change{"APageThatIsStale", R"(echo >>docs/messages.md)",
                "docs/messages.md: is not what scripts/write-messages writes"}),
     [](const auto &one) { return one.param.name; });
+
+TEST_F(MessagesScript, tellsAllThatIsWrongWithEntries) {
+    const Outcome outcome = checkedAfter(R"sh(python3 - <<'EOF'
+import json
+def change(file, by):
+    document = json.load(open(file))
+    by(document)
+    json.dump(document, open(file, "w"))
+def entries(document):
+    by_id = {entry["id"]: entry for entry in document["messages"]}
+    by_id["no-updates"]["id"] = "no-update"
+    by_id["updater-called"]["text"] = by_id["updater-called"]["text"].replace("{affiliate", "{version")
+    by_id["http-code"]["text"] = by_id["http-code"]["text"].replace(":number", ":figure")
+    by_id["cancelled"]["text"] = "Cancel {Downloading\n"
+    by_id["retry-started"]["step"] = "lunch"
+    by_id["script-installing"]["level"] = 5
+    by_id["rm-complains"].pop("tool")
+    by_id["list-empty"]["causes"] = []
+    by_id["lock-failed"]["cases"][0]["with"] = {"cause": "Is a directory"}
+    by_id["terminated"]["followed"][0]["by"] = "ended"
+    by_id["list-not-written"]["faults"].append("LockFault.NoInodes")
+def reported(scenarios):
+    scenarios["NoFault.AtAll"] = {"": ["no-reply"]}
+    scenarios["LockFault.NoInodes"]["Unknown"] = ["lock-lost"]
+change("share/messages.json", entries)
+change("tests/faults/reported.json", reported)
+EOF)sh");
+    EXPECT_EQ(outcome.status, 1);
+    for (const char *told :
+         {"no-update: stands twice", "updater-called: two parts have one name",
+          "http-code: there is no kind figure", "cancelled: a part that varies is {name:kind}",
+          "retry-started: there is no step lunch",
+          "script-installing: the engine's messages in the trace have a level, and no others",
+          "rm-complains: messages of tools name their tool, and no others",
+          "list-empty: what is not normal has a cause",
+          "lock-failed: a case asks for cause, which its text does not have",
+          "terminated: is followed by ended, which is no entry",
+          "list-not-written: rests on LockFault.NoInodes, whose scenario does not report it",
+          "reported.json: docs/faults.md has no row for NoFault.AtAll",
+          "reported.json: LockFault.NoInodes reports lock-lost, which is no entry"})
+        EXPECT_NE(outcome.output.find(told), std::string::npos) << told << "\n" << outcome.output;
+}
 
 TEST(MessagesScriptOfThisProject, findsNothing) {
     if (outside("python3 -c 'import jsonschema'").status != 0)

@@ -44,3 +44,15 @@ inline std::string deafCheck(const std::string &day = "2026-11-22") {
            at(3, "INFO : TolvaneHandler - Update Available", day) + at(3, "ERROR Tolvane response", day) +
            exits(3, day);
 }
+
+// An installation of two packages, up to its script.
+inline std::string installationStarts() {
+    return checkStarts(0) + at(0, "INFO: Installation of Updates starts") +
+           at(0, "INFO: Getting order of installation ") + at(0, "INFO: Installing /One.pkg ") +
+           at(0, "INFO: Installing /Two.pkg ") +
+           at(0, "INFO : Installing Packages from /usr/local/repost/installer.sh") +
+           at(10, "Child process: executing /usr/local/repost/installer.sh ");
+}
+
+inline const std::string packageUrl = "https://host/One.pkg";
+inline const std::string packagePath = "/usr/local/Brovik/TempDownload/Package/1.0.1.0/One.pkg";

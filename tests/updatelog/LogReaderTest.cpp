@@ -74,6 +74,35 @@ TEST(LogReader, TakesALineThatWasCut) {
     EXPECT_THAT(toldOf(""), IsEmpty());
 }
 
+// As whoever meets a full disk leaves it.
+TEST(LogReader, TakesWhatStandsBehindHalfALine) {
+    const std::string half = "2026-11-22.07:00:01 : INFO: Down";
+    EXPECT_THAT(toldOf(half + exits(2) + half + half + exits(3)),
+                ElementsAre("1 ? INFO: Down", "1 updater-exited", "2 ? INFO: Down", "2 ? INFO: Down",
+                            "2 updater-exited"));
+    EXPECT_THAT(toldOf(std::string(3, '\0') + exits(2)),
+                ElementsAre("1 ? " + std::string(3, '\0'), "1 updater-exited"));
+    for (std::size_t length = LogReader::longest - 30; length < LogReader::longest + 3; ++length)
+        ASSERT_EQ(toldOf(std::string(length, 'x') + exits(2)).back(), "1 updater-exited") << length;
+    for (std::size_t length = 2 * LogReader::longest - 30; length < 2 * LogReader::longest + 3; ++length)
+        ASSERT_EQ(toldOf(std::string(length, 'x') + exits(2)).back(), "1 updater-exited") << length;
+    // Two processes that write at once.
+    EXPECT_THAT(toldOf("2026-11-22.07:00:01 : " + exits(2)), ElementsAre("1 ? ", "1 updater-exited"));
+}
+
+TEST(LogReader, KnowsALastLineWithoutItsEnd) {
+    const std::string exit = exits(2);
+    EXPECT_THAT(toldOf(exit.substr(0, exit.size() - 1)), ElementsAre("1 updater-exited"));
+    EXPECT_THAT(toldOf("2026-11-22.07:00:01 : INFO : Start download: https://ho"),
+                ElementsAre("1 ? INFO : Start download: https://ho"));
+}
+
+TEST(LogReader, TakesTheLineEndsOfOtherSystems) {
+    EXPECT_THAT(toldOf("2026-11-22.07:00:02 : Product updater is exited\r\n"
+                       " Installing /One.pkg\r\nfrom another program\r\n\r\n"),
+                ElementsAre("1 updater-exited", "2 script-installing", "3 ? from another program", "4 ? "));
+}
+
 TEST(LogReader, KeepsTheBeginningOfADocumentThatIsLong) {
     std::string reply;
     for (int line = 0; line < 100000; ++line)

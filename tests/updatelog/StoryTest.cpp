@@ -1,12 +1,10 @@
 // What is told of the runs of a log.
-#include "Story.h"
-
-#include <sstream>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "Lines.h"
+#include "Stories.h"
 #include "Telling.h"
 
 namespace {
@@ -14,26 +12,6 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::SizeIs;
-
-const std::string url = "https://host/One.pkg";
-const std::string path = "/usr/local/Brovik/TempDownload/Package/1.0.1.0/One.pkg";
-
-std::vector<RunStory> storiesOf(const std::string &text) {
-    std::vector<RunStory> stories;
-    StoryTeller teller([&stories](RunStory story) { stories.push_back(std::move(story)); });
-    std::istringstream log(text);
-    LogReader reader(log);
-    while (const std::optional<LogEntry> entry = reader.next())
-        teller.take(*entry);
-    teller.finish();
-    return stories;
-}
-
-RunStory storyOf(const std::string &text) {
-    std::vector<RunStory> stories = storiesOf(text);
-    EXPECT_THAT(stories, SizeIs(1));
-    return stories.empty() ? RunStory() : stories.front();
-}
 
 std::vector<std::string> findingsOf(const RunStory &story) {
     std::vector<std::string> ids;
@@ -70,18 +48,20 @@ TEST(Story, OfAServiceThatDoesNotAnswerIsAFailureWithItsRemedy) {
 TEST(Story, OfADownloadCountsItsAttemptsAndHashChecks) {
     const RunStory story = storyOf(
         checkStarts(0) + asks(0) + isAnswered(1) + at(1, "INFO : TolvaneHandler - Update Available") +
-        at(2, "INFO : Start download: " + url) +
-        at(3, "ERROR : Download Failed with CURL error code CURLE_PARTIAL_FILE for " + url) +
-        at(3, "Resume Download: " + url) + at(3, "INFO : Start download: " + url) +
-        at(4, "INFO: Checking HashSUM : " + path) + at(5, "Error: Hash mismatch : " + path) +
-        at(5, "Resume Download: " + url) + at(5, "INFO : Start download: " + url) +
-        at(6, "INFO: Checking HashSUM : " + path) + at(7, "INFO:Success Checking HashSUM : " + path) +
-        at(7, "Successfully downloaded: " + url) + at(7, "ERROR : Download Failed: " + url) + exits(8));
+        at(2, "INFO : Start download: " + packageUrl) +
+        at(3, "ERROR : Download Failed with CURL error code CURLE_PARTIAL_FILE for " + packageUrl) +
+        at(3, "Resume Download: " + packageUrl) + at(3, "INFO : Start download: " + packageUrl) +
+        at(4, "INFO: Checking HashSUM : " + packagePath) + at(5, "Error: Hash mismatch : " + packagePath) +
+        at(5, "Resume Download: " + packageUrl) + at(5, "INFO : Start download: " + packageUrl) +
+        at(6, "INFO: Checking HashSUM : " + packagePath) +
+        at(7, "INFO:Success Checking HashSUM : " + packagePath) +
+        at(7, "Successfully downloaded: " + packageUrl) + at(7, "ERROR : Download Failed: " + packageUrl) +
+        exits(8));
     EXPECT_EQ(story.end, RunEnd::well);
     EXPECT_EQ(story.answer, "a release");
     ASSERT_THAT(story.transfers, SizeIs(1));
     const TransferStory &transfer = story.transfers.front();
-    EXPECT_EQ(transfer.url, url);
+    EXPECT_EQ(transfer.url, packageUrl);
     EXPECT_EQ(transfer.state, TransferStory::State::done);
     EXPECT_EQ(transfer.attempts, 3U);
     EXPECT_EQ(transfer.resumes, 2U);
@@ -89,12 +69,33 @@ TEST(Story, OfADownloadCountsItsAttemptsAndHashChecks) {
     EXPECT_EQ(transfer.hashFailures, 1U);
     EXPECT_EQ(transfer.began, "2026-11-22.07:00:02");
     EXPECT_EQ(transfer.ended, "2026-11-22.07:00:07");
+    // What a later line has settled needs nothing to be done.
+    ASSERT_THAT(findingsOf(story), ElementsAre("transfer-broke-off", "hash-wrong"));
+    EXPECT_EQ(story.findings[0].settled, "The rest is asked for; nothing is lost.");
+    EXPECT_EQ(story.findings[1].settled, "It is fetched again whole.");
+}
+
+TEST(Story, OfOneFilesResumeSettlesNothingOfAnothers) {
+    const RunStory story =
+        storyOf(checkStarts(0) + asks(0) + isAnswered(1) + at(2, "INFO : Start download: " + packageUrl) +
+                at(3, "ERROR : Download Failed with CURL error code CURLE_PARTIAL_FILE for " + packageUrl) +
+                at(3, "Resume Download: https://host/Two.pkg"));
+    ASSERT_THAT(findingsOf(story), ElementsAre("transfer-broke-off"));
+    EXPECT_EQ(story.findings[0].settled, "");
+}
+
+TEST(Story, OfACancelIsNoFailureOfItsTransfers) {
+    const std::string ended = at(3, "Download Error: CURLE_ABORTED_BY_CALLBACK URL: " + packageUrl);
+    const std::string begins =
+        checkStarts(0) + asks(0) + isAnswered(1) + at(2, "INFO : Start download: " + packageUrl);
+    EXPECT_THAT(findingsOf(storyOf(begins + at(2, "Cancel Downloading") + ended)), IsEmpty());
+    EXPECT_THAT(findingsOf(storyOf(begins + ended)), ElementsAre("transfer-ended"));
 }
 
 TEST(Story, OfADownloadThatFailedTellsWhatTheCodesMean) {
     const RunStory story =
-        storyOf(checkStarts(0) + asks(0) + isAnswered(1) + at(2, "INFO : Start download: " + url) +
-                at(3, "Error: HTTP response= 0 and CURL response = 60, URL: " + url) +
+        storyOf(checkStarts(0) + asks(0) + isAnswered(1) + at(2, "INFO : Start download: " + packageUrl) +
+                at(3, "Error: HTTP response= 0 and CURL response = 60, URL: " + packageUrl) +
                 at(3, "ERROR: Download Failed") + exits(3));
     EXPECT_EQ(story.end, RunEnd::failed);
     EXPECT_EQ(story.transfers.front().state, TransferStory::State::failed);
@@ -102,17 +103,10 @@ TEST(Story, OfADownloadThatFailedTellsWhatTheCodesMean) {
     EXPECT_THAT(story.findings.front().happened, testing::HasSubstr("certificate"));
 }
 
-const std::string installationStarts =
-    checkStarts(0) + at(0, "INFO: Installation of Updates starts") +
-    at(0, "INFO: Getting order of installation ") + at(0, "INFO: Installing /One.pkg ") +
-    at(0, "INFO: Installing /Two.pkg ") +
-    at(0, "INFO : Installing Packages from /usr/local/repost/installer.sh") +
-    at(10, "Child process: executing /usr/local/repost/installer.sh ");
-
 TEST(Story, OfAnInstallationTellsEachPackage) {
     const RunStory story =
-        storyOf(installationStarts + " Installing /One.pkg\nInstalled /One.pkg successfully\n"
-                                     " Installing /Two.pkg\nInstalled /Two.pkg successfully\n");
+        storyOf(installationStarts() + " Installing /One.pkg\nInstalled /One.pkg successfully\n"
+                                       " Installing /Two.pkg\nInstalled /Two.pkg successfully\n");
     EXPECT_EQ(story.kind, RunKind::installation);
     EXPECT_EQ(story.end, RunEnd::well);
     ASSERT_THAT(story.installations, SizeIs(2));
@@ -122,23 +116,65 @@ TEST(Story, OfAnInstallationTellsEachPackage) {
 
 TEST(Story, OfAnInstallationThatFailsOrStopsIsNotWell) {
     const RunStory failed =
-        storyOf(installationStarts + " Installing /One.pkg\nFailed to install /One.pkg\n");
+        storyOf(installationStarts() + " Installing /One.pkg\nFailed to install /One.pkg\n");
     EXPECT_EQ(failed.end, RunEnd::failed);
     EXPECT_EQ(failed.installations[0].state, InstallationStory::State::failed);
     EXPECT_EQ(failed.installations[1].state, InstallationStory::State::listed);
-    EXPECT_EQ(storyOf(installationStarts + " Installing /One.pkg\n").end, RunEnd::stopped);
+    EXPECT_EQ(storyOf(installationStarts() + " Installing /One.pkg\n").end, RunEnd::stopped);
 }
 
 TEST(Story, OfAFreshInstallationIsWellOnceItIsRecorded) {
-    const std::string begins =
-        at(0, "INFO: Enter FreshInstall") + at(0, "INFO: Enter sendTolvaneFreshInstallRequest") +
-        isAnswered(1) + at(2, "INFO : Start download: " + url) + at(7, "Successfully downloaded: " + url);
+    const std::string begins = at(0, "INFO: Enter FreshInstall") +
+                               at(0, "INFO: Enter sendTolvaneFreshInstallRequest") + isAnswered(1) +
+                               at(2, "INFO : Start download: " + packageUrl) +
+                               at(7, "Successfully downloaded: " + packageUrl);
     EXPECT_EQ(storyOf(begins).end, RunEnd::stopped);
     const RunStory story =
         storyOf(begins + at(8, "INFO: Updating /tmp/configuratiob.plist : buildno and version ") +
                 at(8, "INFO: Version and Build no Updated to plist successfully"));
     EXPECT_EQ(story.kind, RunKind::freshInstallation);
     EXPECT_EQ(story.end, RunEnd::well);
+}
+
+// No line says so but the transfer's own.
+TEST(Story, OfAFreshInstallationWhosePackageFailedIsAFailure) {
+    const std::string begins = at(0, "INFO: Enter FreshInstall") +
+                               at(0, "INFO: Enter sendTolvaneFreshInstallRequest") + isAnswered(1) +
+                               at(2, "INFO : Start download: " + packageUrl);
+    const std::string brokeOff =
+        at(3, "ERROR : Download Failed with CURL error code CURLE_PARTIAL_FILE for " + packageUrl);
+    for (const std::string &end :
+         {at(3, "Error: HTTP response= 404 and CURL response = 0, URL: " + packageUrl),
+          at(3, "Download Error: CURLE_OPERATION_TIMEDOUT URL: " + packageUrl), brokeOff,
+          at(3, "ERROR : Download Failed: " + packageUrl), // no catalog gives its hash
+          at(3, "ERROR: Exit maximum no of Checking HashSUM : " + packagePath)}) {
+        const RunStory story = storyOf(begins + end);
+        EXPECT_EQ(story.end, RunEnd::failed) << end;
+        EXPECT_THAT(story.findings, SizeIs(1));
+        const RunStory retried = storyOf(
+            begins + end + at(4, "INFO: DownloadController - Retrying Download") +
+            at(4, "Resume downloading of " + packageUrl) + at(4, "Resume Download: " + packageUrl) +
+            at(4, "INFO : Start download: " + packageUrl) + at(5, "Successfully downloaded: " + packageUrl) +
+            at(5, "INFO: Version and Build no Updated to plist successfully"));
+        EXPECT_EQ(retried.end, RunEnd::well) << end;
+        EXPECT_EQ(retried.transfers.front().state, TransferStory::State::done) << end;
+    }
+    EXPECT_EQ(storyOf(begins + brokeOff + at(3, "Resume Download: " + packageUrl) +
+                      at(3, "INFO : Start download: " + packageUrl))
+                  .end,
+              RunEnd::stopped);
+    EXPECT_EQ(storyOf(begins + at(4, "Successfully downloaded: " + packageUrl) +
+                      at(5, "ERROR: Version and Build no Updated to plist Failed !"))
+                  .end,
+              RunEnd::failed);
+}
+
+TEST(Story, OfAModeThatIsNoneIsAFailure) {
+    const RunStory story = storyOf(checkStarts(0) + exits(0));
+    EXPECT_EQ(story.end, RunEnd::failed);
+    ASSERT_THAT(findingsOf(story), ElementsAre("updater-exited"));
+    EXPECT_THAT(story.findings.front().happened, testing::HasSubstr("neither \"CheckForInstall\" nor"));
+    EXPECT_THAT(story.findings.front().remedy, testing::HasSubstr("productUpdater(8)"));
 }
 
 TEST(Stories, OfRunsThatFollowEachOtherComeInTheirOrder) {
@@ -173,6 +209,87 @@ TEST(Stories, OfARunThatWasKilledStops) {
     EXPECT_EQ(stories[1].end, RunEnd::nothingToDo);
 }
 
+TEST(Stories, OfTheScriptOfARunThatWasKilledGoOnBesideTheNextRun) {
+    const std::vector<RunStory> stories =
+        storiesOf(installationStarts() + " Installing /One.pkg\n" + checkStarts(0) + asks(0) +
+                  "Installed /One.pkg successfully\n Installing /Two.pkg\n" + isAnswered(1) +
+                  at(1, "INFO : TolvaneHandler - No Update") + at(1, "ERROR Tolvane response") + exits(1) +
+                  "Installed /Two.pkg successfully\n");
+    ASSERT_THAT(stories, SizeIs(2));
+    EXPECT_EQ(stories[0].kind, RunKind::installation);
+    EXPECT_EQ(stories[0].end, RunEnd::well);
+    EXPECT_EQ(stories[1].end, RunEnd::nothingToDo);
+    EXPECT_THAT(stories[1].installations, IsEmpty());
+}
+
+TEST(Stories, OfARunThatWasKilledGetNoLineOfALaterOne) {
+    const std::string installation = installationStarts() + " Installing /One.pkg\n" +
+                                     "Installed /One.pkg successfully\n Installing /Two.pkg\n" +
+                                     "Installed /Two.pkg successfully\n";
+    for (const std::string &older : {checkStarts(0) + asks(0), installation}) {
+        const std::vector<RunStory> stories =
+            storiesOf(older + checkStarts(1) + asks(1) + checkStarts(1) +
+                      at(1, "INFO: Waiting for another job on this machine to end") + isAnswered(2) +
+                      at(2, "INFO : TolvaneHandler - No Update") + at(2, "ERROR Tolvane response") +
+                      exits(2) + asks(3) + at(4, "INFO :Tolvane Response - ") +
+                      at(4, "ERROR Tolvane response") + exits(4) + "from another program\n");
+        ASSERT_THAT(stories, SizeIs(3));
+        EXPECT_EQ(stories[0].lastLine + 1, stories[1].firstLine);
+        EXPECT_THAT(stories[0].unknownLines, IsEmpty());
+        EXPECT_EQ(stories[1].end, RunEnd::nothingToDo);
+        EXPECT_EQ(stories[2].end, RunEnd::failed);
+        EXPECT_THAT(stories[2].unknownLines, SizeIs(1));
+    }
+}
+
+TEST(Stories, OfAHostThatWaitsForACheckAreToldApart) {
+    const std::string fresh = at(3, "INFO: Enter FreshInstall") +
+                              at(3, "INFO: Enter sendTolvaneFreshInstallRequest") + isAnswered(4) +
+                              at(5, "INFO : Start download: " + packageUrl) +
+                              at(6, "Successfully downloaded: " + packageUrl);
+    const std::string recorded = at(7, "INFO: Version and Build no Updated to plist successfully");
+    const std::vector<RunStory> stories = storiesOf(
+        checkStarts(0) + asks(0) + at(0, "INFO: Waiting for another job on this machine to end") +
+        isAnswered(1) + at(1, "INFO : TolvaneHandler - No Update") + at(1, "ERROR Tolvane response") +
+        exits(2) + fresh + checkStarts(6) + asks(6) + recorded + deafCheck());
+    ASSERT_THAT(stories, SizeIs(4));
+    EXPECT_EQ(stories[0].end, RunEnd::nothingToDo);
+    EXPECT_EQ(stories[1].kind, RunKind::freshInstallation);
+    EXPECT_TRUE(stories[1].waited);
+    EXPECT_EQ(stories[1].end, RunEnd::well);
+    EXPECT_EQ(stories[2].end, RunEnd::stopped);
+    EXPECT_FALSE(stories[2].isRecorded);
+}
+
+// It has begun its work when the older one has not.
+TEST(Stories, OfACheckThatWaitsForOneThatIsKilledAreToldApart) {
+    const std::string waits = at(1, "INFO: Waiting for another job on this machine to end");
+    const std::vector<RunStory> stories =
+        storiesOf(checkStarts(0) + asks(0) + checkStarts(1) + waits + asks(2) + isAnswered(2) +
+                  at(2, "INFO : TolvaneHandler - No Update") + at(2, "ERROR Tolvane response") + exits(2));
+    ASSERT_THAT(stories, SizeIs(2));
+    EXPECT_EQ(stories[0].end, RunEnd::stopped);
+    EXPECT_EQ(stories[1].end, RunEnd::nothingToDo);
+}
+
+TEST(Stories, BeginWithTheirFirstLineOfTheEngine) {
+    const RunStory story = storyOf("from another program\nand another\n" + idleCheck());
+    EXPECT_EQ(story.number, 1U);
+    EXPECT_EQ(story.began, "2026-11-22.07:00:00");
+    EXPECT_EQ(story.firstLine, 1U);
+    EXPECT_THAT(story.unknownLines, SizeIs(2));
+    EXPECT_EQ(story.end, RunEnd::nothingToDo);
+}
+
+TEST(Stories, OfALogWhoseBeginningIsMissingTellWhatIsThere) {
+    const RunStory story = storyOf("Installed /One.pkg successfully\n Installing /Two.pkg\n"
+                                   "Failed to install /Two.pkg\n");
+    EXPECT_EQ(story.end, RunEnd::failed);
+    ASSERT_THAT(story.installations, SizeIs(2));
+    EXPECT_EQ(story.installations[0].state, InstallationStory::State::done);
+    EXPECT_EQ(story.installations[1].state, InstallationStory::State::failed);
+}
+
 TEST(Stories, KeepForeignLinesWithTheRunAmongWhoseLinesTheyStand) {
     const RunStory story = storyOf(checkStarts(0) + "from another program\n" + asks(0));
     ASSERT_THAT(story.unknownLines, SizeIs(1));
@@ -187,6 +304,31 @@ TEST(Stories, TakeBoundedMemoryForLinesThatNobodyKnows) {
     const RunStory story = storyOf(checkStarts(0) + foreign);
     EXPECT_THAT(story.unknownLines, SizeIs(RunStory::mostLines));
     EXPECT_EQ(story.left, 5000 - RunStory::mostLines);
+}
+
+TEST(Stories, TakeBoundedMemoryForWhateverIsLongOrMany) {
+    std::string log = checkStarts(0);
+    const std::string endless(60000, 'x');
+    for (int line = 0; line < 100; ++line) {
+        const std::string name = endless + std::to_string(line);
+        log += endless + "\n" + at(1, "INFO : Start download: https://host/" + name) +
+               at(1, "ERROR: " + name + " Package Missing") + at(1, "INFO: Installing " + name + " ") +
+               at(1, "Successfully downloaded: https://host/" + name);
+    }
+    const RunStory story = storyOf(log);
+    std::size_t bytes = 0;
+    for (const UnknownLine &line : story.unknownLines)
+        bytes += line.text.size();
+    for (const Finding &finding : story.findings)
+        bytes += finding.text.size();
+    for (const TransferStory &transfer : story.transfers)
+        bytes += transfer.url.size();
+    for (const InstallationStory &installation : story.installations)
+        bytes += installation.path.size();
+    EXPECT_LT(bytes, RunStory::mostBytes);
+    EXPECT_GT(bytes, RunStory::mostBytes / 2);
+    EXPECT_EQ(story.left, 400 - story.unknownLines.size() - story.findings.size() - story.transfers.size() -
+                              story.installations.size());
 }
 
 } // namespace

@@ -73,6 +73,34 @@ TEST(UpdateLog, TellsAMessageOfManyLinesOnOne) {
                 HasSubstr("  line 4: ERROR: Catalog Parsing Failed\n    The reply could not be read"));
 }
 
+TEST(UpdateLog, TellsTheCausesOfAFailureAndWhatHasSettledOne) {
+    const std::string out =
+        tell(checkStarts(0) + asks(0) + isAnswered(1) + at(2, "INFO : Start download: " + packageUrl) +
+             at(3, "ERROR : Download Failed with CURL error code CURLE_PARTIAL_FILE for " + packageUrl) +
+             at(3, "Resume Download: " + packageUrl) + at(4, "ERROR: Download Failed") + exits(4))
+            .out;
+    EXPECT_THAT(out, HasSubstr("PARTIAL_FILE for " + packageUrl +
+                               "\n    The rest is asked for; nothing is lost.\n  line "));
+    EXPECT_THAT(out, HasSubstr("\n    Causes: What the lines before say of a package;"));
+}
+
+TEST(UpdateLog, CountsTheUnknownLinesOfARunInOneLine) {
+    EXPECT_THAT(tell("one\n" + idleCheck() + "two\n" + deafCheck()).out,
+                HasSubstr("had nothing to do, 2 lines that nobody knows\nrun 2"));
+    std::string many;
+    for (int line = 0; line < 1001; ++line)
+        many += "one\n";
+    EXPECT_THAT(tell(many + idleCheck()).out, HasSubstr(", at least 1000 lines that nobody knows\n"));
+}
+
+TEST(UpdateLog, CutsALongLineBetweenCharacters) {
+    std::string line = "x";
+    while (line.size() < 2000)
+        line += "\xC3\xA4";
+    const Ended ended = tell(idleCheck() + line + "\n");
+    EXPECT_THAT(ended.out, HasSubstr("\xC3\xA4 ...\n"));
+}
+
 TEST(UpdateLog, PrintsOneObjectARun) {
     const Ended ended = tell(idleCheck() + deafCheck(), {"--json"});
     std::istringstream lines(ended.out);
@@ -106,6 +134,9 @@ TEST(UpdateLog, HasNoLogInWhatIsNone) {
 TEST(UpdateLog, RefusesWrongCallsAndTellsItsUsage) {
     EXPECT_EQ(run({program, "--follow"}).status, 2);
     EXPECT_EQ(run({program, "--run", "none"}).status, 2);
+    for (const char *since :
+         {"yesterday", "2026-11", "2026-11-22 07:00:00", "2026-11-22.07:00", "22-11-2026", ""})
+        EXPECT_EQ(tell(idleCheck(), {"--since", since}).status, 2) << since;
     const Ended help = run({program, "--help"});
     EXPECT_EQ(help.status, 0);
     EXPECT_THAT(help.out, HasSubstr("updatelog --since 2026-11-22"));

@@ -75,7 +75,7 @@ void Player::play(const Call &call) {
 bool Player::mayRetry() const {
     const std::lock_guard<std::mutex> lock(m_mutex);
     if (!m_began)
-        return m_played > 0;
+        return true;
     const ProgressAnswer &progress = answersNow().progress;
     return progress && progress->failed;
 }

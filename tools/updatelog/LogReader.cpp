@@ -4,17 +4,20 @@
 #include <string_view>
 #include <utility>
 
+#include "TimeForm.h"
+
 namespace {
 
-constexpr std::size_t timeLength = sizeof "2026-11-22.07:00:00" - 1;
-constexpr std::size_t stampLength = sizeof "2026-11-22.07:00:00 : " - 1;
-
 bool beginsWithStamp(std::string_view text) {
-    constexpr std::string_view form = "dddd-dd-dd.dd:dd:dd : ";
-    return text.size() >= form.size() &&
-           std::equal(form.begin(), form.end(), text.begin(), [](char expected, char found) {
-               return expected == 'd' ? found >= '0' && found <= '9' : found == expected;
-           });
+    return hasForm(text.substr(0, stampForm.size()), stampForm);
+}
+
+// A file may end without a line end. What varies may be cut there, fixed text is not.
+std::string withLineEnd(const std::string &text) {
+    const std::string whole = text + "\n";
+    const auto known = MessageCatalogue::builtIn().behindStamp(whole);
+    const bool isFixed = known && known->message->text.find("}\n") == std::string::npos;
+    return isFixed ? whole : text;
 }
 
 bool isWhole(const Recognised &known, std::string_view text) {
@@ -53,8 +56,11 @@ LogEntry LogReader::unstamped(Line line) const {
 }
 
 LogEntry LogReader::stamped(Line line) {
-    LogEntry entry{line.number, line.text.substr(0, timeLength), line.text.substr(stampLength),
+    const bool isLast = line.text.back() != '\n';
+    LogEntry entry{line.number, line.text.substr(0, timeForm.size()), line.text.substr(stampForm.size()),
                    line.isShortened, std::nullopt};
+    if (isLast)
+        entry.text = withLineEnd(entry.text);
     entry.known = MessageCatalogue::builtIn().behindStamp(entry.text);
     if (maySpan(entry.known, entry.text))
         gather(entry);
@@ -120,20 +126,41 @@ LogReader::Line LogReader::take() {
 
 std::optional<LogReader::Line> LogReader::readLine() {
     Line line;
+    line.number = m_stamp.empty() ? m_number + 1 : m_number;
+    line.text = std::exchange(m_stamp, {});
     std::streambuf &bytes = *m_log.rdbuf();
+    bool hasEnd = false;
     for (int byte = bytes.sbumpc(); byte != std::streambuf::traits_type::eof(); byte = bytes.sbumpc()) {
-        const char character = std::streambuf::traits_type::to_char_type(byte);
-        if (character == '\n') {
-            line.text += '\n';
+        hasEnd = byte == '\n';
+        if (hasEnd)
             break;
-        }
-        if (line.text.size() < longest)
-            line.text += character;
-        else
-            line.isShortened = true;
+        line.text += std::streambuf::traits_type::to_char_type(byte);
+        if (byte == ' ' && takeStampBehind(line.text))
+            break;
+        // A stamp may still come: as much is kept as is one.
+        if (line.text.size() == 2 * longest)
+            line.text.erase(longest + 1, longest - 1 - stampForm.size());
     }
-    if (line.text.empty())
+    if (line.text.empty() && !hasEnd)
         return std::nullopt;
-    line.number = ++m_number;
+    if (hasEnd && !line.text.empty() && line.text.back() == '\r')
+        line.text.pop_back();
+    line.isShortened = line.text.size() > longest;
+    line.text.resize(std::min(line.text.size(), longest));
+    if (hasEnd)
+        line.text += '\n';
+    m_number = line.number;
     return line;
+}
+
+// Whether the text ends with a stamp behind something else: then that is the next line's.
+bool LogReader::takeStampBehind(std::string &text) {
+    if (text.size() <= stampForm.size())
+        return false;
+    const std::size_t begin = text.size() - stampForm.size();
+    if (!beginsWithStamp(std::string_view(text).substr(begin)))
+        return false;
+    m_stamp = text.substr(begin);
+    text.resize(begin);
+    return true;
 }

@@ -1,4 +1,7 @@
 // Reads a log from its beginning to its end, however long it and its lines are, in bounded memory.
+//
+// Lines may end as on other systems. A time begins a message wherever it stands: whoever meets a full disk
+// leaves half a line, behind which the next one writes.
 #pragma once
 
 #include <cstdint>
@@ -38,6 +41,7 @@ private:
     };
 
     std::optional<Line> readLine();
+    bool takeStampBehind(std::string &text);
     const Line *peek();
     Line take();
     LogEntry stamped(Line line);
@@ -46,5 +50,6 @@ private:
 
     std::istream &m_log;
     std::uint64_t m_number = 0;
+    std::string m_stamp;        // read, and begins the next line
     std::deque<Line> m_waiting; // read and not yet given
 };

@@ -1,6 +1,7 @@
 #include "Telling.h"
 
 #include <algorithm>
+#include <functional>
 #include <set>
 
 #include <nlohmann/json.hpp>
@@ -70,6 +71,15 @@ std::string counted(unsigned count, const std::string &what) {
     return std::to_string(count) + " " + what + (count == 1 ? "" : "s");
 }
 
+// So that no line is dropped where a run is told in one.
+std::string unknownInWords(const RunStory &story) {
+    const std::size_t count = story.unknownLines.size();
+    if (count == 0)
+        return "";
+    return (story.left > 0 ? ", at least " : ", ") + std::to_string(count) +
+           (count == 1 ? " line that nobody knows" : " lines that nobody knows");
+}
+
 std::string transferInWords(const TransferStory &transfer) {
     std::string text =
         transfer.url + ": " + stateInWords(transfer.state) + ", " + counted(transfer.attempts, "attempt");
@@ -90,12 +100,46 @@ std::string shown(const std::string &text) {
         return "";
     std::string line = text.substr(begin, text.find_last_not_of(" \n") + 1 - begin);
     std::replace(line.begin(), line.end(), '\n', ' ');
-    return line.size() > most ? line.substr(0, most) + " ..." : line;
+    if (line.size() <= most)
+        return line;
+    std::size_t end = most;
+    for (; end > most - 3 && (static_cast<unsigned char>(line[end]) & 0xC0) == 0x80; --end) {
+        // Not in the midst of a character.
+    }
+    return line.substr(0, end) + " ...";
+}
+
+std::string causesInWords(const Finding &finding) {
+    std::string words;
+    for (const std::string &cause : finding.causes)
+        words += " " + cause;
+    return words;
+}
+
+// The run's findings; of several of a kind one is explained.
+void addFindings(const RunStory &story, const std::function<void(const std::string &, Tone)> &add) {
+    std::set<std::string> told;
+    for (const Finding &finding : story.findings) {
+        const bool isSettled = !finding.settled.empty();
+        add("  line " + std::to_string(finding.line) + ": " + shown(finding.text),
+            isSettled ? Tone::plain : Tone::bad);
+        if (isSettled) {
+            add("    " + finding.settled, Tone::plain);
+            continue;
+        }
+        if (!told.insert(finding.happened).second)
+            continue;
+        add("    " + finding.happened, Tone::plain);
+        if (!finding.causes.empty())
+            add("    Causes:" + causesInWords(finding), Tone::plain);
+        add("    To do: " + finding.remedy, Tone::plain);
+    }
 }
 
 Json findingInJson(const Finding &finding) {
-    return {{"line", finding.line}, {"time", finding.time},         {"text", finding.text},
-            {"id", finding.id},     {"happened", finding.happened}, {"remedy", finding.remedy}};
+    return {{"line", finding.line},     {"time", finding.time},     {"text", finding.text},
+            {"id", finding.id},         {"file", finding.file},     {"happened", finding.happened},
+            {"causes", finding.causes}, {"remedy", finding.remedy}, {"settled", finding.settled}};
 }
 
 } // namespace
@@ -107,7 +151,8 @@ bool isWell(const RunStory &story) {
 TellingLine inOneLine(const RunStory &story) {
     return {"run " + std::to_string(story.number) + "  " + (story.began.empty() ? "no time" : story.began) +
                 "  " + kindInWords(story.kind) +
-                (story.version.empty() ? "" : " of version " + story.version) + ": " + endInWords(story),
+                (story.version.empty() ? "" : " of version " + story.version) + ": " + endInWords(story) +
+                unknownInWords(story),
             4, isWell(story) ? Tone::good : Tone::bad};
 }
 
@@ -131,19 +176,11 @@ std::vector<TellingLine> inFull(const RunStory &story) {
     for (const InstallationStory &installation : story.installations)
         add("  " + installation.path + ": " + stateInWords(installation.state),
             installation.state == InstallationStory::State::done ? Tone::plain : Tone::bad);
-    std::set<std::string> told;
-    for (const Finding &finding : story.findings) {
-        add("  line " + std::to_string(finding.line) + ": " + shown(finding.text), Tone::bad);
-        // Of several of a kind one is explained.
-        if (!told.insert(finding.happened).second)
-            continue;
-        add("    " + finding.happened);
-        add("    To do: " + finding.remedy);
-    }
+    addFindings(story, add);
     for (const UnknownLine &unknown : story.unknownLines)
         add("  line " + std::to_string(unknown.line) + ", which nobody knows: " + shown(unknown.text));
     if (story.left > 0)
-        add("  and " + std::to_string(story.left) + " more lines of these kinds");
+        add("  and " + std::to_string(story.left) + " more of these kinds");
     return lines;
 }
 

@@ -6,7 +6,7 @@
 
 #include <nlohmann/json_fwd.hpp>
 
-#include "Story.h"
+#include "RunStory.h"
 
 struct TellingLine {
     enum class Tone { plain, good, bad };

@@ -12,6 +12,7 @@
 #include "Paper.h"
 #include "Story.h"
 #include "Telling.h"
+#include "TimeForm.h"
 
 namespace {
 
@@ -80,6 +81,7 @@ private:
         else
             write({inOneLine(story)});
         m_kept.pop_front();
+        m_paper.finish(); // so that a slow reader does not have it all kept
     }
     void write(const std::vector<TellingLine> &lines) {
         for (const TellingLine &line : lines)
@@ -96,6 +98,10 @@ private:
 };
 
 } // namespace
+
+bool isTime(const std::string &text) {
+    return hasForm(text, dayForm) || hasForm(text, timeForm);
+}
 
 int runUpdateLog(const UpdateLogOptions &options) {
     std::ifstream log(options.file, std::ios::binary);

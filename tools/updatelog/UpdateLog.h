@@ -13,6 +13,9 @@ struct UpdateLogOptions {
     bool json = false;
 };
 
+// Whether it may stand for "since".
+bool isTime(const std::string &text);
+
 // How the process ends; documented by --help and in the manual page.
 namespace Statuses {
 

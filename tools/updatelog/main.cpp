@@ -16,7 +16,8 @@ int main(int argc, char **argv) {
     app.add_option("--run", options.run, "This run alone, in full")->type_name("N");
     app.add_option("--since", options.since,
                    "Runs that were heard of since then: 2026-11-22, 2026-11-22.07:00:00")
-        ->type_name("TIME");
+        ->type_name("TIME")
+        ->check([](const std::string &text) { return isTime(text) ? "" : "no such time: " + text; });
     app.add_flag("--json", options.json, "One JSON object a run, one a line");
     app.footer("The newest run, or the one that is asked for, is told in full.\n\n"
                "Example:\n  $ updatelog --since 2026-11-22\n\n"

@@ -1,0 +1,198 @@
+#include "OpenRun.h"
+
+#include <algorithm>
+#include <array>
+#include <string_view>
+#include <utility>
+
+#include "MessageFile.h"
+
+namespace {
+
+template <std::size_t size>
+bool isOneOf(std::string_view id, const std::array<std::string_view, size> &ids) {
+    return std::find(ids.begin(), ids.end(), id) != ids.end();
+}
+
+// With any of these a job is over, and not as it should be.
+constexpr std::array<std::string_view, 14> failedEnds = {
+    "arguments-missing",      "no-reply",         "no-catalogs",         "no-products",
+    "no-products-fresh",      "packages-missing", "list-not-removed",    "update-download-failed",
+    "list-not-written",       "list-not-read",    "script-not-executed", "no-process-for-script",
+    "installation-exception", "update-failed"};
+// And with these there is nothing to do.
+constexpr std::array<std::string_view, 3> emptyEnds = {"no-updates", "list-empty", "no-update"};
+// Around a job's work.
+constexpr std::array<std::string_view, 5> frame = {"updater-started", "updater-called", "job-started",
+                                                   "lock-failed", "updater-exited"};
+constexpr std::array<std::string_view, 3> hostsBegins = {"fresh-install-started", "waiting-for-job",
+                                                         "retry-started"};
+
+} // namespace
+
+OpenRun::OpenRun(std::uint64_t number, const LogEntry &first) {
+    m_story.number = number;
+    m_story.firstLine = first.line;
+    beginAt(first);
+}
+
+void OpenRun::beginAt(const LogEntry &entry) {
+    m_story.began = entry.time;
+    m_isBegunByHost = entry.known && isOneOf(entry.known->message->id, hostsBegins);
+}
+
+void OpenRun::take(const LogEntry &entry) {
+    m_story.lastLine = entry.line;
+    m_story.isOfEngine |= entry.known.has_value();
+    // What nobody knows behind its last line may be half of the next one's first.
+    if (!entry.time.empty() && (entry.known || !m_story.isOfEngine))
+        m_story.ended = entry.time;
+    if (m_story.began.empty())
+        m_story.began = entry.time;
+    if (entry.known)
+        tell(entry);
+    else
+        keepUnknown(entry);
+}
+
+void OpenRun::keepUnknown(const LogEntry &entry) {
+    if (m_story.unknownLines.size() == RunStory::mostLines)
+        m_room.refuse();
+    else if (m_room.take(sizeof(UnknownLine) + entry.text.size()))
+        m_story.unknownLines.push_back({entry.line, entry.time, entry.text});
+}
+
+void OpenRun::tell(const LogEntry &entry) {
+    const Recognised &known = *entry.known;
+    const std::string &id = known.message->id;
+    const bool isFailure = m_findings.take(entry, m_room);
+    m_isWaiting = id == "waiting-for-job";
+    m_story.waited |= m_isWaiting;
+    if (m_isWaiting)
+        return;
+    if (id == "updater-exited")
+        tellWrongMode(entry);
+    m_hasBegunWork |= !isOneOf(id, frame);
+    m_isJobStarted |= id == "job-started";
+    m_transfers.take(entry, m_room);
+    tellService(id, known);
+    tellInstallation(id, known);
+    tellEnd(id, isFailure);
+}
+
+void OpenRun::tellService(const std::string &id, const Recognised &known) {
+    if (id == "updater-called") {
+        m_story.version = valueOf(known, "version");
+        m_story.affiliate = valueOf(known, "affiliate");
+    } else if (id == "update-request-started") {
+        m_story.kind = RunKind::check;
+    } else if (id == "fresh-install-started" || id == "fresh-request-started") {
+        m_story.kind = RunKind::freshInstallation;
+    } else if (id == "http-code") {
+        m_story.httpCode = valueOf(known, "http");
+    } else if (id == "reply") {
+        m_story.answer = valueOf(known, "reply").empty() ? "no reply" : "a reply";
+    } else if (id == "update-available" && m_story.answer != "no reply") {
+        m_story.answer = "a release";
+    } else if (id == "no-update") {
+        m_story.answer = "no update";
+    } else if (id == "reply-failed" || id == "reply-unsupported") {
+        m_story.answer = "a refusal";
+    }
+}
+
+void OpenRun::tellInstallation(const std::string &id, const Recognised &known) {
+    using State = InstallationStory::State;
+    if (id == "installation-started" || id == "list-empty")
+        m_story.kind = RunKind::installation;
+    m_hasScript |= id == "script-ready" || id == "script-executed";
+    const std::string path = valueOf(known, "path");
+    if (id == "package-listed") {
+        addInstallation(path);
+        return;
+    }
+    const bool isDone = id == "script-installed" || id == "branding-started";
+    const bool isFailed = id == "script-failed" || id == "package-not-listed";
+    if (!isDone && !isFailed && id != "script-installing")
+        return;
+    m_hasFailedPackage |= isFailed;
+    auto &all = m_story.installations;
+    const auto isIt = [&path](const InstallationStory &each) { return each.path == path; };
+    if (std::none_of(all.begin(), all.end(), isIt))
+        addInstallation(path); // of a log whose beginning is missing
+    for (InstallationStory &installation : all) {
+        if (installation.path == path && installation.state <= State::begun)
+            installation.state = isDone ? State::done : isFailed ? State::failed : State::begun;
+    }
+}
+
+void OpenRun::addInstallation(const std::string &path) {
+    if (m_room.take(sizeof(InstallationStory) + path.size()))
+        m_story.installations.push_back({path, InstallationStory::State::listed});
+}
+
+void OpenRun::tellEnd(const std::string &id, bool isFailure) {
+    if (id == "plist-updated" || id == "element-updated")
+        m_story.isRecorded = true;
+    m_hasFailedRecord |= id == "plist-not-updated";
+    if (isFailure && isOneOf(id, failedEnds))
+        m_story.end = RunEnd::failed;
+    else if (isOneOf(id, emptyEnds))
+        m_story.end = RunEnd::nothingToDo;
+    m_hasEnded |= id == "updater-exited" || id == "arguments-missing";
+}
+
+// What the catalogue knows of a job that begins and ends with no line between.
+void OpenRun::tellWrongMode(const LogEntry &entry) {
+    const MessageCatalogue &catalogue = MessageCatalogue::builtIn();
+    const Message *const start = catalogue.find("job-started");
+    const Message *const call = catalogue.find("arguments-missing");
+    if (!m_isJobStarted || m_hasBegunWork || start == nullptr || call == nullptr)
+        return;
+    m_story.end = RunEnd::failed;
+    for (const FollowingMessage &following : start->followed) {
+        if (following.by != "updater-exited")
+            continue;
+        Finding finding;
+        finding.line = entry.line;
+        finding.time = entry.time;
+        finding.text = entry.text;
+        finding.id = following.by;
+        finding.happened = following.says;
+        finding.causes = call->causes;
+        finding.remedy = call->remedy;
+        m_findings.add(std::move(finding), m_room);
+    }
+}
+
+RunStory OpenRun::story() && {
+    if (m_story.end == RunEnd::stopped)
+        m_story.end = end();
+    m_story.transfers = std::move(m_transfers).stories();
+    m_story.findings = std::move(m_findings).findings();
+    m_story.left = m_room.refused();
+    return std::move(m_story);
+}
+
+RunEnd OpenRun::end() const {
+    if (m_hasFailedPackage)
+        return RunEnd::failed;
+    if (!m_story.installations.empty())
+        return endOfInstallation();
+    if (m_hasEnded)
+        return m_story.kind == RunKind::unknown ? RunEnd::nothingToDo : RunEnd::well;
+    if (m_story.kind != RunKind::freshInstallation)
+        return RunEnd::stopped;
+    // A host has no last line.
+    if (m_story.isRecorded)
+        return RunEnd::well;
+    return m_hasFailedRecord || m_transfers.hasFailed() ? RunEnd::failed : RunEnd::stopped;
+}
+
+RunEnd OpenRun::endOfInstallation() const {
+    const auto &all = m_story.installations;
+    const bool isDone = std::all_of(all.begin(), all.end(), [](const InstallationStory &each) {
+        return each.state == InstallationStory::State::done;
+    });
+    return isDone ? RunEnd::well : RunEnd::stopped;
+}

@@ -1,0 +1,61 @@
+// A run while its lines come: what they make of its story, and what tells whose the next line is.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "Findings.h"
+#include "LogReader.h"
+#include "Room.h"
+#include "RunStory.h"
+#include "Transfers.h"
+
+class OpenRun {
+public:
+    OpenRun(std::uint64_t number, const LogEntry &first);
+
+    void take(const LogEntry &entry);
+    // Another one works, which does not happen beside it.
+    void replace() { m_isReplaced = true; }
+    // With this line, whatever stands before.
+    void beginAt(const LogEntry &entry);
+    // After its last line.
+    RunStory story() &&;
+
+    std::uint64_t number() const { return m_story.number; }
+    bool isOfEngine() const { return m_story.isOfEngine; }
+    // For another job to end, silently.
+    bool isWaiting() const { return m_isWaiting; }
+    bool isAtWork() const { return !m_isWaiting && !m_hasEnded && !m_isReplaced; }
+    bool hasBegunWork() const { return m_hasBegunWork; }
+    // Of a host, which goes on after its job: it asks how far it is, retries, cancels.
+    bool isHosts() const { return m_isBegunByHost || m_story.kind == RunKind::freshInstallation; }
+    // Which goes on when its run does not.
+    bool hasScript() const { return m_hasScript; }
+    bool isOver() const { return m_hasEnded || (m_isReplaced && !m_hasScript); }
+
+private:
+    void keepUnknown(const LogEntry &entry);
+    void tell(const LogEntry &entry);
+    void tellService(const std::string &id, const Recognised &known);
+    void tellInstallation(const std::string &id, const Recognised &known);
+    void addInstallation(const std::string &path);
+    void tellEnd(const std::string &id, bool isFailure);
+    void tellWrongMode(const LogEntry &entry);
+    RunEnd end() const;
+    RunEnd endOfInstallation() const;
+
+    RunStory m_story;
+    Room m_room{RunStory::mostBytes};
+    Findings m_findings;
+    Transfers m_transfers;
+    bool m_isWaiting = false;
+    bool m_hasEnded = false;
+    bool m_isReplaced = false;
+    bool m_hasBegunWork = false;
+    bool m_isBegunByHost = false;
+    bool m_hasScript = false;
+    bool m_isJobStarted = false;
+    bool m_hasFailedPackage = false;
+    bool m_hasFailedRecord = false;
+};
