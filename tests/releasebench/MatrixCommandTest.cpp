@@ -129,6 +129,15 @@ TEST_F(MatrixCommand, AsksAsWhomItIsTold) {
     EXPECT_THAT(nobody.out, Not(HasSubstr("-> 1.0.1.0")));
     EXPECT_EQ(benchWith({"matrix", work}).status, 2);
     EXPECT_EQ(benchWith({"matrix", folder, "--format", "yaml"}).status, 2);
+    EXPECT_EQ(benchWith({"matrix", folder, "--format", "1"}).status, 2);
+}
+
+// The current folder would be taken for a release that has no name, and no page would be written.
+TEST_F(MatrixCommand, EmptyNamesAreRefused) {
+    EXPECT_EQ(benchWith({"matrix", folder, "--html", ""}).status, 2);
+    const std::string within = "cd " + folder + " && " + bench;
+    EXPECT_EQ(run({"bash", "-c", within + " diff '' " + other}).status, 2);
+    EXPECT_EQ(run({"bash", "-c", within + " diff " + other + " ''"}).status, 2);
 }
 
 TEST_F(MatrixCommand, DiffOfTheSameReleaseTellsNothing) {

@@ -73,7 +73,7 @@ protected:
         writeText(folder + "/release.json", release.dump(1));
     }
     static Json explained(std::vector<std::string> arguments) {
-        arguments.insert(arguments.begin(), {"explain", folder, "--json"});
+        arguments.insert(arguments.begin(), {"explain", folder, "--format", "json"});
         return Json::parse(benchWith(arguments).out);
     }
     static Json explainedFor(const std::string &product, const std::string &system) {
@@ -536,6 +536,7 @@ TEST_F(ReleaseBench, WrongCallsEndWithTheirStatus) {
     EXPECT_EQ(benchWith({"none"}).status, 2);
     EXPECT_EQ(benchWith({"build"}).status, 2);
     EXPECT_EQ(benchWith({"build", ""}).status, 2);
+    EXPECT_EQ(benchWith({"explain", folder, "--fresh", "--format", "yaml"}).status, 2);
     EXPECT_EQ(benchWith({"--version"}).out, "1.0.0\n");
     EXPECT_EQ(run({"bash", "-c", bench + " explain " + folder + " --fresh >/dev/full"}).status, 2);
     EXPECT_EQ(run({"bash", "-c", bench + " explain " + folder + " --fresh >&-"}).status, 2);
