@@ -290,6 +290,31 @@ TEST_F(ReleaseBench, FaultsAreToldAllAtOnceEachWithItsLine) {
         lines, Contains(AllOf(StartsWith(folder + "/release.json:5: catalogs[0]: "), HasSubstr("\"root\""))));
 }
 
+TEST_F(ReleaseBench, UnknownKeysAreToldAllEachWithItsLine) {
+    writeText(folder + "/release.json",
+              "{\n\"audiences\": [],\n\"catalog\": [],\n\"orders\": [],\n\"order\": []\n}");
+    EXPECT_THAT(linesOf(benchWith({"build", folder}).err),
+                testing::IsSupersetOf({StartsWith(folder + "/release.json:2: audiences: unknown key"),
+                                       StartsWith(folder + "/release.json:3: catalog: unknown key"),
+                                       StartsWith(folder + "/release.json:4: orders: unknown key")}));
+}
+
+// The parser reads on to where a number ends.
+TEST_F(ReleaseBench, NumberAtTheEndOfALineIsToldWithThatLine) {
+    writeText(folder + "/release.json", "{\n\"order\": [\n1,\n2\n],\n\"audience\": [],\n\"catalogs\": []\n}");
+    EXPECT_THAT(linesOf(benchWith({"build", folder}).err),
+                testing::IsSupersetOf({StartsWith(folder + "/release.json:3: order[0]: expected a string"),
+                                       StartsWith(folder + "/release.json:4: order[1]: expected a string")}));
+    writeText(folder + "/release.json", "{\n\"order\": tru\n}");
+    EXPECT_THAT(benchWith({"build", folder}).err, StartsWith(folder + "/release.json:2: no JSON: "));
+}
+
+TEST_F(ReleaseBench, WhatIsToldOfAReleaseCommandsNoTerminal) {
+    writeText(folder + "/release.json", R"({"\u001b[31m": 1})");
+    EXPECT_THAT(benchWith({"build", folder}).err,
+                AllOf(HasSubstr("?[31m: unknown key"), Not(HasSubstr("\x1b"))));
+}
+
 TEST_F(ReleaseBench, KeyThatStandsTwiceIsToldWithItsLine) {
     writeText(folder + "/release.json", "{\n\"order\": [],\n\"order\": []}");
     EXPECT_EQ(benchWith({"build", folder}).err,
