@@ -120,6 +120,8 @@ TEST_F(MatrixCommand, WritesAPageWholeOrNotAtAll) {
             .status,
         2);
     EXPECT_EQ(readText(page), "before");
+    EXPECT_EQ(benchWith({"matrix", folder, "--html", work + "/nowhere/matrix.html"}).err,
+              work + "/nowhere/matrix.html: expected a file in a folder that is there\n");
 }
 
 TEST_F(MatrixCommand, AsksAsWhomItIsTold) {
@@ -127,6 +129,9 @@ TEST_F(MatrixCommand, AsksAsWhomItIsTold) {
     EXPECT_EQ(nobody.status, 0);
     EXPECT_THAT(nobody.out, HasSubstr("affiliate 7, application quaformac"));
     EXPECT_THAT(nobody.out, Not(HasSubstr("-> 1.0.1.0")));
+    EXPECT_THAT(nobody.out,
+                HasSubstr("\nThe release brings no version: ERROR Tolvane response (the service has "
+                          "nothing for this machine)\n"));
     EXPECT_EQ(benchWith({"matrix", work}).status, 2);
     EXPECT_EQ(benchWith({"matrix", folder, "--format", "yaml"}).status, 2);
     EXPECT_EQ(benchWith({"matrix", folder, "--format", "1"}).status, 2);
@@ -160,7 +165,7 @@ product 1.0.0.0 to 1.0.0.9 on system above 10.8.9
   before: 2 -> 1.0.1.0 (129); newest: 1 update
   now:    3 -> 1.0.1.0 (130); newest: 1 update
   + 1.0.1.0/platform.pkg
-1 changes, 0 of them for the worse
+1 change, 0 of them for the worse
 )");
 }
 

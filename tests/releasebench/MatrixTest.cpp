@@ -618,6 +618,12 @@ TEST(MatrixPage, TakesNoTextForMarkup) {
                 testing::Contains("up to 1<b>&\"'?"));
 }
 
+TEST(MatrixPage, ClaimsNothingOfAReleaseWithoutAVersion) {
+    const std::string page = pageOf(served({}));
+    EXPECT_THAT(page, HasSubstr("The release brings no version: No products found For Update"));
+    EXPECT_THAT(page, Not(HasSubstr("reaches the newest version")));
+}
+
 TEST(MatrixPage, OfALargeMatrixHasNoPicture) {
     std::vector<HotFixPackageInfo> chain;
     for (int i = 0; i < 150; ++i) {

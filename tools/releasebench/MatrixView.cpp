@@ -145,7 +145,8 @@ std::string titleOf(const Matrix &matrix) {
 }
 
 std::string titleOfWays(const Matrix &matrix) {
-    return matrix.newest.empty() ? "The release brings no version"
+    // Then there is nothing for any machine, for one reason.
+    return matrix.newest.empty() ? "The release brings no version: " + *matrix.at(0, 0).reason
                                  : "The way to the newest version, " + matrix.newest;
 }
 
