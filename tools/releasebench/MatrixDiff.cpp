@@ -55,9 +55,8 @@ bool isInVersionOrHigher(const std::string &package, const std::vector<std::stri
     });
 }
 
-// Of the packages that the update installed before, those that none of the updates installs now.
-std::vector<std::string> lostPackages(const Pair &pair) {
-    std::vector<std::string> lost = installedBy(pair.before, pair.cellBefore());
+// Of these packages, those that none of the updates installs now.
+std::vector<std::string> lostOf(std::vector<std::string> lost, const Pair &pair) {
     for (std::size_t row = pair.row; !lost.empty();) {
         const Cell &cell = pair.now.at(row, pair.columnNow);
         const std::vector<std::string> installed = installedBy(pair.now, cell);
@@ -71,6 +70,33 @@ std::vector<std::string> lostPackages(const Pair &pair) {
         row = cell.nextRow;
     }
     return lost;
+}
+
+// What the updates after the first one installed before.
+std::vector<std::string> installedLaterBefore(const Pair &pair) {
+    std::vector<std::string> packages;
+    std::size_t row = pair.row;
+    for (std::size_t next = pair.cellBefore().nextRow; next != row;) {
+        row = next;
+        const Cell &cell = pair.before.at(row, pair.columnBefore);
+        const std::vector<std::string> installed = installedBy(pair.before, cell);
+        packages.insert(packages.end(), installed.begin(), installed.end());
+        next = cell.nextRow;
+    }
+    return packages;
+}
+
+void judgePackages(const Pair &pair, std::vector<Worse> &worse) {
+    for (const std::string &package : lostOf(installedBy(pair.before, pair.cellBefore()), pair))
+        worse.push_back({"package-lost", package + " is installed no more, nor a later one of that name"});
+    // On the way of before, what is lost later is told of the products that it leads to.
+    if (pair.cellNow().nextRow == pair.cellBefore().nextRow)
+        return;
+    const std::vector<std::string> lost = lostOf(installedLaterBefore(pair), pair);
+    if (!lost.empty())
+        worse.push_back({"package-lost", "passes over an update that installed " + lost.front() +
+                                             (lost.size() > 1 ? " and others" : "") +
+                                             ", which no update installs now"});
 }
 
 void judgeEnd(const Pair &pair, std::vector<Worse> &worse) {
@@ -105,8 +131,7 @@ void judgeTheSameEnd(const Pair &pair, std::vector<Worse> &worse) {
         worse.push_back({"lower-build", "gets build " + now.build + ", before " + before.build});
     if (now.endRow > before.endRow || !pair.before.listsSets || !pair.now.listsSets)
         return;
-    for (const std::string &package : lostPackages(pair))
-        worse.push_back({"package-lost", package + " is installed no more, nor a later one of that name"});
+    judgePackages(pair, worse);
 }
 
 Difference differenceOf(const Pair &pair) {
