@@ -90,6 +90,11 @@ TEST_F(MatrixCommand, TellsProgramsTheSame) {
     EXPECT_EQ(told["cells"][1][2], Json::parse(R"({"outcome": "done", "reason": "", "packages": 2, "set": 0,
         "version": "1.0.1.0", "build": "129", "raised": true,
         "way": {"newest": true, "updates": 1, "version": "1.0.1.0", "end": "nothing-offered"}})"));
+    EXPECT_EQ(
+        told["cells"][0][0],
+        Json::parse(R"({"outcome": "nothing-to-do", "reason": "No updates Found", "packages": 0, "set": null,
+        "version": null, "build": "", "raised": false,
+        "way": {"newest": false, "updates": 0, "version": null, "end": "nothing-offered"}})"));
     EXPECT_EQ(told["sets"][0]["installed"],
               Json::parse(R"(["repost/1.0.1.0/services.pkg", "1.0.1.0/toolbar.pkg"])"));
     EXPECT_THAT(told["findings"], SizeIs(2));
@@ -115,6 +120,9 @@ TEST_F(MatrixCommand, WritesAPageWholeOrNotAtAll) {
     writeText(page, "before");
     fs::create_directories(work + "/none.html");
     EXPECT_EQ(benchWith({"matrix", folder, "--html", work + "/none.html"}).status, 2);
+    EXPECT_EQ(run({"mkfifo", work + "/pipe.html"}).status, 0);
+    EXPECT_EQ(benchWith({"matrix", folder, "--html", work + "/pipe.html"}).status, 2);
+    EXPECT_TRUE(fs::is_fifo(work + "/pipe.html"));
     EXPECT_EQ(
         run({"bash", "-c", "ulimit -f 1; trap '' XFSZ; " + bench + " matrix " + folder + " --html " + page})
             .status,
