@@ -617,6 +617,15 @@ TEST(AnotherRelease, IsToldByRangesOfProductsAndSystems) {
     EXPECT_THAT(told[0].difference.added, IsEmpty());
 }
 
+TEST(AnotherRelease, IsToldWithTheReasonOfAFailure) {
+    const std::vector<Change> told =
+        changes(served({hotFix("a.pkg", "2", "7", upTo1)}), served({hotFix("a.pkg", "2", "x", upTo1)}));
+    ASSERT_EQ(told.size(), 1U);
+    EXPECT_EQ(told[0].difference.now,
+              "fails; newest: never, fails: the engine's process ends at a.pkg, whose "
+              "build number \"x\" is no number that fits");
+}
+
 TEST(AnotherRelease, IsToldOfNeighbouringSystemsAsOne) {
     const std::vector<Change> told = changes(served({hotFix("a.pkg", "2", "7", {"", "1", "10.6.0", "10.8.9"}),
                                                      hotFix("b.pkg", "2", "7", {"5", "5", "10.7.0", ""})}),
