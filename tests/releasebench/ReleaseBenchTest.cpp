@@ -269,6 +269,11 @@ INSTANTIATE_TEST_SUITE_P(
         Fault{"UnknownCatalog",
               [](Json &release) { release["audience"][0]["products"][0]["catalogs"] = {"none"}; },
               "audience[0].products[0].catalogs[0]: ", "\"none\" is not"},
+        Fault{"UnknownPartnerCatalog",
+              [](Json &release) { release["audience"][0]["partners"][0]["catalogs"] = {"none"}; },
+              "audience[0].partners[0].catalogs[0]: ", "\"none\" is not"},
+        Fault{"CatalogThatIsTheFolderAbove", [](Json &release) { release["catalogs"][0]["name"] = ".."; },
+              "catalogs[0].name: ", "without a folder"},
         Fault{"CatalogTwice", [](Json &release) { release["catalogs"][1]["name"] = "platform_maccat"; },
               "catalogs[1].name: ", "another catalog has that name"},
         Fault{"CatalogInAFolder", [](Json &release) { release["catalogs"][0]["name"] = "../x"; },
@@ -448,6 +453,17 @@ TEST_F(ReleaseBench, ExplainTellsWhatEndsOrRefusesAnUpdate) {
     EXPECT_THAT(reasonOf(set("version", "1.0.1.0;reboot")), StartsWith("ERROR: Destination Creation Failed"));
     EXPECT_THAT(reasonOf(set("url", "https://host/a.zip")), StartsWith("ERROR: Download Failed"));
     EXPECT_THAT(reasonOf(set("url", "https://host/a b.pkg")), StartsWith("ERROR: Download Failed"));
+}
+
+TEST_F(ReleaseBench, ExplainTellsPeopleWhatIsNotFetchedAndWhatFails) {
+    change([](Json &release) {
+        release["catalogs"][0]["hotFixes"][0]["build"] = "x";
+        release["catalogs"][1]["name"] = "a;b";
+        release["audience"][0]["partners"][0]["catalogs"] = {"a;b"};
+    });
+    EXPECT_THAT(
+        benchWith({"explain", folder, "--product", "1.0.0.5", "--system", "10.8.5"}).out,
+        AllOf(HasSubstr("/a;b.xml  (not fetched)\n"), HasSubstr("\nIt fails: the engine's process ends")));
 }
 
 TEST_F(ReleaseBench, ExplainTellsThatACatalogWithoutItsPackageVoidsAFreshInstallation) {
