@@ -134,7 +134,7 @@ void publishBuilt(const ChanceRelease &release) {
 
 Done foretold(const ChanceRelease &release) {
     Texts command = questionOfUpdate("explain", release);
-    command.emplace_back("--json");
+    command.insert(command.end(), {"--format", "json"});
     const Json told = Json::parse(run(command).out);
     Done done = doneBy(told);
     if (!done.isDone)
@@ -179,7 +179,7 @@ Done carriedOut(const ChanceRelease &release, const Done &foretold) {
 
 Done foretoldFresh(const ChanceRelease &release) {
     Texts command = question("explain", release);
-    command.insert(command.end(), {"--fresh", "--json"});
+    command.insert(command.end(), {"--fresh", "--format", "json"});
     Done done = doneBy(Json::parse(run(command).out));
     done.packages = sorted(done.packages);
     return done;

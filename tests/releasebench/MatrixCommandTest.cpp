@@ -90,6 +90,11 @@ TEST_F(MatrixCommand, TellsProgramsTheSame) {
     EXPECT_EQ(told["cells"][1][2], Json::parse(R"({"outcome": "done", "reason": "", "packages": 2, "set": 0,
         "version": "1.0.1.0", "build": "129", "raised": true,
         "way": {"newest": true, "updates": 1, "version": "1.0.1.0", "end": "nothing-offered"}})"));
+    EXPECT_EQ(
+        told["cells"][0][0],
+        Json::parse(R"({"outcome": "nothing-to-do", "reason": "No updates Found", "packages": 0, "set": null,
+        "version": null, "build": "", "raised": false,
+        "way": {"newest": false, "updates": 0, "version": null, "end": "nothing-offered"}})"));
     EXPECT_EQ(told["sets"][0]["installed"],
               Json::parse(R"(["repost/1.0.1.0/services.pkg", "1.0.1.0/toolbar.pkg"])"));
     EXPECT_THAT(told["findings"], SizeIs(2));
@@ -115,20 +120,37 @@ TEST_F(MatrixCommand, WritesAPageWholeOrNotAtAll) {
     writeText(page, "before");
     fs::create_directories(work + "/none.html");
     EXPECT_EQ(benchWith({"matrix", folder, "--html", work + "/none.html"}).status, 2);
+    EXPECT_EQ(run({"mkfifo", work + "/pipe.html"}).status, 0);
+    EXPECT_EQ(benchWith({"matrix", folder, "--html", work + "/pipe.html"}).status, 2);
+    EXPECT_TRUE(fs::is_fifo(work + "/pipe.html"));
     EXPECT_EQ(
         run({"bash", "-c", "ulimit -f 1; trap '' XFSZ; " + bench + " matrix " + folder + " --html " + page})
             .status,
         2);
     EXPECT_EQ(readText(page), "before");
+    EXPECT_EQ(benchWith({"matrix", folder, "--html", work + "/nowhere/matrix.html"}).err,
+              work + "/nowhere/matrix.html: expected a file in a folder that is there\n");
 }
 
 TEST_F(MatrixCommand, AsksAsWhomItIsTold) {
     const Ended nobody = benchWith({"matrix", folder, "--affiliate", "7"});
     EXPECT_EQ(nobody.status, 0);
     EXPECT_THAT(nobody.out, HasSubstr("affiliate 7, application quaformac"));
-    EXPECT_THAT(nobody.out, Not(HasSubstr("-> 1.0.1.0")));
+    EXPECT_THAT(nobody.out, AllOf(Not(HasSubstr("-> 1.0.1.0")), Not(HasSubstr("there"))));
+    EXPECT_THAT(nobody.out,
+                HasSubstr("\nThe release brings no version: ERROR Tolvane response (the service has "
+                          "nothing for this machine)\n"));
     EXPECT_EQ(benchWith({"matrix", work}).status, 2);
     EXPECT_EQ(benchWith({"matrix", folder, "--format", "yaml"}).status, 2);
+    EXPECT_EQ(benchWith({"matrix", folder, "--format", "1"}).status, 2);
+}
+
+// The current folder would be taken for a release that has no name, and no page would be written.
+TEST_F(MatrixCommand, EmptyNamesAreRefused) {
+    EXPECT_EQ(benchWith({"matrix", folder, "--html", ""}).status, 2);
+    const std::string within = "cd " + folder + " && " + bench;
+    EXPECT_EQ(run({"bash", "-c", within + " diff '' " + other}).status, 2);
+    EXPECT_EQ(run({"bash", "-c", within + " diff " + other + " ''"}).status, 2);
 }
 
 TEST_F(MatrixCommand, DiffOfTheSameReleaseTellsNothing) {
@@ -151,7 +173,7 @@ product 1.0.0.0 to 1.0.0.9 on system above 10.8.9
   before: 2 -> 1.0.1.0 (129); newest: 1 update
   now:    3 -> 1.0.1.0 (130); newest: 1 update
   + 1.0.1.0/platform.pkg
-1 changes, 0 of them for the worse
+1 change, 0 of them for the worse
 )");
 }
 

@@ -239,6 +239,26 @@ INSTANTIATE_TEST_SUITE_P(
                      "from 2 | -, there | -, there | -, there"},
                     {"product above 1 to below 2 on every system: never reaches 2: nothing is offered"}},
         KnownMatrix{
+            "OtherPackagesToTheSameVersion",
+            {hotFix("a.pkg", "2", "7", {"", "1", "", ""}), hotFix("b.pkg", "2", "7", {"0.5", "1", "", ""})},
+            {"any"},
+            {"below 0.5 | 1 -> 2 (7), 1 update", "0.5 to 1 | 2 -> 2 (7), 1 update",
+             "above 1 to below 2 | -, never", "from 2 | -, there"},
+            {"product above 1 to below 2: never reaches 2: nothing is offered"}},
+        KnownMatrix{
+            "TwoFailuresWithReasonsOfTheirOwn",
+            {hotFix("a.pkg", "2", "x", {"", "0", "", ""}),
+             hotFix("b.pkg", "2", "y", {"0.0.0.1", "", "", ""})},
+            {"any"},
+            {"0 | fails, never, fails", "0.0.0.1 to below 2 | fails, never, fails",
+             "from 2 | fails, there, fails"},
+            {"product 0: never reaches 2: the update fails: the engine's process ends at a.pkg, "
+             "whose build number \"x\" is no number that fits",
+             "product 0.0.0.1 to below 2: never reaches 2: the update fails: the engine's process ends "
+             "at b.pkg, whose build number \"y\" is no number that fits",
+             "product from 2: the update fails: the engine's process ends at b.pkg, whose build number "
+             "\"y\" is no number that fits"}},
+        KnownMatrix{
             "InvertedBoundsAreForNobody",
             {hotFix("a.pkg", "2", "7", {"1", "0", "", ""}), hotFix("b.pkg", "2", "7", {"", "", "11", "10"})},
             {"any"},
@@ -266,6 +286,29 @@ TEST(Matrix, TellsPackagesThatNoOrderNameAdmits) {
     EXPECT_EQ(matrix.installedBy(matrix.at(0, 0)), 1U);
     EXPECT_THAT(contentOf(matrix.sets[0]),
                 HasSubstr("never installed, since no order name admits them: repost/2/b.pkg"));
+}
+
+TEST(Matrix, TellsTheRefusalThatTheEngineTells) {
+    const Served release = served(
+        {hotFix("a.pkg", "2;a", "7", {"", "1", "", ""}), hotFix("b.pkg", "2;b", "7", {"", "1", "", ""})});
+    const Plan plan = planUpdate(release.offer, {"1", "10.8.5"}, {});
+    EXPECT_THAT(plan.reason, HasSubstr("2;b/b.pkg"));
+    EXPECT_EQ(*matrixOf(release).at(0, 0).reason, plan.reason);
+}
+
+// Catalogs with a version: one with its package, one without, one that nobody is told of.
+TEST(Matrix, LooksForTheNewestVersionAmongPackagesThatAreOffered) {
+    const TemporaryFolder folder;
+    writeNewFile(folder.path() / "release.json", R"({
+        "audience": [{"affiliates": ["*"], "releaseName": "r", "coreVersion": "1", "partnerVersion": "1",
+            "products": [{"application": "quaformac", "catalogs": ["full", "empty"]}]}],
+        "catalogs": [
+            {"name": "full", "root": "https://host", "version": "1", "productVersion": "2",
+                "fullInstall": {"file": "a", "url": "https://host/a.pkg"}},
+            {"name": "empty", "root": "https://host", "version": "1", "productVersion": "3"},
+            {"name": "other", "root": "https://host", "version": "1", "productVersion": "4",
+                "fullInstall": {"file": "a", "url": "https://host/a.pkg"}}]})");
+    EXPECT_EQ(matrixOf(servedOf(folder.path(), {})).newest, "2");
 }
 
 TEST(Matrix, NamesSetsByLetters) {
@@ -384,6 +427,24 @@ bool holds(const VersionRange &range, const std::string &version) {
     const bool isToThere = range.to.empty() || isGreaterVersion(range.to, version) ||
                            (range.hasTo && !isGreaterVersion(version, range.to));
     return isFromThere && isToThere;
+}
+
+TEST(MatrixByChance, ToldByBandsIsToldOfEveryRow) {
+    for (unsigned seed = 1; seed <= 60 && !testing::Test::HasFailure(); ++seed) {
+        const ByChance release = releaseByChance(seed);
+        const Matrix matrix = matrixOf(release.served, release.axes);
+        for (const Band &band : bandsOf(matrix)) {
+            for (std::size_t row = band.first; row <= band.last; ++row) {
+                for (std::size_t column = 0; column < matrix.systems.size(); ++column) {
+                    const CellWords ofBand = wordsOf(matrix, band.first, column);
+                    const CellWords ofRow = wordsOf(matrix, row, column);
+                    EXPECT_EQ(updateWithSet(ofRow), updateWithSet(ofBand)) << "seed " << seed;
+                    EXPECT_EQ(ofRow.way, ofBand.way) << "seed " << seed;
+                    EXPECT_EQ(*matrix.at(row, column).reason, *matrix.at(band.first, column).reason);
+                }
+            }
+        }
+    }
 }
 
 TEST(MatrixByChance, HoldsForEveryMachineWithinARange) {
@@ -506,6 +567,10 @@ INSTANTIATE_TEST_SUITE_P(
                   {hotFix("a.pkg", "2", "10", upTo1)},
                   {hotFix("a.pkg", "2", "9", upTo1)},
                   {{"up to 1", "lower-build"}}},
+        WorseCase{"LowerBuildOfAHigherVersion",
+                  {hotFix("a.pkg", "2", "10", upTo1)},
+                  {hotFix("a.pkg", "3", "9", {"", "2", "", ""})},
+                  {}},
         WorseCase{"PackageLost",
                   {hotFix("a.pkg", "2", "7", upTo1), hotFix("b.pkg", "2", "7", upTo1)},
                   {hotFix("a.pkg", "2", "7", upTo1)},
@@ -520,6 +585,19 @@ INSTANTIATE_TEST_SUITE_P(
                   {hotFix("a.pkg", "2", "7", upTo1), hotFix("a.pkg", "3", "7", just2),
                    hotFix("b.pkg", "2.1", "7", just2)},
                   {{"up to 1", "more-updates"}}},
+        WorseCase{"PackageOfALaterUpdateThatIsPassedOver",
+                  {hotFix("a.pkg", "2", "7", upTo1), hotFix("b.pkg", "3", "8", just2)},
+                  {hotFix("a.pkg", "3", "8", upTo1), hotFix("b.pkg", "3", "8", just2)},
+                  {{"up to 1", "package-lost"}}},
+        WorseCase{"PackageOfALaterUpdateByTheOnlyOne",
+                  {hotFix("a.pkg", "2", "7", upTo1), hotFix("b.pkg", "3", "8", just2)},
+                  {hotFix("a.pkg", "3", "8", upTo1), hotFix("b.pkg", "3", "8", {"", "2", "", ""})},
+                  {}},
+        WorseCase{"PackageOfALaterUpdateOnTheWayOfBefore",
+                  {hotFix("a.pkg", "2", "7", upTo1), hotFix("b.pkg", "3", "8", just2),
+                   hotFix("c.pkg", "3", "8", just2)},
+                  {hotFix("a.pkg", "2", "7", upTo1), hotFix("b.pkg", "3", "8", just2)},
+                  {{"2", "package-lost"}}},
         WorseCase{"NothingForAHigherVersion",
                   {hotFix("a.pkg", "2", "7", upTo1), hotFix("b.pkg", "2", "7", upTo1)},
                   {hotFix("c.pkg", "3", "8", {"", "2", "", ""})},
@@ -537,6 +615,51 @@ TEST(AnotherRelease, IsToldByRangesOfProductsAndSystems) {
     EXPECT_EQ(told[0].difference.now, "1 -> 2 (7); newest: 1 update");
     EXPECT_THAT(told[0].difference.removed, ElementsAre("2/a.pkg"));
     EXPECT_THAT(told[0].difference.added, IsEmpty());
+}
+
+TEST(AnotherRelease, IsToldWithTheReasonOfAFailure) {
+    const std::vector<Change> told =
+        changes(served({hotFix("a.pkg", "2", "7", upTo1)}), served({hotFix("a.pkg", "2", "x", upTo1)}));
+    ASSERT_EQ(told.size(), 1U);
+    EXPECT_EQ(told[0].difference.now,
+              "fails; newest: never, fails: the engine's process ends at a.pkg, whose "
+              "build number \"x\" is no number that fits");
+}
+
+TEST(AnotherRelease, IsToldOfNeighbouringSystemsAsOne) {
+    const std::vector<Change> told = changes(served({hotFix("a.pkg", "2", "7", {"", "1", "10.6.0", "10.8.9"}),
+                                                     hotFix("b.pkg", "2", "7", {"5", "5", "10.7.0", ""})}),
+                                             served({hotFix("a.pkg", "2", "8", {"", "1", "10.6.0", "10.8.9"}),
+                                                     hotFix("b.pkg", "2", "7", {"5", "5", "10.7.0", ""})}));
+    ASSERT_EQ(told.size(), 1U);
+    EXPECT_THAT(labelsOf(told[0].systems), ElementsAre("10.6.0 to 10.8.9"));
+}
+
+TEST(AnotherRelease, IsToldOfProductsWithOthersBetweenThemApart) {
+    const HotFixPackageInfo between = hotFix("b.pkg", "9", "7", {"2", "2", "", ""});
+    const std::vector<Change> told = changes(served({hotFix("a.pkg", "9", "7", {"1", "1", "", ""}), between,
+                                                     hotFix("a.pkg", "9", "7", {"3", "3", "", ""})}),
+                                             served({hotFix("a.pkg", "9", "8", {"1", "1", "", ""}), between,
+                                                     hotFix("a.pkg", "9", "8", {"3", "3", "", ""})}));
+    ASSERT_EQ(told.size(), 2U);
+    EXPECT_EQ(told[0].products.label(), "1");
+    EXPECT_EQ(told[1].products.label(), "3");
+}
+
+TEST(AnotherRelease, IsNotComparedByPackagesThatAreNotListed) {
+    const Served release = served({hotFix("a.pkg", "2", "7", upTo1)});
+    const Axes axes = axesOf({&release});
+    MatrixLimits limits;
+    limits.listed = 0;
+    const Matrix listed = matrixOf(release, axes);
+    const Matrix counted = matrixOf(release, axes, limits);
+    for (const auto &[before, now] : {std::make_pair(&listed, &counted), std::make_pair(&counted, &listed)}) {
+        for (const Change &change : changesBetween(*before, *now, axes.systems)) {
+            EXPECT_THAT(change.difference.added, IsEmpty());
+            EXPECT_THAT(change.difference.removed, IsEmpty());
+            EXPECT_THAT(change.difference.worse, IsEmpty());
+        }
+    }
 }
 
 // --- the page
@@ -602,9 +725,55 @@ TEST(MatrixPage, TellsEveryCellInWordsAndInThePicture) {
                             "product 2, system any: fails; never, fails",
                             "product above 2 to below 3, system any: -; never",
                             "product from 3, system any: -; there"));
-    EXPECT_EQ(textsOf(document, "//*[local-name()='path' and @class='way']").size(), 1U);
+    EXPECT_THAT(textsOf(document, "//*[local-name()='path' and @class='way']/@d"),
+                ElementsAre(testing::EndsWith(" 119"))); // the level of the third row
     EXPECT_THAT(textsOf(document, "//*[@id='set-a']//*[local-name()='li']"), ElementsAre("2/a.pkg"));
     EXPECT_EQ(textsOf(document, "//*[@tabindex='0' and @role='region']").size(), 2U);
+    EXPECT_THAT(
+        textsOf(document, "//*[local-name()='li']"),
+        testing::IsSupersetOf({"-: nothing is offered", "fails: nothing is installed; the findings tell why",
+                               "product above 1 to below 2: never reaches 3: nothing is offered"}));
+}
+
+std::string markIn(const std::string &edges) {
+    const auto has = [&edges](const char *step) { return edges.find(step) != std::string::npos; };
+    return has("A ") ? "circle" : has("H ") ? "square" : has("Z") ? "diamond" : "cross";
+}
+
+TEST(MatrixPage, MarksEveryEndAsItsLegendTells) {
+    const Document document = parsed(pageOf(served(
+        {hotFix("a.pkg", "2", "7", {"1", "1", "", ""}), hotFix("b.pkg", "4", "x", {"2", "2", "", ""}),
+         hotFix("c.pkg", "3", "7", {"3", "3", "", ""}), hotFix("d.pkg", "4", "7", {"3.5", "3.5", "", ""})})));
+    ASSERT_TRUE(document);
+    std::vector<std::string> marks;
+    for (const std::string &edges : textsOf(document, "//*[local-name()='path' and @class!='way']/@d"))
+        marks.push_back(markIn(edges));
+    EXPECT_THAT(marks, ElementsAre("square", "cross", "square", "cross", "square", "diamond", "square",
+                                   "circle", "square", "circle", // and of the legend
+                                   "circle", "circle", "square", "diamond", "cross"));
+    EXPECT_THAT(
+        textsOf(document, "//*[local-name()='g' and not(*[local-name()='title'])]/*[local-name()='text']"),
+        ElementsAre("is there already", "gets to the newest version", "never gets there: nothing is offered",
+                    "is offered the same update for ever", "its update fails"));
+    EXPECT_THAT(textsOf(document, "//*[local-name()='path' and contains(@class, 'filled')]/../@class"),
+                ElementsAre("bad", "fine", "fine", "bad"));
+}
+
+TEST(MatrixPage, TellsPackagesThatNoOrderNameAdmits) {
+    Served release = served({hotFix("a.pkg", "2", "7", upTo1)});
+    release.offer.hotFixes[0].repost = true;
+    const Document document = parsed(pageOf(release));
+    ASSERT_TRUE(document);
+    EXPECT_THAT(textsOf(document, "//*[@id='set-a']//*[local-name()='ul']/*"), ElementsAre("repost/2/a.pkg"));
+}
+
+TEST(MatrixPage, OfManySystemsHasNoPicture) {
+    std::vector<HotFixPackageInfo> some;
+    for (int i = 0; i < 40; ++i) {
+        const std::string system = "10." + std::to_string(i);
+        some.push_back(hotFix("a.pkg", "2", "7", {"1", "1", system, system}));
+    }
+    EXPECT_THAT(pageOf(served(some)), AllOf(Not(HasSubstr("<svg")), HasSubstr("too large for a picture")));
 }
 
 TEST(MatrixPage, TakesNoTextForMarkup) {
@@ -616,6 +785,17 @@ TEST(MatrixPage, TakesNoTextForMarkup) {
     EXPECT_THAT(textsOf(document, "//*[local-name()='h1']"), ElementsAre(HasSubstr("affiliate <b>&\"'??")));
     EXPECT_THAT(textsOf(document, "//*[local-name()='tbody']//*[local-name()='th']"),
                 testing::Contains("up to 1<b>&\"'?"));
+}
+
+TEST(MatrixPage, ClaimsNothingOfAReleaseWithoutAVersion) {
+    const std::string page = pageOf(served({}));
+    EXPECT_THAT(page, HasSubstr("The release brings no version: No products found For Update"));
+    EXPECT_THAT(page, AllOf(Not(HasSubstr("reaches the newest version")), Not(HasSubstr("<svg"))));
+}
+
+TEST(MatrixPage, OfAMatrixThatNobodyCouldReadIsRefused) {
+    const Matrix matrix = matrixOf(served({}));
+    EXPECT_THROW(matrixPage(matrix, std::vector<Band>(100'001)), UnusableInput);
 }
 
 TEST(MatrixPage, OfALargeMatrixHasNoPicture) {

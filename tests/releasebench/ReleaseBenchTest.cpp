@@ -73,7 +73,7 @@ protected:
         writeText(folder + "/release.json", release.dump(1));
     }
     static Json explained(std::vector<std::string> arguments) {
-        arguments.insert(arguments.begin(), {"explain", folder, "--json"});
+        arguments.insert(arguments.begin(), {"explain", folder, "--format", "json"});
         return Json::parse(benchWith(arguments).out);
     }
     static Json explainedFor(const std::string &product, const std::string &system) {
@@ -269,6 +269,11 @@ INSTANTIATE_TEST_SUITE_P(
         Fault{"UnknownCatalog",
               [](Json &release) { release["audience"][0]["products"][0]["catalogs"] = {"none"}; },
               "audience[0].products[0].catalogs[0]: ", "\"none\" is not"},
+        Fault{"UnknownPartnerCatalog",
+              [](Json &release) { release["audience"][0]["partners"][0]["catalogs"] = {"none"}; },
+              "audience[0].partners[0].catalogs[0]: ", "\"none\" is not"},
+        Fault{"CatalogThatIsTheFolderAbove", [](Json &release) { release["catalogs"][0]["name"] = ".."; },
+              "catalogs[0].name: ", "without a folder"},
         Fault{"CatalogTwice", [](Json &release) { release["catalogs"][1]["name"] = "platform_maccat"; },
               "catalogs[1].name: ", "another catalog has that name"},
         Fault{"CatalogInAFolder", [](Json &release) { release["catalogs"][0]["name"] = "../x"; },
@@ -288,6 +293,31 @@ TEST_F(ReleaseBench, FaultsAreToldAllAtOnceEachWithItsLine) {
     EXPECT_THAT(lines, Contains(StartsWith(folder + "/release.json:2: audience: ")));
     EXPECT_THAT(
         lines, Contains(AllOf(StartsWith(folder + "/release.json:5: catalogs[0]: "), HasSubstr("\"root\""))));
+}
+
+TEST_F(ReleaseBench, UnknownKeysAreToldAllEachWithItsLine) {
+    writeText(folder + "/release.json",
+              "{\n\"audiences\": [],\n\"catalog\": [],\n\"orders\": [],\n\"order\": []\n}");
+    EXPECT_THAT(linesOf(benchWith({"build", folder}).err),
+                testing::IsSupersetOf({StartsWith(folder + "/release.json:2: audiences: unknown key"),
+                                       StartsWith(folder + "/release.json:3: catalog: unknown key"),
+                                       StartsWith(folder + "/release.json:4: orders: unknown key")}));
+}
+
+// The parser reads on to where a number ends.
+TEST_F(ReleaseBench, NumberAtTheEndOfALineIsToldWithThatLine) {
+    writeText(folder + "/release.json", "{\n\"order\": [\n1,\n2\n],\n\"audience\": [],\n\"catalogs\": []\n}");
+    EXPECT_THAT(linesOf(benchWith({"build", folder}).err),
+                testing::IsSupersetOf({StartsWith(folder + "/release.json:3: order[0]: expected a string"),
+                                       StartsWith(folder + "/release.json:4: order[1]: expected a string")}));
+    writeText(folder + "/release.json", "{\n\"order\": tru\n}");
+    EXPECT_THAT(benchWith({"build", folder}).err, StartsWith(folder + "/release.json:2: no JSON: "));
+}
+
+TEST_F(ReleaseBench, WhatIsToldOfAReleaseCommandsNoTerminal) {
+    writeText(folder + "/release.json", R"({"\u001b[31m": 1})");
+    EXPECT_THAT(benchWith({"build", folder}).err,
+                AllOf(HasSubstr("?[31m: unknown key"), Not(HasSubstr("\x1b"))));
 }
 
 TEST_F(ReleaseBench, KeyThatStandsTwiceIsToldWithItsLine) {
@@ -425,6 +455,17 @@ TEST_F(ReleaseBench, ExplainTellsWhatEndsOrRefusesAnUpdate) {
     EXPECT_THAT(reasonOf(set("url", "https://host/a b.pkg")), StartsWith("ERROR: Download Failed"));
 }
 
+TEST_F(ReleaseBench, ExplainTellsPeopleWhatIsNotFetchedAndWhatFails) {
+    change([](Json &release) {
+        release["catalogs"][0]["hotFixes"][0]["build"] = "x";
+        release["catalogs"][1]["name"] = "a;b";
+        release["audience"][0]["partners"][0]["catalogs"] = {"a;b"};
+    });
+    EXPECT_THAT(
+        benchWith({"explain", folder, "--product", "1.0.0.5", "--system", "10.8.5"}).out,
+        AllOf(HasSubstr("/a;b.xml  (not fetched)\n"), HasSubstr("\nIt fails: the engine's process ends")));
+}
+
 TEST_F(ReleaseBench, ExplainTellsThatACatalogWithoutItsPackageVoidsAFreshInstallation) {
     change([](Json &release) { release["catalogs"][0].erase("fullInstall"); });
     const Json told = explained({"--fresh"});
@@ -536,6 +577,7 @@ TEST_F(ReleaseBench, WrongCallsEndWithTheirStatus) {
     EXPECT_EQ(benchWith({"none"}).status, 2);
     EXPECT_EQ(benchWith({"build"}).status, 2);
     EXPECT_EQ(benchWith({"build", ""}).status, 2);
+    EXPECT_EQ(benchWith({"explain", folder, "--fresh", "--format", "yaml"}).status, 2);
     EXPECT_EQ(benchWith({"--version"}).out, "1.0.0\n");
     EXPECT_EQ(run({"bash", "-c", bench + " explain " + folder + " --fresh >/dev/full"}).status, 2);
     EXPECT_EQ(run({"bash", "-c", bench + " explain " + folder + " --fresh >&-"}).status, 2);

@@ -33,11 +33,38 @@ CLI::App *addCommand(CLI::App &app, const char *name, const char *purpose, const
     return command;
 }
 
-void addFolder(CLI::App *command, std::filesystem::path &folder, const char *what) {
-    const auto isNamed = [](const std::string &text) {
-        return text.empty() ? std::string("expected a folder's name") : std::string();
+std::string faultOfName(const std::string &text) {
+    return text.empty() ? "expected a name" : "";
+}
+
+void addFolder(CLI::App *command, std::filesystem::path &folder, const char *name, const char *what) {
+    command->add_option(name, folder, what)->required()->check(faultOfName);
+}
+
+void addReleaseFolder(CLI::App *command, std::filesystem::path &folder) {
+    addFolder(command, folder, "FOLDER", "The release's folder, with its release.json");
+}
+
+// Who asks the service.
+void addAsker(CLI::App *command, std::string &application, std::string &affiliate) {
+    command
+        ->add_option("--app", application,
+                     "The application ids that are asked with, with commas between; default: the first of "
+                     "the release")
+        ->type_name("ID");
+    command
+        ->add_option("--affiliate", affiliate,
+                     "The affiliate id that is asked with; default: the first of the release")
+        ->type_name("ID");
+}
+
+void addFormat(CLI::App *command, Format &format) {
+    const auto set = [&format](const std::string &name) {
+        format = name == "json" ? Format::json : Format::text;
     };
-    command->add_option("FOLDER", folder, what)->required()->check(isNamed);
+    command->add_option_function<std::string>("--format", set, "text or json; default: text")
+        ->type_name("FORMAT")
+        ->check(CLI::IsMember({"text", "json"}).description(""));
 }
 
 // One function a subcommand: its options, and what runs it.
@@ -46,7 +73,7 @@ Run addInit(CLI::App &app, CLI::App *&command) {
     const auto folder = std::make_shared<std::filesystem::path>();
     command = addCommand(app, "init", "Make a small release to begin with, complete and explained",
                          "releasebench init my-release");
-    addFolder(command, *folder, "The folder to make");
+    addFolder(command, *folder, "FOLDER", "The folder to make");
     return [folder] { return runInit(*folder); };
 }
 
@@ -56,7 +83,7 @@ Run addBuild(CLI::App &app, CLI::App *&command) {
         app, "build",
         "Write the catalogs with sizes and hashes, the order of installation and the service's data",
         "releasebench init my-release && releasebench build my-release --out published");
-    addFolder(command, options->folder, "The release's folder, with its release.json");
+    addReleaseFolder(command, options->folder);
     command
         ->add_option("--out", options->out,
                      "The folder to write, a new one or one that build made; "
@@ -67,18 +94,11 @@ Run addBuild(CLI::App &app, CLI::App *&command) {
 
 // What explain and script ask about.
 void addQuestion(CLI::App *command, Question &question) {
-    addFolder(command, question.folder, "The release's folder, with its release.json");
+    addReleaseFolder(command, question.folder);
     command->add_option("--product", question.product, "The version of the installed product")
         ->type_name("V");
     command->add_option("--system", question.system, "The version of the operating system")->type_name("V");
-    command
-        ->add_option("--app", question.application,
-                     "Its application ids, with commas between; default: the "
-                     "first of the release")
-        ->type_name("ID");
-    command
-        ->add_option("--affiliate", question.affiliate, "Its affiliate id; default: the first of the release")
-        ->type_name("ID");
+    addAsker(command, question.application, question.affiliate);
     command
         ->add_option("--config", question.config, "Take what is not given from a machine's ProductConfig.xml")
         ->type_name("FILE");
@@ -92,7 +112,7 @@ Run addExplain(CLI::App &app, CLI::App *&command) {
                          "releasebench explain my-release --product 1.0.0.5 --system 10.8.5");
     addQuestion(command, options->question);
     command->add_flag("--fresh", options->fresh, "Explain a fresh installation, which needs no versions");
-    command->add_flag("--json", options->json, "Print JSON");
+    addFormat(command, options->format);
     return [options] { return runExplain(*options); };
 }
 
@@ -166,7 +186,7 @@ Run addServers(CLI::App &app, CLI::App *&command) {
     command =
         addCommand(app, "servers", "Ask the real servers as the engine will, and compare with the folder",
                    "releasebench servers my-release");
-    addFolder(command, options->folder, "The release's folder, with its release.json");
+    addReleaseFolder(command, options->folder);
     command
         ->add_option("--service", options->service,
                      "The update service to ask, such as https://staging.example; default: the engine's own")
@@ -191,27 +211,8 @@ Run addServers(CLI::App &app, CLI::App *&command) {
         ->type_name("N")
         ->check(CLI::Range(1, 64))
         ->capture_default_str();
-    command->add_option("--format", options->format, "text or json")
-        ->check(CLI::IsMember({"text", "json"}))
-        ->capture_default_str();
+    addFormat(command, options->format);
     return [options] { return runServers(*options); };
-}
-
-// Who asks, and how the answer is told, of what looks at all machines.
-template <typename Options>
-void addAskerAndFormat(CLI::App *command, Options &options) {
-    command
-        ->add_option("--app", options.application,
-                     "The machines' application ids, with commas between; default: the first of the release")
-        ->type_name("ID");
-    command
-        ->add_option("--affiliate", options.affiliate,
-                     "Their affiliate id; default: the first of the release")
-        ->type_name("ID");
-    command->add_option("--format", options.format, "text or json; default text")
-        ->transform(CLI::CheckedTransformer(
-            std::map<std::string, Format>{{"text", Format::text}, {"json", Format::json}}))
-        ->type_name("FORMAT");
 }
 
 Run addMatrix(CLI::App &app, CLI::App *&command) {
@@ -219,9 +220,12 @@ Run addMatrix(CLI::App &app, CLI::App *&command) {
     command =
         addCommand(app, "matrix", "Tell what updates do for every product version on every system version",
                    "releasebench init my-release && releasebench matrix my-release --html matrix.html");
-    addFolder(command, options->folder, "The release's folder, with its release.json");
-    addAskerAndFormat(command, *options);
-    command->add_option("--html", options->page, "Write a page with a picture too")->type_name("FILE");
+    addReleaseFolder(command, options->folder);
+    addAsker(command, options->application, options->affiliate);
+    addFormat(command, options->format);
+    command->add_option("--html", options->page, "Write a page with a picture too")
+        ->type_name("FILE")
+        ->check(faultOfName);
     return [options] { return runMatrix(*options); };
 }
 
@@ -229,10 +233,10 @@ Run addDiff(CLI::App &app, CLI::App *&command) {
     const auto options = std::make_shared<DiffOptions>();
     command = addCommand(app, "diff", "Tell which machines another release serves otherwise, and which worse",
                          "releasebench init old && cp -r old new && releasebench diff old new");
-    command->add_option("OLD", options->before, "The folder of the release that machines have now")
-        ->required();
-    command->add_option("NEW", options->now, "The folder of the one that is to take its place")->required();
-    addAskerAndFormat(command, *options);
+    addFolder(command, options->before, "OLD", "The folder of the release that machines have now");
+    addFolder(command, options->now, "NEW", "The folder of the one that is to take its place");
+    addAsker(command, options->application, options->affiliate);
+    addFormat(command, options->format);
     return [options] { return runDiff(*options); };
 }
 

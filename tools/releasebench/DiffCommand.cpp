@@ -62,7 +62,8 @@ void tell(const Compared &compared, Paper &paper) {
         tellChange(change, paper);
     const auto worse = std::count_if(compared.changes.begin(), compared.changes.end(), isWorse);
     paper.line(compared.changes.empty() ? "Nothing changes for any machine."
-                                        : std::to_string(compared.changes.size()) + " changes, " +
+                                        : std::to_string(compared.changes.size()) +
+                                              (compared.changes.size() == 1 ? " change, " : " changes, ") +
                                               std::to_string(worse) + " of them for the worse");
 }
 

@@ -3,7 +3,7 @@
 #include <filesystem>
 #include <string>
 
-#include "MatrixCommand.h"
+#include "Format.h"
 
 struct DiffOptions {
     std::filesystem::path before;

@@ -165,7 +165,7 @@ int runExplain(const ExplainOptions &options) {
     const Explanation explanation =
         explain(options.question, options.fresh ? Job::freshInstall : Job::update);
     Paper paper;
-    if (options.json) {
+    if (options.format == Format::json) {
         paper.verbatim(explanationInJson(explanation) + "\n");
     } else {
         tellQuestion(explanation, paper);

@@ -3,6 +3,7 @@
 #include <filesystem>
 #include <string>
 
+#include "Format.h"
 #include "Plan.h"
 #include "Release.h"
 
@@ -19,7 +20,7 @@ struct Question {
 struct ExplainOptions {
     Question question;
     bool fresh = false;
-    bool json = false;
+    Format format = Format::text;
 };
 
 // A question with its answer.

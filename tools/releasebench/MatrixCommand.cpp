@@ -35,6 +35,8 @@ void tellMatrix(const Matrix &matrix, const std::vector<Band> &bands, Paper &pap
         paper.line("  " + nameOfSet(set) + ": " + contentOf(matrix.sets[set]), hanging);
     paper.line("");
     paper.line(titleOfWays(matrix));
+    if (matrix.newest.empty())
+        return;
     tellTable(
         matrix, bands, [](const CellWords &words) { return words.way; }, paper);
     const std::vector<std::string> findings = findingsOf(matrix, bands);

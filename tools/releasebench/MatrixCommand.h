@@ -3,10 +3,9 @@
 #include <filesystem>
 #include <string>
 
+#include "Format.h"
 #include "Matrix.h"
 #include "MatrixView.h"
-
-enum class Format { text, json };
 
 struct MatrixOptions {
     std::filesystem::path folder;

@@ -21,12 +21,12 @@ struct Pair {
 
     const Cell &cellBefore() const { return before.at(row, columnBefore); }
     const Cell &cellNow() const { return now.at(row, columnNow); }
+    bool listsPackages() const { return before.listsSets && now.listsSets; }
     std::string versionAt(std::size_t itsRow) const {
         return itsRow == row ? "the version that it has" : now.products[itsRow].label();
     }
 };
 
-// Nothing where sets are not listed.
 std::vector<std::string> installedBy(const Matrix &matrix, const Cell &cell) {
     return cell.set ? matrix.sets[*cell.set].installed : std::vector<std::string>();
 }
@@ -55,9 +55,8 @@ bool isInVersionOrHigher(const std::string &package, const std::vector<std::stri
     });
 }
 
-// Of the packages that the update installed before, those that none of the updates installs now.
-std::vector<std::string> lostPackages(const Pair &pair) {
-    std::vector<std::string> lost = installedBy(pair.before, pair.cellBefore());
+// Of these packages, those that none of the updates installs now.
+std::vector<std::string> lostOf(std::vector<std::string> lost, const Pair &pair) {
     for (std::size_t row = pair.row; !lost.empty();) {
         const Cell &cell = pair.now.at(row, pair.columnNow);
         const std::vector<std::string> installed = installedBy(pair.now, cell);
@@ -71,6 +70,32 @@ std::vector<std::string> lostPackages(const Pair &pair) {
         row = cell.nextRow;
     }
     return lost;
+}
+
+// What the updates after the first one installed before.
+std::vector<std::string> installedLaterBefore(const Pair &pair) {
+    std::vector<std::string> packages;
+    std::size_t row = pair.row;
+    for (std::size_t next = pair.cellBefore().nextRow; next != row;) {
+        row = next;
+        const Cell &cell = pair.before.at(row, pair.columnBefore);
+        const std::vector<std::string> installed = installedBy(pair.before, cell);
+        packages.insert(packages.end(), installed.begin(), installed.end());
+        next = cell.nextRow;
+    }
+    return packages;
+}
+
+void judgePackages(const Pair &pair, std::vector<Worse> &worse) {
+    for (const std::string &package : lostOf(installedBy(pair.before, pair.cellBefore()), pair))
+        worse.push_back({"package-lost", package + " is installed no more, nor a later one of that name"});
+    // On the way of before, what is lost later is told of the products that it leads to.
+    if (pair.cellNow().nextRow == pair.cellBefore().nextRow)
+        return;
+    const std::vector<std::string> lost = lostOf(installedLaterBefore(pair), pair);
+    if (!lost.empty())
+        worse.push_back({"package-lost", lost.front() + (lost.size() > 1 ? " and others" : "") +
+                                             ": a later update installed that, and none does now"});
 }
 
 void judgeEnd(const Pair &pair, std::vector<Worse> &worse) {
@@ -96,27 +121,27 @@ void judgeEnd(const Pair &pair, std::vector<Worse> &worse) {
 void judgeTheSameEnd(const Pair &pair, std::vector<Worse> &worse) {
     const Cell &before = pair.cellBefore();
     const Cell &now = pair.cellNow();
-    if (now.endRow == before.endRow && now.updates > before.updates && before.updates > 0)
+    if (now.endRow == before.endRow && now.updates > before.updates)
         worse.push_back({"more-updates", "takes " + std::to_string(now.updates) +
                                              " updates to the same version, before " +
                                              std::to_string(before.updates)});
     const bool areDone = now.outcome == Outcome::done && before.outcome == Outcome::done;
     if (areDone && now.nextRow == before.nextRow && isHigherBuild(before.build, now.build))
         worse.push_back({"lower-build", "gets build " + now.build + ", before " + before.build});
-    if (now.endRow > before.endRow || !pair.before.listsSets || !pair.now.listsSets)
-        return;
-    for (const std::string &package : lostPackages(pair))
-        worse.push_back({"package-lost", package + " is installed no more, nor a later one of that name"});
+    if (now.endRow <= before.endRow && pair.listsPackages())
+        judgePackages(pair, worse);
 }
 
 Difference differenceOf(const Pair &pair) {
     Difference difference;
     difference.before = inWords(pair.before, pair.row, pair.columnBefore);
     difference.now = inWords(pair.now, pair.row, pair.columnNow);
-    const std::vector<std::string> before = installedBy(pair.before, pair.cellBefore());
-    const std::vector<std::string> now = installedBy(pair.now, pair.cellNow());
-    difference.added = without(now, before);
-    difference.removed = without(before, now);
+    if (pair.listsPackages()) {
+        const std::vector<std::string> before = installedBy(pair.before, pair.cellBefore());
+        const std::vector<std::string> now = installedBy(pair.now, pair.cellNow());
+        difference.added = without(now, before);
+        difference.removed = without(before, now);
+    }
     judgeEnd(pair, difference.worse);
     judgeTheSameEnd(pair, difference.worse);
     return difference;

@@ -109,6 +109,19 @@ void writeSets(const Matrix &matrix, XmlOut &out) {
     }
 }
 
+void writeWays(const Matrix &matrix, const std::vector<Band> &bands, XmlOut &out) {
+    out.leaf("h2", printable(titleOfWays(matrix)));
+    if (matrix.newest.empty())
+        return;
+    writePicture(matrix, bands, out);
+    const std::vector<std::string> findings = findingsOf(matrix, bands);
+    out.leaf("h2", "Findings");
+    if (findings.empty())
+        out.leaf("p", "Everybody reaches the newest version.");
+    else
+        writeList("ul", findings, out);
+}
+
 } // namespace
 
 std::string matrixPage(const Matrix &matrix, const std::vector<Band> &bands) {
@@ -123,14 +136,7 @@ std::string matrixPage(const Matrix &matrix, const std::vector<Band> &bands) {
     out.open("body");
     out.open("main");
     out.leaf("h1", printable(titleOf(matrix)));
-    out.leaf("h2", printable(titleOfWays(matrix)));
-    writePicture(matrix, bands, out);
-    const std::vector<std::string> findings = findingsOf(matrix, bands);
-    out.leaf("h2", "Findings");
-    if (findings.empty())
-        out.leaf("p", "Everybody reaches the newest version.");
-    else
-        writeList("ul", findings, out);
+    writeWays(matrix, bands, out);
     writeTable(matrix, bands, out);
     writeList("ul", legendOf(matrix, bands), out);
     writeSets(matrix, out);

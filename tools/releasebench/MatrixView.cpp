@@ -10,17 +10,11 @@ bool isSettledAt(const Cell &cell, std::size_t row) {
     return cell.endRow == row;
 }
 
-bool areAlike(const Matrix &matrix, std::size_t above, std::size_t below, std::size_t column) {
-    const Cell &first = matrix.at(above, column);
-    const Cell &second = matrix.at(below, column);
-    const bool doTheSame = first.outcome != Outcome::done || first.choice == second.choice ||
-                           (first.set && first.set == second.set);
-    const bool leadAlike =
-        isSettledAt(first, above) ? isSettledAt(second, below) : first.endRow == second.endRow;
-    return doTheSame && leadAlike && first.outcome == second.outcome && *first.reason == *second.reason &&
-           first.isRaised == second.isRaised && (!first.isRaised || first.version == second.version) &&
-           first.build == second.build && first.updates == second.updates && first.end == second.end &&
-           matrix.reachesNewest(first) == matrix.reachesNewest(second);
+// The same hot-fixes lead to the same version and build, and on from there alike.
+bool areAlike(const Matrix &matrix, const Cell &above, const Cell &below) {
+    return above.outcome == below.outcome && *above.reason == *below.reason &&
+           (above.outcome != Outcome::done || above.choice == below.choice) &&
+           above.isRaised == below.isRaised && matrix.reachesNewest(above) == matrix.reachesNewest(below);
 }
 
 std::string updateInWords(const Matrix &matrix, const Cell &cell) {
@@ -98,7 +92,7 @@ std::vector<Band> bandsOf(const Matrix &matrix) {
     for (std::size_t row = 0; row < matrix.rows.size(); ++row) {
         bool isAlike = row > 0;
         for (std::size_t column = 0; isAlike && column < matrix.systems.size(); ++column)
-            isAlike = areAlike(matrix, row - 1, row, column);
+            isAlike = areAlike(matrix, matrix.at(row - 1, column), matrix.at(row, column));
         if (isAlike)
             bands.back().last = row;
         else
@@ -145,7 +139,8 @@ std::string titleOf(const Matrix &matrix) {
 }
 
 std::string titleOfWays(const Matrix &matrix) {
-    return matrix.newest.empty() ? "The release brings no version"
+    // Then there is nothing for any machine, for one reason.
+    return matrix.newest.empty() ? "The release brings no version: " + *matrix.at(0, 0).reason
                                  : "The way to the newest version, " + matrix.newest;
 }
 

@@ -11,7 +11,8 @@ namespace {
 
 using Json = nlohmann::json;
 
-// Reads a text for the parser and counts its lines meanwhile.
+// Reads a text for the parser and counts its lines meanwhile. A line's end belongs to it: the parser has read
+// one when it tells a number that stands before.
 class CountingIterator {
 public:
     using iterator_category = std::input_iterator_tag;
@@ -26,8 +27,9 @@ public:
 
     reference operator*() const { return *m_at; }
     CountingIterator &operator++() {
-        if (*m_at++ == '\n')
+        if (m_isAtNextLine)
             ++*m_line;
+        m_isAtNextLine = *m_at++ == '\n';
         return *this;
     }
     bool operator==(const CountingIterator &other) const { return m_at == other.m_at; }
@@ -36,6 +38,7 @@ public:
 private:
     const char *m_at;
     int *m_line;
+    bool m_isAtNextLine = false;
 };
 
 // Builds the document that the parser tells.

@@ -22,6 +22,15 @@ std::string pointerOf(const Context &context) {
     return pointer;
 }
 
+const Json &valueOf(const Context &context, const Json &document) {
+    const Json *value = &document;
+    for (std::size_t i = 1; i < context.size(); ++i) {
+        const std::string step = stepOf(context[i]);
+        value = value->is_array() ? &value->at(std::stoul(step)) : &value->at(step);
+    }
+    return *value;
+}
+
 const Json &resolved(const Json &schema, const Json &root) {
     const auto reference = schema.find("$ref");
     if (reference == schema.end())
@@ -65,24 +74,35 @@ bool beginsWith(const std::string &text, const std::string &start) {
     return text.compare(0, start.size(), start) == 0;
 }
 
-// The library names the keys of an object that it means in its sentence alone.
+// The library names the key that an object lacks in its sentence alone.
 std::string quotedName(const std::string &sentence) {
-    const std::size_t begin =
-        sentence.find('\'', sentence.find(beginsWith(sentence, "Object") ? ": '" : "'")) + 1;
+    const std::size_t begin = sentence.find('\'') + 1;
     return sentence.substr(begin, sentence.rfind('\'') - begin);
 }
 
-SchemaFault inWords(const Context &context, const std::string &sentence, const Json &root) {
+// All of an object's, of which the library names one.
+std::vector<SchemaFault> unknownKeys(const std::string &place, const Json &object, const Json &schema) {
+    std::vector<SchemaFault> faults;
+    for (const auto &member : object.items()) {
+        if (!schema.at("properties").contains(member.key()))
+            faults.push_back(
+                {place + "/" + member.key(), "unknown key, expected one of: " + knownKeys(schema)});
+    }
+    return faults;
+}
+
+std::vector<SchemaFault> inWords(const Context &context, const std::string &sentence, const Json &document,
+                                 const Json &root) {
     const Json &schema = schemaOf(context, root);
     const std::string place = pointerOf(context);
     if (beginsWith(sentence, "Missing required property")) {
         const std::string key = quotedName(sentence);
-        return {place,
-                "lacks \"" + key + "\", " + expectation(resolved(schema.at("properties").at(key), root))};
+        return {{place,
+                 "lacks \"" + key + "\", " + expectation(resolved(schema.at("properties").at(key), root))}};
     }
     if (beginsWith(sentence, "Object contains a property"))
-        return {place + "/" + quotedName(sentence), "unknown key, expected one of: " + knownKeys(schema)};
-    return {place, expectation(schema)};
+        return unknownKeys(place, valueOf(context, document), schema);
+    return {{place, expectation(schema)}};
 }
 
 } // namespace
@@ -97,8 +117,10 @@ std::vector<SchemaFault> schemaFaults(const Json &document) {
     std::vector<SchemaFault> faults;
     for (valijson::ValidationResults::Error error; results.popError(error);) {
         // What is around a fault is at fault as well.
-        if (!beginsWith(error.description, "Failed to validate"))
-            faults.push_back(inWords(error.context, error.description, root));
+        if (beginsWith(error.description, "Failed to validate"))
+            continue;
+        for (SchemaFault &fault : inWords(error.context, error.description, document, root))
+            faults.push_back(std::move(fault));
     }
     return faults;
 }

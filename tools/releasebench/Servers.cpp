@@ -192,7 +192,7 @@ int runServers(const ServersOptions &options) {
     initialiseExternalLibraries(); // before any thread
     const std::vector<ServerCheck> checks = checkAll(readRelease(options.folder), options);
     Paper paper;
-    if (options.format == "json")
+    if (options.format == Format::json)
         paper.verbatim(checksInJson(checks) + "\n");
     else
         tell(checks, paper);

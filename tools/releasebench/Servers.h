@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "Format.h"
 #include "ProductRequest.h"
 #include "ServerCheck.h"
 
@@ -16,7 +17,7 @@ struct ServersOptions {
     int timeout = 30;        // seconds for an answer
     int totalTimeout = 1800; // seconds for everything
     std::size_t parallel = 8;
-    std::string format = "text"; // or "json"
+    Format format = Format::text;
 };
 
 // Asks the real servers as the engine will, and compares what they have with the folder. Gives the process's
