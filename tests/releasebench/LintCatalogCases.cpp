@@ -71,6 +71,7 @@ std::vector<LintCatalogCase> catalogCases() {
         {"CommentBeforeAVersion",
          {"fullinstall-version", "text-unread"},
          with("<version>", "<version><!-- new -->")},
+        {"MarkedSectionBetweenElements", {}, with("<hf_package>", "<hf_package><![CDATA[new]]>")},
         {"RepostInLowerCase", {"repost-not-yes"}, with(">YES<", ">yes<")},
         {"UrlMissing", {"url-missing"}, with("<url>.*</url>", "")},
         {"UrlOfAFolder", {"url-no-file-name"}, withFileName("")},

@@ -254,8 +254,10 @@ void compareHotFix(const LintHotFix &hotFix, const std::map<std::string, Item, s
     std::set<Item> compared;
     const xmlNode *package = hotFix.catalog->document->hotFixes().at(hotFix.index);
     for (const xmlNode *node = package->children; node; node = node->next) {
+        if (node->type != XML_ELEMENT_NODE) // a marked section has no name
+            continue;
         const auto item = items.find(std::string_view(reinterpret_cast<const char *>(node->name)));
-        if (node->type == XML_ELEMENT_NODE && item != items.end() && compared.insert(item->second).second)
+        if (item != items.end() && compared.insert(item->second).second)
             compareText(*hotFix.catalog, node, hotFix.value(item->second), tell);
     }
 }
