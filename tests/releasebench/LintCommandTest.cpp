@@ -3,6 +3,8 @@
 #include <set>
 #include <sstream>
 
+#include <sys/stat.h>
+
 #include "Lint.h"
 #include "LintFixture.h"
 #include "Program.h"
@@ -44,6 +46,14 @@ TEST_F(LintCommand, EndsWithTheStatusOfWhatItFound) {
     EXPECT_EQ(lint({folder, folder}).status, 2);
     writeText("release.json", "{");
     EXPECT_EQ(lint({folder}).status, 2);
+}
+
+// A pipe gives its content once only, and nobody may write to it.
+TEST_F(LintCommand, WaitsForNoPipe) {
+    ASSERT_EQ(mkfifo("pipe", 0600), 0);
+    const Ended ended = lint({"pipe"});
+    EXPECT_EQ(ended.status, 2);
+    EXPECT_THAT(ended.err, StartsWith("pipe: cannot be read, expected"));
 }
 
 // They are told and are no findings.

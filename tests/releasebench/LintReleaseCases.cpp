@@ -283,6 +283,7 @@ std::vector<LintCase> fileCases() {
     const Change nothing = [](Json &) {};
     return {
         {"NoFile", {"file-missing"}, nothing, false, [] { fs::remove(platformFile); }},
+        {"FileOfAnImpossibleName", {"file-missing"}, platformHas("file", std::string(300, 'x'))},
         {"EmptyFile", {"file-empty"}, nothing, false, [] { fs::resize_file(platformFile, 0); }},
         {"FileOutside",
          {"file-outside"},
