@@ -74,6 +74,12 @@ std::vector<LintCase> valueCases() {
         {"ValueWithABlank", {"blank-around-value"}, releaseHas("releaseName", "basicmac3.4 ")},
         {"ValueWithALineEnd", {"control-character"}, releaseHas("releaseName", "basic\nmac")},
         {"ValueWithMarkup", {"markup-in-release-value"}, releaseHas("releaseName", "basic&mac")},
+        {"TextBeyondBounds",
+         {"catalog-beyond-bounds"},
+         [](Json &release) {
+             platform(release)["name"] = std::string(10000001, 'x');
+             release["order"] = {"toolbar.pkg"};
+         }},
         {"ValueOfNothing", {"release-value-empty"}, releaseHas("coreVersion", "")},
         {"NoVersion", {"version-missing"}, [](Json &release) { platform(release).erase("version"); }},
         {"VersionWithALetter", {"version-no-number"}, platformHas("maxSystem", "10.8.x")},

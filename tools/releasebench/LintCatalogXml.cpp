@@ -134,7 +134,10 @@ void checkReadable(const LintInput &input, const Tell &tell) {
 
 void checkWithinBounds(const LintInput &input, const Tell &tell) {
     for (const LintCatalog &catalog : input.catalogs) {
-        if (catalog.document && catalog.document->root() && !catalog.document->isReadByEngine())
+        const bool isRefused = catalog.document
+                                   ? catalog.document->root() && !catalog.document->isReadByEngine()
+                                   : !catalog.isRead();
+        if (isRefused)
             tell(catalog.places->catalog(), "XML that the engine refuses to read");
     }
 }

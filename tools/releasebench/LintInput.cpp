@@ -238,7 +238,11 @@ void readCatalogs(const std::vector<fs::path> &files, LintInput &input) {
 } // namespace
 
 bool LintCatalog::isRead() const {
-    return !document || (document->isReadByEngine() && !document->elements("/product_catalog").empty());
+    if (document)
+        return document->isReadByEngine() && !document->elements("/product_catalog").empty();
+    // Of a document that it refuses the engine finds nothing.
+    return hotFixes.size() == source->hotFixes.size() &&
+           product.url.empty() != source->fullInstall.has_value();
 }
 
 const std::string &LintHotFix::value(Item item) const {
