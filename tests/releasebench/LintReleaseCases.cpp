@@ -45,10 +45,11 @@ Change besidePlatform(const Json &values) {
     };
 }
 
-void addReposts(Json &release, const std::string &name) {
+Json &addRepost(Json &release, const std::string &name) {
     Json added = services(release);
     added["url"] = server + "HF_1.0.1.0/" + name;
     release["catalogs"][0]["hotFixes"].push_back(added);
+    return release["catalogs"][0]["hotFixes"].back();
 }
 
 void install(Json &package, const std::string &path, const std::string &name) {
@@ -265,7 +266,21 @@ std::vector<LintCase> orderCases() {
          }},
         {"RepostsOfOneName",
          {"repost-shared-name"},
-         [](Json &release) { addReposts(release, "web-services.pkg"); }},
+         [](Json &release) { addRepost(release, "web-services.pkg"); }},
+        {"RepostsOfOneNameForSomeMachines",
+         {"repost-shared-name"},
+         [](Json &release) {
+             addRepost(release, "web-services.pkg");
+             services(release)["minVersion"] = "1.0.0.5";
+         }},
+        {"ManyRepostsOfOneNameAmongManyNames",
+         {"order-name-unused", "repost-shared-name"},
+         [](Json &release) {
+             for (int i = 0; i < 2000; ++i) {
+                 addRepost(release, std::to_string(i) + "-services.pkg");
+                 release["order"].push_back("none-" + std::to_string(i));
+             }
+         }},
         {"NameOfNothing",
          {"order-name-unused"},
          [](Json &release) { release["order"].push_back("none.pkg"); }},
@@ -278,7 +293,7 @@ std::vector<LintCase> orderCases() {
         {"NameWithinAnother",
          {"order-name-contained"},
          [](Json &release) {
-             addReposts(release, "web-services.pkg");
+             addRepost(release, "web-services.pkg");
              release["order"].push_back("web-services.pkg");
          }},
         {"NothingDecides", {"order-undecided"}, [](Json &release) { release["order"] = {"services.pkg"}; }},
