@@ -102,6 +102,33 @@ std::vector<LintCase> valueCases() {
              toolbar(release)["version"] = "1.0.10.0";
              toolbar(release)["maxVersion"] = "1.0.9.9";
          }},
+        {"TenBeforeNineBesideElevenForOthers",
+         {"version-text-order"},
+         [](Json &release) {
+             platform(release)["version"] = "1.0.9.0";
+             services(release)["version"] = "1.0.9.0";
+             toolbar(release)["version"] = "1.0.10.0";
+             toolbar(release)["maxVersion"] = "1.0.9.9";
+             besidePlatform({{"url", server + "HF_1.0.11.0/toolbar.pkg"},
+                             {"version", "1.0.11.0"},
+                             {"minVersion", "1.0.10.0"},
+                             {"maxVersion", "1.0.10.9"}})(release);
+         }},
+        {"TenForAnotherSystemThanNine",
+         {},
+         [](Json &release) {
+             platform(release).update(Json{{"version", "1.0.9.0"}, {"maxSystem", "10.7.9"}});
+             services(release).update(Json{{"version", "1.0.9.0"}, {"maxSystem", "10.7.9"}});
+             toolbar(release).update(
+                 Json{{"version", "1.0.10.0"}, {"maxVersion", "1.0.9.9"}, {"minSystem", "10.8.0"}});
+         }},
+        {"NineOfARepostPackageOnly",
+         {},
+         [](Json &release) {
+             services(release)["version"] = "1.0.9.0";
+             for (Json *hotFix : {&platform(release), &toolbar(release)})
+                 hotFix->update(Json{{"version", "1.0.10.0"}, {"maxVersion", "1.0.9.9"}});
+         }},
         {"BuildOfLetters", {"build-no-number"}, platformHas("build", "x")},
         {"NoBuild", {"build-no-number"}, [](Json &release) { platform(release).erase("build"); }},
         {"BuildWithALetter", {"build-partly-number"}, platformHas("build", "130b")},

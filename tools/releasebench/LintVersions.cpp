@@ -4,10 +4,13 @@
 #include <functional>
 #include <map>
 #include <optional>
+#include <set>
 #include <string_view>
+#include <vector>
 
 #include "InstallationOrder.h"
 #include "LintInput.h"
+#include "LintPairs.h"
 #include "LintRule.h"
 #include "LintText.h"
 #include "Version.h"
@@ -163,30 +166,72 @@ struct Range {
     }
 };
 
-struct Group {
-    Range range;
-    LintHotFix first{};
+using Bounds = std::array<std::string_view, 4>;
+Bounds boundsOf(const HotFixPackageInfo &hotFix) {
+    return {hotFix.minVer, hotFix.maxVer, hotFix.osxMinVer, hotFix.osxMaxVer};
+}
+
+// The hot-fixes of one version, one for each different bounds.
+class Group {
+public:
+    void add(const LintHotFix &hotFix) {
+        m_range.include(hotFix.record());
+        if (m_bounds.insert(boundsOf(hotFix.record())).second)
+            m_hotFixes.push_back(hotFix);
+    }
+    const LintHotFix &first() const { return m_hotFixes.front(); }
+
+    // Whether a machine gets hot-fixes of both. Takes off what it was allowed to look at, and looks no
+    // further.
+    bool isOfferedWith(const Group &other, int &looks) const {
+        --looks;
+        if (!m_range.beginsWithinOrBelow(other.m_range) || !other.m_range.beginsWithinOrBelow(m_range))
+            return false;
+        for (const LintHotFix &mine : m_hotFixes) {
+            for (const LintHotFix &its : other.m_hotFixes) {
+                if (looks-- > 0 && machineForBoth(mine.record(), its.record()))
+                    return true;
+            }
+        }
+        return false;
+    }
+
+private:
+    Range m_range;
+    std::set<Bounds> m_bounds;
+    std::vector<LintHotFix> m_hotFixes;
 };
+using Groups = std::map<std::string, Group>; // in the order of installation
+
+// Repost packages follow the order names instead, and branding follows nothing.
+Groups groupsOf(const LintOffer &offer) {
+    Groups groups;
+    for (const LintHotFix &hotFix : offer.hotFixes) {
+        const std::string &path = hotFix.destination();
+        if (!path.empty() && !hotFix.record().productVer.empty() && !isRepostPackage(path) &&
+            !isBrandingPackage(path))
+            groups[std::string(hotFixVersionOf(path))].add(hotFix);
+    }
+    return groups;
+}
 
 void checkTextOrder(const LintInput &input, const Tell &tell) {
+    constexpr int mostLooks = 64; // for each group
     for (const LintOffer &offer : input.offers) {
-        std::map<std::string, Group> groups; // in the order of installation
-        for (const LintHotFix &hotFix : offer.hotFixes) {
-            if (hotFix.destination().empty() || hotFix.record().productVer.empty())
-                continue;
-            Group &group = groups[std::string(hotFixVersionOf(hotFix.destination()))];
-            group.first = group.first.catalog ? group.first : hotFix;
-            group.range.include(hotFix.record());
-        }
-        auto highest = groups.cbegin();
-        for (auto group = groups.cbegin(); group != groups.cend(); ++group) {
-            if (!isGreaterVersion(highest->first, group->first)) {
-                highest = group;
-            } else if (group->second.range.beginsWithinOrBelow(highest->second.range) &&
-                       highest->second.range.beginsWithinOrBelow(group->second.range)) {
-                tell(group->second.first.at(Item::version),
-                     "version " + highest->first + " is installed before " + group->first);
+        const Groups groups = groupsOf(offer);
+        std::multimap<std::array<std::int32_t, 4>, Groups::const_iterator> before;
+        for (auto group = groups.begin(); group != groups.end(); ++group) {
+            const auto version = parseVersion(group->first);
+            int looks = mostLooks;
+            for (auto higher = before.rbegin();
+                 higher != before.rend() && higher->first > version && looks > 0; ++higher) {
+                if (!group->second.isOfferedWith(higher->second->second, looks))
+                    continue;
+                tell(group->second.first().at(Item::version),
+                     "version " + higher->second->first + " is installed before " + group->first);
+                break;
             }
+            before.emplace(version, group);
         }
     }
 }
