@@ -245,6 +245,11 @@ std::vector<LintCase> replyCases() {
         {"UnreachedProduct",
          {"product-unreached"},
          [](Json &release) { audience(release)["partners"][0]["application"] = "quoformac"; }},
+        {"UnreachedProductOfASharedCatalog",
+         {"product-unreached"},
+         [](Json &release) {
+             audience(release)["partners"][0] = product("quoformac", {"platform_maccat", "partner_maccat"});
+         }},
         {"UnusedCatalog",
          {"catalog-unused"},
          [](Json &release) {

@@ -53,13 +53,14 @@ void checkUnreached(const LintInput &input, const Tell &tell) {
         const std::set<std::string> told = urlsToldTo(input, audience);
         for (const auto *products : {&audience.products, &audience.partners}) {
             for (const ReleaseProduct &product : *products) {
-                const bool isReached = std::any_of(
+                // Others may share some of them.
+                const bool isReached = std::all_of(
                     product.catalogs.begin(), product.catalogs.end(), [&](const std::string &name) {
                         return told.count(input.release->catalogNamed(name).url()) != 0;
                     });
-                if (!told.empty() && !product.catalogs.empty() && !isReached)
+                if (!told.empty() && !isReached)
                     tell(input.releasePlace(product.place + "/application"),
-                         "no machine is told of the catalogs of \"" + product.application + "\"");
+                         "no machine is told of all catalogs of \"" + product.application + "\"");
             }
         }
     }
