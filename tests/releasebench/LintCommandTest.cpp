@@ -127,6 +127,27 @@ TEST_F(LintCommand, TellsInSarif) {
     EXPECT_GE(location.at("region").at("startLine"), 1);
 }
 
+TEST_F(LintCommand, NamesAFileInSarifByOneUri) {
+    changePlatform("build", "x");
+    std::filesystem::create_directory("a b:c");
+    std::filesystem::copy("release.json", "a b:c/release.json");
+    std::filesystem::copy("packages", "a b:c/packages", std::filesystem::copy_options::recursive);
+    for (const auto &[given, uri] :
+         {std::pair(".", "release.json"), std::pair("./packages/..", "release.json"),
+          std::pair("a b:c/", "a%20b%3Ac/release.json"),
+          std::pair("//tmp/work/release", "file:///tmp/work/release/release.json")}) {
+        const Json log = Json::parse(lint({given, "--format", "sarif"}).out);
+        EXPECT_EQ(log["runs"][0]["results"]
+                      .at(0)
+                      .at("locations")
+                      .at(0)
+                      .at("physicalLocation")
+                      .at("artifactLocation")
+                      .at("uri"),
+                  uri);
+    }
+}
+
 TEST_F(LintCommand, HelpShowsAnExampleThatWorks) {
     const Ended help = lint({"--help"});
     EXPECT_EQ(help.status, 0);
