@@ -22,7 +22,7 @@ using Numbers = std::array<std::int32_t, 4>;
 // A version that hot-fixes or full-install packages bring, and one that does.
 struct Brought {
     std::string version;
-    std::function<LintPlace()> place;
+    WhereIs place;
 };
 
 // What an offer raises products to. Whatever system a hot-fix is for counts.
@@ -66,7 +66,7 @@ private:
         return {bound(hotFix.minVer), bound(hotFix.maxVer), parseVersion(hotFix.productVer)};
     }
 
-    void bring(const std::string &version, std::function<LintPlace()> place) {
+    void bring(const std::string &version, WhereIs place) {
         m_asked.push_back(parseVersion(version));
         m_brought.try_emplace(m_asked.back(), Brought{version, std::move(place)});
     }

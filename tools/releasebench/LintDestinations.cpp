@@ -15,8 +15,6 @@
 
 namespace {
 
-using Visit = std::function<void(const std::string &, const std::function<LintPlace()> &)>;
-
 // Where a full-install package goes that is alone; "" where that is refused.
 std::string destinationOf(const ProductInfo &product) {
     PackageRecords records;
@@ -28,7 +26,7 @@ std::string destinationOf(const ProductInfo &product) {
     }
 }
 
-void visitDestinations(const LintInput &input, const Visit &visit) {
+void visitDestinations(const LintInput &input, const VisitText &visit) {
     for (const LintHotFix &hotFix : input.hotFixes())
         visit(hotFix.destination(), [&] { return hotFix.at(Item::url); });
     for (const LintCatalog &catalog : input.catalogs) {
@@ -38,33 +36,34 @@ void visitDestinations(const LintInput &input, const Visit &visit) {
 }
 
 void checkRefused(const LintInput &input, const Tell &tell) {
-    visitDestinations(input, [&](const std::string &path, const std::function<LintPlace()> &place) {
-        if (path.empty())
-            tell(place(), "no command may name the path that version and file name give");
-    });
+    visitDestinations(input, tellingFaults(tell, [](const std::string &path) -> std::string {
+                          return path.empty() ? "no command may name the path that version and file name give"
+                                              : "";
+                      }));
 }
 
 void checkBlanks(const LintInput &input, const Tell &tell) {
-    visitDestinations(input, [&](const std::string &path, const std::function<LintPlace()> &place) {
-        if (contains(path, " "))
-            tell(place(), "a blank in " + path);
-    });
+    visitDestinations(input, tellingFaults(tell, [](const std::string &path) {
+                          return contains(path, " ") ? "a blank in " + path : "";
+                      }));
 }
 
 void checkPatterns(const LintInput &input, const Tell &tell) {
-    visitDestinations(input, [&](const std::string &path, const std::function<LintPlace()> &place) {
+    visitDestinations(input, [&](const std::string &path, const WhereIs &place) {
         for (const std::string &fault : shellFaults(path))
             tell(place(), fault);
     });
 }
 
 void checkLengths(const LintInput &input, const Tell &tell) {
-    constexpr std::size_t longestPath = 1023; // of macOS
-    visitDestinations(input, [&](const std::string &path, const std::function<LintPlace()> &place) {
-        if (lastComponent(path).size() > NAME_MAX || path.size() > longestPath)
-            tell(place(), std::to_string(lastComponent(path).size()) + " bytes of a name, " +
-                              std::to_string(path.size()) + " of its path");
-    });
+    visitDestinations(input, tellingFaults(tell, [](const std::string &path) -> std::string {
+                          constexpr std::size_t longestPath = 1023; // of macOS
+                          const std::size_t name = lastComponent(path).size();
+                          if (name <= NAME_MAX && path.size() <= longestPath)
+                              return "";
+                          return std::to_string(name) + " bytes of a name, " + std::to_string(path.size()) +
+                                 " of its path";
+                      }));
 }
 
 void checkSame(const LintInput &input, const Tell &tell) {

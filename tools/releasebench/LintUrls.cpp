@@ -1,6 +1,5 @@
 // URLs that the engine cannot fetch from, or should not.
 #include <algorithm>
-#include <functional>
 #include <string_view>
 #include <unordered_map>
 
@@ -12,9 +11,7 @@
 
 namespace {
 
-using Visit = std::function<void(const std::string &, const std::function<LintPlace()> &)>;
-
-void visitPackages(const LintInput &input, const Visit &visit) {
+void visitPackages(const LintInput &input, const VisitText &visit) {
     for (const LintHotFix &hotFix : input.hotFixes())
         visit(hotFix.record().url, [&] { return hotFix.at(Item::url); });
     for (const LintCatalog &catalog : input.catalogs) {
@@ -24,7 +21,7 @@ void visitPackages(const LintInput &input, const Visit &visit) {
 }
 
 // Of packages and of catalogs.
-void visitUrls(const LintInput &input, const Visit &visit) {
+void visitUrls(const LintInput &input, const VisitText &visit) {
     visitPackages(input, visit);
     for (const LintCatalog &catalog : input.catalogs) {
         if (catalog.source)
@@ -54,71 +51,71 @@ void checkMissing(const LintInput &input, const Tell &tell) {
 }
 
 void checkHttps(const LintInput &input, const Tell &tell) {
-    visitUrls(input, [&](const std::string &url, const std::function<LintPlace()> &place) {
-        if (hasScheme(url) && schemeOf(url) == "http")
-            tell(place(), url);
-    });
+    visitUrls(input, tellingFaults(tell, [](const std::string &url) {
+                  return hasScheme(url) && schemeOf(url) == "http" ? url : "";
+              }));
+}
+
+bool isFetched(const std::string &url) {
+    const std::string scheme = schemeOf(url);
+    return hasScheme(url) && (scheme == "https" || scheme == "http");
 }
 
 void checkScheme(const LintInput &input, const Tell &tell) {
-    visitUrls(input, [&](const std::string &url, const std::function<LintPlace()> &place) {
-        const std::string scheme = schemeOf(url);
-        if (url.empty() || (hasScheme(url) && (scheme == "https" || scheme == "http")))
-            return;
-        tell(place(), hasScheme(url) ? "\"" + scheme + "\" in " + url : "no scheme in \"" + url + "\"");
-    });
+    visitUrls(input, tellingFaults(tell, [](const std::string &url) -> std::string {
+                  if (url.empty() || isFetched(url))
+                      return "";
+                  return hasScheme(url) ? "\"" + schemeOf(url) + "\" in " + url
+                                        : "no scheme in \"" + url + "\"";
+              }));
 }
 
 void checkBlanks(const LintInput &input, const Tell &tell) {
-    visitUrls(input, [&](const std::string &url, const std::function<LintPlace()> &place) {
-        const bool isInFileName = isPackage(url) && contains(afterLastSlash(url), " ");
-        if (contains(url, " ") && !isInFileName)
-            tell(place(), "a blank in \"" + url + "\"");
-    });
+    visitUrls(input, tellingFaults(tell, [](const std::string &url) {
+                  const bool isInFileName = isPackage(url) && contains(afterLastSlash(url), " ");
+                  return contains(url, " ") && !isInFileName ? "a blank in \"" + url + "\"" : "";
+              }));
 }
 
 void checkFileNames(const LintInput &input, const Tell &tell) {
-    visitPackages(input, [&](const std::string &url, const std::function<LintPlace()> &place) {
-        if (!url.empty() && afterLastSlash(url).empty())
-            tell(place(), url + " names a folder");
-    });
+    visitPackages(input, tellingFaults(tell, [](const std::string &url) {
+                      return !url.empty() && afterLastSlash(url).empty() ? url + " names a folder" : "";
+                  }));
 }
 
 void checkPackages(const LintInput &input, const Tell &tell) {
-    visitPackages(input, [&](const std::string &url, const std::function<LintPlace()> &place) {
-        if (!afterLastSlash(url).empty() && !isPackage(url))
-            tell(place(), "no \".pkg\" in \"" + afterLastSlash(url) + "\"");
-    });
+    visitPackages(input, tellingFaults(tell, [](const std::string &url) {
+                      const std::string name = afterLastSlash(url);
+                      return !name.empty() && !isPackage(url) ? "no \".pkg\" in \"" + name + "\"" : "";
+                  }));
 }
 
 void checkDots(const LintInput &input, const Tell &tell) {
-    visitUrls(input, [&](const std::string &url, const std::function<LintPlace()> &place) {
-        if (contains(url, "/../") || contains(url, "/./"))
-            tell(place(), url);
-    });
+    visitUrls(input, tellingFaults(tell, [](const std::string &url) {
+                  return contains(url, "/../") || contains(url, "/./") ? url : "";
+              }));
 }
 
 void checkQueries(const LintInput &input, const Tell &tell) {
-    visitUrls(input, [&](const std::string &url, const std::function<LintPlace()> &place) {
-        const std::size_t mark = url.find_first_of("?#");
-        if (mark != std::string::npos)
-            tell(place(), std::string("\"") + url[mark] + "\" in " + url);
-    });
+    visitUrls(input, tellingFaults(tell, [](const std::string &url) {
+                  const std::size_t mark = url.find_first_of("?#");
+                  return mark != std::string::npos ? std::string("\"") + url[mark] + "\" in " + url : "";
+              }));
 }
 
 void checkCredentials(const LintInput &input, const Tell &tell) {
-    visitUrls(input, [&](const std::string &url, const std::function<LintPlace()> &place) {
-        if (contains(hostOf(url), "@"))
-            tell(place(), "a name or password before the host");
-    });
+    visitUrls(input, tellingFaults(tell, [](const std::string &url) -> std::string {
+                  return contains(hostOf(url), "@") ? "a name or password before the host" : "";
+              }));
 }
 
 void checkAscii(const LintInput &input, const Tell &tell) {
-    visitUrls(input, [&](const std::string &url, const std::function<LintPlace()> &place) {
-        if (std::any_of(url.begin(), url.end(),
-                        [](char character) { return static_cast<signed char>(character) < 0; }))
-            tell(place(), url);
-    });
+    visitUrls(input, tellingFaults(tell, [](const std::string &url) {
+                  const bool isAscii = std::all_of(url.begin(), url.end(), [](char character) {
+                      return static_cast<signed char>(character) >= 0;
+                  });
+                  return isAscii ? "" : url;
+              }));
 }
 
 void checkTwice(const LintInput &input, const Tell &tell) {

@@ -50,9 +50,8 @@ std::size_t numbersOf(Item item) {
 }
 
 // Every version and bound that is given.
-void visitVersions(
-    const LintInput &input,
-    const std::function<void(const std::string &, Item, const std::function<LintPlace()> &)> &visit) {
+void visitVersions(const LintInput &input,
+                   const std::function<void(const std::string &, Item, const WhereIs &)> &visit) {
     for (const LintHotFix &hotFix : input.hotFixes()) {
         for (const Item item : versions) {
             if (!hotFix.value(item).empty())
@@ -73,20 +72,26 @@ void checkMissing(const LintInput &input, const Tell &tell) {
     }
 }
 
-void checkNumbers(const LintInput &input, const Tell &tell) {
-    visitVersions(input, [&](const std::string &text, Item, const std::function<LintPlace()> &place) {
+// Versions of which a part is not what it seems.
+void tellAsRead(const LintInput &input, const Tell &tell, bool (*isWrong)(std::string_view part)) {
+    visitVersions(input, [&](const std::string &text, Item, const WhereIs &place) {
         const std::vector<std::string_view> parts = partsOf(text);
-        if (!std::all_of(parts.begin(), parts.end(), isDecimal))
+        if (std::any_of(parts.begin(), parts.end(), isWrong))
             tell(place(), "\"" + text + "\" is read as " + asRead(text));
     });
 }
 
+void checkNumbers(const LintInput &input, const Tell &tell) {
+    tellAsRead(input, tell, [](std::string_view part) { return !isDecimal(part); });
+}
+
 void checkSizes(const LintInput &input, const Tell &tell) {
-    visitVersions(input, [&](const std::string &text, Item, const std::function<LintPlace()> &place) {
-        const std::vector<std::string_view> parts = partsOf(text);
-        if (std::any_of(parts.begin(), parts.end(), isTooLarge))
-            tell(place(), "\"" + text + "\" is read as " + asRead(text));
-    });
+    tellAsRead(input, tell, isTooLarge);
+}
+
+void checkLeadingZeros(const LintInput &input, const Tell &tell) {
+    tellAsRead(input, tell,
+               [](std::string_view part) { return isDecimal(part) && part.size() > 1 && part[0] == '0'; });
 }
 
 // The lowest version above a bound, of so many numbers.
@@ -99,7 +104,7 @@ std::string lowestAbove(const std::string &bound, std::size_t count) {
 }
 
 void checkShortBounds(const LintInput &input, const Tell &tell) {
-    visitVersions(input, [&](const std::string &text, Item item, const std::function<LintPlace()> &place) {
+    visitVersions(input, [&](const std::string &text, Item item, const WhereIs &place) {
         const std::size_t count = numbersOf(item);
         if ((item == Item::maxSystem || item == Item::maxVer) && partsOf(text).size() < count)
             tell(place(), "\"" + text + "\" is read as " + asRead(text) + ": " + lowestAbove(text, count) +
@@ -108,21 +113,11 @@ void checkShortBounds(const LintInput &input, const Tell &tell) {
 }
 
 void checkLong(const LintInput &input, const Tell &tell) {
-    visitVersions(input, [&](const std::string &text, Item item, const std::function<LintPlace()> &place) {
+    visitVersions(input, [&](const std::string &text, Item item, const WhereIs &place) {
         const std::size_t count = partsOf(text).size();
         if (count > numbersOf(item))
             tell(place(), "\"" + text + "\" has " + std::to_string(count) + " numbers, expected " +
                               std::to_string(numbersOf(item)));
-    });
-}
-
-void checkLeadingZeros(const LintInput &input, const Tell &tell) {
-    visitVersions(input, [&](const std::string &text, Item, const std::function<LintPlace()> &place) {
-        const std::vector<std::string_view> parts = partsOf(text);
-        if (std::any_of(parts.begin(), parts.end(), [](std::string_view part) {
-                return isDecimal(part) && part.size() > 1 && part[0] == '0';
-            }))
-            tell(place(), "\"" + text + "\" is read as " + asRead(text));
     });
 }
 
