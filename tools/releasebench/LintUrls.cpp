@@ -8,6 +8,7 @@
 #include "LintInput.h"
 #include "LintRule.h"
 #include "Text.h"
+#include "UrlParts.h"
 
 namespace {
 
@@ -67,6 +68,14 @@ void checkScheme(const LintInput &input, const Tell &tell) {
                       return "";
                   return hasScheme(url) ? "\"" + schemeOf(url) + "\" in " + url
                                         : "no scheme in \"" + url + "\"";
+              }));
+}
+
+void checkMalformed(const LintInput &input, const Tell &tell) {
+    visitUrls(input, tellingFaults(tell, [](const std::string &url) {
+                  const bool isForOtherRules = !isFetched(url) || contains(url, " ");
+                  const bool isServer = !hostOf(url).empty() && partsOf(url);
+                  return isForOtherRules || isServer ? "" : "no host and port in " + url;
               }));
 }
 
@@ -148,6 +157,11 @@ std::vector<LintRule> urlRules() {
          "without "
          "a scheme it guesses.",
          "Write an https URL.", "Replies and catalogs may name URLs of every protocol", checkScheme},
+        {"url-malformed", Severity::error, "A URL names no server.",
+         "libcurl finds no host in such a URL, or a port that is none: its transfer fails at once, or asks a "
+         "server "
+         "that was not meant.",
+         "Write https://HOST/PATH, or https://HOST:PORT/PATH.", "", checkMalformed},
         {"url-blank", Severity::error, "A URL holds a blank.",
          "libcurl refuses such a URL, or the server the request.",
          "Publish under a plain name, or write %20 in a folder's name.", "", checkBlanks},
