@@ -186,6 +186,7 @@ TEST_F(LintTruth, AMisspeltElementCountsAsMissing) {
     EXPECT_EQ(judged("Branding", "0.0.0.1"), Selection::productTooOld);
     EXPECT_EQ(judged("MisspeltLowerBound", "0.0.0.1"), Selection::applies);
     EXPECT_EQ(judged("MisspeltVersion", "1.0.0.5"), Selection::noProductVersion);
+    EXPECT_EQ(judged("NamespaceOfAValue", "0.0.0.1"), Selection::productTooOld);
 }
 
 // --- by chance

@@ -157,8 +157,8 @@ void checkNamespace(const LintInput &input, const Tell &tell) {
         if (root && root->ns)
             tell(placeOf(catalog, root), "the root stands in a namespace");
     }
-    visitElements(input, [&](const LintCatalog &catalog, const xmlNode *node, const std::string &) {
-        if (node->ns)
+    visitElements(input, [&](const LintCatalog &catalog, const xmlNode *node, const std::string &parent) {
+        if (node->ns && parent != keyHotFixPackage) // whose values are found by their names alone
             tell(placeOf(catalog, node), "stands in a namespace");
     });
 }
