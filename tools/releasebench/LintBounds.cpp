@@ -200,19 +200,16 @@ std::vector<LintRule> boundRules() {
          "Correct the bound, or publish what leads to it.", "", checkUnreachable},
         {"offered-again", Severity::error, "Who has installed a hot-fix is offered it again.",
          "Bounds are inclusive, and the version afterwards is the highest that the chosen hot-fixes bring. "
-         "Where it "
-         "is within the bounds of the hot-fix still, every check downloads it again and every installation "
-         "installs it again.",
+         "Where it is within the bounds of the hot-fix still, every check downloads it again and every "
+         "installation installs it again.",
          "Set the upper bound below the version that the hot-fix brings.", "", checkOfferedAgain},
         {"bounds-gap", Severity::warning, "A version between the bounds is left without a way up.",
          "Products of a version that this release itself brings are within no bounds of anything higher: "
-         "they stay "
-         "where they are.",
+         "they stay where they are.",
          "Let the next hot-fix's bounds begin at that version.", "", checkGaps},
         {"bounds-overlap", Severity::warning, "One machine gets a package in two versions.",
          "Every hot-fix within whose bounds a machine is, is chosen: both are downloaded and installed, in "
-         "the order "
-         "of the version texts.",
+         "the order of the version texts.",
          "Let the bounds follow each other.", "", checkOverlap},
     };
 }

@@ -284,15 +284,13 @@ std::vector<LintRule> catalogXmlRules() {
     return {
         {"catalog-no-xml", Severity::error, "The catalog is no well-formed XML.",
          "The engine reads nothing from such a file, says so on standard error only, and goes on with the "
-         "other "
-         "catalogs: nobody is offered its hot-fixes, and the new release is recorded all the same. A fresh "
-         "installation fails.",
+         "other catalogs: nobody is offered its hot-fixes, and the new release is recorded all the same. A "
+         "fresh installation fails.",
          "Write the catalog by `releasebench build`, or mend the markup.",
          "What became of a catalog's transfer", checkReadable},
         {"catalog-beyond-bounds", Severity::error, "The catalog is XML that the engine refuses.",
          "Its parser takes no document with more attributes, names, declarations or bytes than any real one "
-         "has: "
-         "the catalog counts as unreadable.",
+         "has: the catalog counts as unreadable.",
          "Keep to plain elements with texts, without a document type.",
          "A document with more than 200 attributes", checkWithinBounds},
         {"catalog-root", Severity::error, "The root is another element than \"product_catalog\".",
@@ -314,8 +312,7 @@ std::vector<LintRule> catalogXmlRules() {
          "Remove it, or disable this rule where another program reads it.", "", checkUnknown},
         {"element-twice", Severity::error, "An element stands twice where one counts.",
          "Of a hot-fix the engine reads the first one; of the configuration, and of full-install packages, "
-         "none "
-         "where there are two.",
+         "none where there are two.",
          "Remove one of them.", "", checkTwice},
         {"attribute-unread", Severity::warning, "An attribute is not read.",
          "The engine reads the attributes name, url and hash of server_package and no others; what a hot-fix "

@@ -267,9 +267,8 @@ std::vector<LintRule> orderRules() {
     return {
         {"repost-not-admitted", Severity::error, "No order name admits a repost package.",
          "A package with \"repost\" in its path is installed only when a name of \"InstallPkgOrder\" stands "
-         "in it, in any "
-         "letter case: this one is downloaded and never installed, and the new version is recorded all the "
-         "same.",
+         "in it, in any letter case: this one is downloaded and never installed, and the new version is "
+         "recorded all the same.",
          "Add the package's file name to the order, and ship it with the release before.",
          "Packages whose path contains \"repost\" are installed only", checkAdmitted},
         {"repost-shared-name", Severity::warning, "One order name stands for several repost packages.",
@@ -286,14 +285,12 @@ std::vector<LintRule> orderRules() {
          "Write it as the package is called.", "", checkLetterCase},
         {"order-name-twice", Severity::warning, "An order name stands twice.",
          "Each time it takes one package: the second time another one of that name, or another repost "
-         "package in whose "
-         "path it stands.",
+         "package in whose path it stands.",
          "Remove one.", "", checkTwice},
         {"order-name-contained", Severity::warning,
          "An order name stands in a repost package that has a name of its own.",
          "A name admits the first repost package in whose path it stands: this one takes the place of the "
-         "package that it "
-         "is meant for.",
+         "package that it is meant for.",
          "Use names of which none is part of another's path, or put the longer one first.", "",
          checkContained},
         {"order-undecided", Severity::note, "Nothing decides the order of two packages.",

@@ -154,21 +154,18 @@ std::vector<LintRule> urlRules() {
          "Publish by https.", "", checkHttps},
         {"url-scheme", Severity::error, "A URL is of another scheme than https, or of none.",
          "libcurl takes every protocol that it knows: a transfer may never end, by file it always fails, and "
-         "without "
-         "a scheme it guesses.",
+         "without a scheme it guesses.",
          "Write an https URL.", "Replies and catalogs may name URLs of every protocol", checkScheme},
         {"url-malformed", Severity::error, "A URL names no server.",
          "libcurl finds no host in such a URL, or a port that is none: its transfer fails at once, or asks a "
-         "server "
-         "that was not meant.",
+         "server that was not meant.",
          "Write https://HOST/PATH, or https://HOST:PORT/PATH.", "", checkMalformed},
         {"url-blank", Severity::error, "A URL holds a blank.",
          "libcurl refuses such a URL, or the server the request.",
          "Publish under a plain name, or write %20 in a folder's name.", "", checkBlanks},
         {"url-no-file-name", Severity::error, "A package's URL ends with \"/\".",
          "The download's file would be a folder, which cannot be opened: the rest may be reported complete "
-         "and the "
-         "new version recorded without it.",
+         "and the new version recorded without it.",
          "Name the package's file.", "A worker that cannot open its file is not counted.", checkFileNames},
         {"url-no-package", Severity::error, "A package's file name holds no \".pkg\".",
          "What is no package never counts as downloaded: the update or the installation fails.",
@@ -179,8 +176,7 @@ std::vector<LintRule> urlRules() {
          "Write the path out.", "", checkDots},
         {"url-query", Severity::warning, "A URL holds \"?\" or \"#\".",
          "The file's name on the machine is what follows the last \"/\", with all of that; an order name "
-         "that is just "
-         "the package's then fits no longer.",
+         "that is just the package's then fits no longer.",
          "Publish under a plain path.", "", checkQueries},
         {"url-credentials", Severity::error, "A URL holds a name or a password.",
          "URLs stand in catalogs and logs that everybody may read.", "Publish without them.", "",

@@ -126,8 +126,7 @@ std::vector<LintRule> valueRules() {
     return {
         {"blank-around-value", Severity::error, "Blanks or line ends stand around a value.",
          "The engine trims nothing: a URL, a hash or a name with a blank is another one, and a version with "
-         "one "
-         "is refused as a folder's name.",
+         "one is refused as a folder's name.",
          "Write the value directly between the tags or quotes.", "", checkBlanksAround},
         {"control-character", Severity::warning, "A value holds a line end or another control character.",
          "What catalogs and replies say goes into the log as it is: a line of the log may then be theirs.",
@@ -136,19 +135,16 @@ std::vector<LintRule> valueRules() {
         {"markup-in-release-value", Severity::error,
          "A value that goes into requests holds a character of markup.",
          "A machine keeps the release's name and versions, and asks the service with them and its ids next "
-         "time, "
-         "without any escaping: its request is then no XML, and it gets no update again.",
+         "time, without any escaping: its request is then no XML, and it gets no update again.",
          "Use letters, digits and stops.", "Paths go to the shell as they are, and values into the request",
          checkMarkup},
         {"release-value-empty", Severity::warning, "A value of the release is empty.",
          "An empty value is never written to the product's configuration: the update leaves the old one "
-         "there, and "
-         "the service is asked with that.",
+         "there, and the service is asked with that.",
          "Give the value.", "An empty value is never written to the product configuration", checkEmpty},
         {"repost-not-yes", Severity::error, "A repost mark is another text than \"YES\".",
          "The engine compares with \"YES\", letter by letter: anything else, \"yes\" included, makes an "
-         "ordinary "
-         "package of it.",
+         "ordinary package of it.",
          "Write YES, or remove the element.", "", checkRepost},
     };
 }

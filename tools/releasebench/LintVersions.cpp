@@ -240,8 +240,7 @@ std::vector<LintRule> versionRules() {
          "Give the version that the product has afterwards.", "", checkMissing},
         {"version-no-number", Severity::error, "A version is no numbers with stops between.",
          "The engine reads numbers and stops as far as they go, and takes 0 for what is missing: a version "
-         "compares as "
-         "another one than stands there.",
+         "compares as another one than stands there.",
          "Use numbers with stops between only.", "", checkNumbers},
         {"version-too-large", Severity::error, "A number of a version is 2147483648 or more.",
          "Numbers have 32 bits with a sign: such a version is negative, so older than any other, or another "
@@ -256,8 +255,7 @@ std::vector<LintRule> versionRules() {
          "Leave it out.", "", checkLong},
         {"version-leading-zero", Severity::warning, "A number of a version begins with 0.",
          "Versions are compared as numbers but name folders and groups of the order as texts: 1.01 is 1.1 to "
-         "one "
-         "and another version to the other.",
+         "one and another version to the other.",
          "Leave the zero out.", "", checkLeadingZeros},
         {"version-spelt-differently", Severity::warning, "One version is written in two ways.",
          "Equal as numbers, they are two as texts: their packages go to two folders, and are ordered in two "
@@ -265,8 +263,7 @@ std::vector<LintRule> versionRules() {
          "Write a version in one way.", "", checkSpellings},
         {"version-cut", Severity::error, "The order takes a part of a version for the whole.",
          "The version of a downloaded package is what follows the last \"H\", \"F\", \"_\" or \"/\" in its "
-         "folder's "
-         "name: the order goes by the rest.",
+         "folder's name: the order goes by the rest.",
          "Number versions with digits and stops.", "The version of a hot-fix is what follows the last",
          checkCut},
         {"version-text-order", Severity::warning, "A higher version is installed before a lower one.",
