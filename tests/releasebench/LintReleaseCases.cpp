@@ -241,6 +241,14 @@ std::vector<LintCase> replyCases() {
              other["partners"] = Json::array();
              release["audience"].push_back(other);
          }},
+        {"NoCatalogsForTheSecondAffiliate",
+         {"audience-shadowed", "reply-empty"},
+         [](Json &release) {
+             Json other = audience(release);
+             other.update(Json{{"affiliates", {"105", "106"}}, {"partners", Json::array()}});
+             other["products"] = Json::array({product("quaformac", {})});
+             release["audience"].push_back(other);
+         }},
         {"CatalogTwice",
          {"reply-repeats-catalog"},
          [](Json &release) { audience(release)["partners"][0]["catalogs"].push_back("platform_maccat"); }},
