@@ -139,6 +139,7 @@ std::vector<LintCase> valueCases() {
 std::vector<LintCase> boundCases() {
     return {
         {"InvertedBounds", {"bounds-inverted"}, platformHas("minSystem", "10.9.0")},
+        {"InvertedBoundsAboveEveryVersion", {"bounds-inverted"}, platformHas("minVersion", "9.0.0.0")},
         {"NoBounds",
          {"bounds-missing", "offered-again"},
          [](Json &release) {
