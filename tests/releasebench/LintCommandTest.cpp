@@ -3,6 +3,8 @@
 #include <set>
 #include <sstream>
 
+#include <sys/stat.h>
+
 #include "Lint.h"
 #include "LintFixture.h"
 #include "Program.h"
@@ -44,6 +46,14 @@ TEST_F(LintCommand, EndsWithTheStatusOfWhatItFound) {
     EXPECT_EQ(lint({folder, folder}).status, 2);
     writeText("release.json", "{");
     EXPECT_EQ(lint({folder}).status, 2);
+}
+
+// A pipe gives its content once only, and nobody may write to it.
+TEST_F(LintCommand, WaitsForNoPipe) {
+    ASSERT_EQ(mkfifo("pipe", 0600), 0);
+    const Ended ended = lint({"pipe"});
+    EXPECT_EQ(ended.status, 2);
+    EXPECT_THAT(ended.err, StartsWith("pipe: cannot be read, expected"));
 }
 
 // They are told and are no findings.
@@ -115,6 +125,27 @@ TEST_F(LintCommand, TellsInSarif) {
     const Json &location = result.at("locations").at(0).at("physicalLocation");
     EXPECT_EQ(location.at("artifactLocation").at("uri"), "file://" + std::string(folder) + "/release.json");
     EXPECT_GE(location.at("region").at("startLine"), 1);
+}
+
+TEST_F(LintCommand, NamesAFileInSarifByOneUri) {
+    changePlatform("build", "x");
+    std::filesystem::create_directory("a b:c");
+    std::filesystem::copy("release.json", "a b:c/release.json");
+    std::filesystem::copy("packages", "a b:c/packages", std::filesystem::copy_options::recursive);
+    for (const auto &[given, uri] :
+         {std::pair(".", "release.json"), std::pair("./packages/..", "release.json"),
+          std::pair("a b:c/", "a%20b%3Ac/release.json"),
+          std::pair("//tmp/work/release", "file:///tmp/work/release/release.json")}) {
+        const Json log = Json::parse(lint({given, "--format", "sarif"}).out);
+        EXPECT_EQ(log["runs"][0]["results"]
+                      .at(0)
+                      .at("locations")
+                      .at(0)
+                      .at("physicalLocation")
+                      .at("artifactLocation")
+                      .at("uri"),
+                  uri);
+    }
 }
 
 TEST_F(LintCommand, HelpShowsAnExampleThatWorks) {

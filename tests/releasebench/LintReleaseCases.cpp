@@ -45,10 +45,11 @@ Change besidePlatform(const Json &values) {
     };
 }
 
-void addReposts(Json &release, const std::string &name) {
+Json &addRepost(Json &release, const std::string &name) {
     Json added = services(release);
     added["url"] = server + "HF_1.0.1.0/" + name;
     release["catalogs"][0]["hotFixes"].push_back(added);
+    return release["catalogs"][0]["hotFixes"].back();
 }
 
 void install(Json &package, const std::string &path, const std::string &name) {
@@ -74,6 +75,12 @@ std::vector<LintCase> valueCases() {
         {"ValueWithABlank", {"blank-around-value"}, releaseHas("releaseName", "basicmac3.4 ")},
         {"ValueWithALineEnd", {"control-character"}, releaseHas("releaseName", "basic\nmac")},
         {"ValueWithMarkup", {"markup-in-release-value"}, releaseHas("releaseName", "basic&mac")},
+        {"TextBeyondBounds",
+         {"catalog-beyond-bounds"},
+         [](Json &release) {
+             platform(release)["name"] = std::string(10000001, 'x');
+             release["order"] = {"toolbar.pkg"};
+         }},
         {"ValueOfNothing", {"release-value-empty"}, releaseHas("coreVersion", "")},
         {"NoVersion", {"version-missing"}, [](Json &release) { platform(release).erase("version"); }},
         {"VersionWithALetter", {"version-no-number"}, platformHas("maxSystem", "10.8.x")},
@@ -95,6 +102,33 @@ std::vector<LintCase> valueCases() {
              toolbar(release)["version"] = "1.0.10.0";
              toolbar(release)["maxVersion"] = "1.0.9.9";
          }},
+        {"TenBeforeNineBesideElevenForOthers",
+         {"version-text-order"},
+         [](Json &release) {
+             platform(release)["version"] = "1.0.9.0";
+             services(release)["version"] = "1.0.9.0";
+             toolbar(release)["version"] = "1.0.10.0";
+             toolbar(release)["maxVersion"] = "1.0.9.9";
+             besidePlatform({{"url", server + "HF_1.0.11.0/toolbar.pkg"},
+                             {"version", "1.0.11.0"},
+                             {"minVersion", "1.0.10.0"},
+                             {"maxVersion", "1.0.10.9"}})(release);
+         }},
+        {"TenForAnotherSystemThanNine",
+         {},
+         [](Json &release) {
+             platform(release).update(Json{{"version", "1.0.9.0"}, {"maxSystem", "10.7.9"}});
+             services(release).update(Json{{"version", "1.0.9.0"}, {"maxSystem", "10.7.9"}});
+             toolbar(release).update(
+                 Json{{"version", "1.0.10.0"}, {"maxVersion", "1.0.9.9"}, {"minSystem", "10.8.0"}});
+         }},
+        {"NineOfARepostPackageOnly",
+         {},
+         [](Json &release) {
+             services(release)["version"] = "1.0.9.0";
+             for (Json *hotFix : {&platform(release), &toolbar(release)})
+                 hotFix->update(Json{{"version", "1.0.10.0"}, {"maxVersion", "1.0.9.9"}});
+         }},
         {"BuildOfLetters", {"build-no-number"}, platformHas("build", "x")},
         {"NoBuild", {"build-no-number"}, [](Json &release) { platform(release).erase("build"); }},
         {"BuildWithALetter", {"build-partly-number"}, platformHas("build", "130b")},
@@ -105,6 +139,7 @@ std::vector<LintCase> valueCases() {
 std::vector<LintCase> boundCases() {
     return {
         {"InvertedBounds", {"bounds-inverted"}, platformHas("minSystem", "10.9.0")},
+        {"InvertedBoundsAboveEveryVersion", {"bounds-inverted"}, platformHas("minVersion", "9.0.0.0")},
         {"NoBounds",
          {"bounds-missing", "offered-again"},
          [](Json &release) {
@@ -141,6 +176,13 @@ std::vector<LintCase> packageCases() {
          platformHas("url", "http://download.brovik.example/HF_1.0.1.0/platform.pkg")},
         {"Ftp", {"url-scheme"}, platformHas("url", "ftp://download.brovik.example/HF_1.0.1.0/platform.pkg")},
         {"NoScheme", {"url-scheme"}, platformHas("url", "download.brovik.example/HF_1.0.1.0/platform.pkg")},
+        {"PortOfLetters",
+         {"url-malformed"},
+         platformHas("url", "https://download.brovik.example:https/HF_1.0.1.0/platform.pkg")},
+        {"NoHost", {"url-malformed"}, platformHas("url", "https:///HF_1.0.1.0/platform.pkg")},
+        {"CatalogsOfNoHost",
+         {"url-malformed"},
+         [](Json &release) { release["catalogs"][0]["root"] = "https://[::1/catalogs"; }},
         {"BlankInUrl", {"url-blank"}, platformHas("url", server + "HF 1/platform.pkg")},
         {"DotsInUrl", {"url-dots"}, platformHas("url", server + "HF/../platform.pkg")},
         {"SharpInUrl", {"url-query"}, platformHas("url", server + "HF#1/platform.pkg")},
@@ -200,6 +242,14 @@ std::vector<LintCase> replyCases() {
              other["partners"] = Json::array();
              release["audience"].push_back(other);
          }},
+        {"NoCatalogsForTheSecondAffiliate",
+         {"audience-shadowed", "reply-empty"},
+         [](Json &release) {
+             Json other = audience(release);
+             other.update(Json{{"affiliates", {"105", "106"}}, {"partners", Json::array()}});
+             other["products"] = Json::array({product("quaformac", {})});
+             release["audience"].push_back(other);
+         }},
         {"CatalogTwice",
          {"reply-repeats-catalog"},
          [](Json &release) { audience(release)["partners"][0]["catalogs"].push_back("platform_maccat"); }},
@@ -211,6 +261,11 @@ std::vector<LintCase> replyCases() {
         {"UnreachedProduct",
          {"product-unreached"},
          [](Json &release) { audience(release)["partners"][0]["application"] = "quoformac"; }},
+        {"UnreachedProductOfASharedCatalog",
+         {"product-unreached"},
+         [](Json &release) {
+             audience(release)["partners"][0] = product("quoformac", {"platform_maccat", "partner_maccat"});
+         }},
         {"UnusedCatalog",
          {"catalog-unused"},
          [](Json &release) {
@@ -259,7 +314,21 @@ std::vector<LintCase> orderCases() {
          }},
         {"RepostsOfOneName",
          {"repost-shared-name"},
-         [](Json &release) { addReposts(release, "web-services.pkg"); }},
+         [](Json &release) { addRepost(release, "web-services.pkg"); }},
+        {"RepostsOfOneNameForSomeMachines",
+         {"repost-shared-name"},
+         [](Json &release) {
+             addRepost(release, "web-services.pkg");
+             services(release)["minVersion"] = "1.0.0.5";
+         }},
+        {"ManyRepostsOfOneNameAmongManyNames",
+         {"order-name-unused", "repost-shared-name"},
+         [](Json &release) {
+             for (int i = 0; i < 2000; ++i) {
+                 addRepost(release, std::to_string(i) + "-services.pkg");
+                 release["order"].push_back("none-" + std::to_string(i));
+             }
+         }},
         {"NameOfNothing",
          {"order-name-unused"},
          [](Json &release) { release["order"].push_back("none.pkg"); }},
@@ -272,7 +341,7 @@ std::vector<LintCase> orderCases() {
         {"NameWithinAnother",
          {"order-name-contained"},
          [](Json &release) {
-             addReposts(release, "web-services.pkg");
+             addRepost(release, "web-services.pkg");
              release["order"].push_back("web-services.pkg");
          }},
         {"NothingDecides", {"order-undecided"}, [](Json &release) { release["order"] = {"services.pkg"}; }},
@@ -283,6 +352,7 @@ std::vector<LintCase> fileCases() {
     const Change nothing = [](Json &) {};
     return {
         {"NoFile", {"file-missing"}, nothing, false, [] { fs::remove(platformFile); }},
+        {"FileOfAnImpossibleName", {"file-missing"}, platformHas("file", std::string(300, 'x'))},
         {"EmptyFile", {"file-empty"}, nothing, false, [] { fs::resize_file(platformFile, 0); }},
         {"FileOutside",
          {"file-outside"},

@@ -120,6 +120,21 @@ TEST_F(Lint, TellsTheLineInACatalogOfManyLines) {
     }
 }
 
+// The order goes by versions: the name is taken by the second of them.
+TEST_F(Lint, TellsWhichRepostPackageOfASharedNameIsLeftOut) {
+    change([](Json &release) {
+        Json &hotFixes = release["catalogs"][0]["hotFixes"];
+        Json older = hotFixes[1];
+        older["url"] = "https://download.brovik.example/HF_1.0.0.9/services.pkg";
+        older["version"] = "1.0.0.9";
+        hotFixes.push_back(older);
+    });
+    EXPECT_THAT(told(found({folder})),
+                testing::HasSubstr("catalogs[0].hotFixes[1]: product 1.0.0.0 on system 10.0.0.0 gets several "
+                                   "packages that the order name \"services.pkg\" stands in, and not "
+                                   "/usr/local/Brovik/TempDownload/Package/repost/1.0.1.0/services.pkg"));
+}
+
 TEST_F(Lint, SaysWhatWasProbablyMeant) {
     writeText("a.xml", std::regex_replace(builtCatalog(), std::regex("osx_maxver"), "os_max_ver"));
     EXPECT_THAT(told(found({"a.xml"})),

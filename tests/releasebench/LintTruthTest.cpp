@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <map>
 #include <random>
+#include <set>
 
 #include "InstallationOrder.h"
 #include "LintCase.h"
@@ -186,6 +187,7 @@ TEST_F(LintTruth, AMisspeltElementCountsAsMissing) {
     EXPECT_EQ(judged("Branding", "0.0.0.1"), Selection::productTooOld);
     EXPECT_EQ(judged("MisspeltLowerBound", "0.0.0.1"), Selection::applies);
     EXPECT_EQ(judged("MisspeltVersion", "1.0.0.5"), Selection::noProductVersion);
+    EXPECT_EQ(judged("NamespaceOfAValue", "0.0.0.1"), Selection::productTooOld);
 }
 
 // --- by chance
@@ -214,6 +216,107 @@ TEST(LintPairs, FindAMachineForTwoHotFixesIfThereIsOne) {
                                   judgeHotFix(other, product, system) == Selection::applies);
         }
         EXPECT_EQ(machineForBoth(one, other).has_value(), isThere);
+    }
+}
+
+bool applies(const HotFixPackageInfo &hotFix, const Machine &machine) {
+    return judgeHotFix(hotFix, machine.product, machine.system) == Selection::applies;
+}
+
+// Hot-fixes are gone through by their bounds; here each is compared with each.
+TEST(LintPairs, AreFoundIfAnyMachineGetsTwo) {
+    std::mt19937 chance(1);
+    const auto isWanted = [](const LintHotFix &one, const LintHotFix &other) {
+        return one.record().size != other.record().size;
+    };
+    for (int i = 0; i < 1000; ++i) {
+        LintCatalog catalog;
+        std::vector<LintHotFix> hotFixes;
+        for (std::size_t k = 0; k < 4; ++k) {
+            catalog.hotFixes.push_back(hotFixByChance(chance));
+            catalog.hotFixes.back().name = "ab"[chance() % 2];
+            catalog.hotFixes.back().size = std::to_string(chance() % 2);
+            hotFixes.push_back({&catalog, k});
+        }
+        bool isThere = false;
+        for (const LintHotFix &one : hotFixes) {
+            for (const LintHotFix &other : hotFixes)
+                isThere = isThere || (one.record().name == other.record().name && isWanted(one, other) &&
+                                      machineForBoth(one.record(), other.record()));
+        }
+        const auto pairs = pairsOf(
+            hotFixes, [](const LintHotFix &hotFix) { return hotFix.record().name; }, isWanted);
+        EXPECT_EQ(!pairs.empty(), isThere);
+        for (const LintPair &pair : pairs) {
+            EXPECT_LT(pair.earlier.index, pair.later.index);
+            EXPECT_EQ(pair.earlier.record().name, pair.later.record().name);
+            EXPECT_TRUE(isWanted(pair.earlier, pair.later));
+            EXPECT_TRUE(applies(pair.earlier.record(), pair.machine));
+            EXPECT_TRUE(applies(pair.later.record(), pair.machine));
+        }
+    }
+}
+
+void giveVersionsByChance(nlohmann::json &release, std::mt19937 &chance) {
+    const auto version = [&] { return "1.0.0." + std::to_string(chance() % 6); };
+    for (nlohmann::json &catalog : release["catalogs"]) {
+        catalog["productVersion"] = version();
+        for (nlohmann::json &hotFix : catalog["hotFixes"])
+            hotFix.update({{"minVersion", version()}, {"maxVersion", version()}, {"version", version()}});
+    }
+}
+
+constexpr const char *someSystem = "10.8.5"; // of all hot-fixes
+
+std::set<std::string> versionsBroughtBy(const LintInput &input) {
+    std::set<std::string> brought;
+    for (const LintCatalog &catalog : input.catalogs)
+        brought.insert(catalog.product.version);
+    for (const LintHotFix &hotFix : input.hotFixes()) {
+        if (machineFor(hotFix.record()))
+            brought.insert(hotFix.record().productVer);
+    }
+    return brought;
+}
+
+bool isRaisedBy(const LintInput &input, const std::string &product) {
+    const std::vector<LintHotFix> hotFixes = input.hotFixes();
+    return std::any_of(hotFixes.begin(), hotFixes.end(), [&](const LintHotFix &hotFix) {
+        return applies(hotFix.record(), {product, someSystem}) && hotFix.record().productVer > product;
+    });
+}
+
+std::set<std::string> toldBy(const std::string &rule, const LintInput &input) {
+    std::set<std::string> parts;
+    for (const Finding &finding : findingsOf(input)) {
+        if (finding.rule->id == rule)
+            parts.insert(finding.place.part);
+    }
+    return parts;
+}
+
+// Versions are gone through from the lowest up, with the hot-fixes at hand; here each is asked about alone.
+TEST_F(LintTruth, WhoIsOfferedNothingHigherIsToldOfAnyRelease) {
+    std::mt19937 chance(1);
+    for (int i = 0; i < 50; ++i) {
+        SetUp();
+        change([&](nlohmann::json &release) { giveVersionsByChance(release, chance); });
+        SCOPED_TRACE(readText("release.json"));
+        const auto input = readLintInput({folder});
+        const std::set<std::string> brought = versionsBroughtBy(*input);
+        const std::size_t gaps = static_cast<std::size_t>(
+            std::count_if(brought.begin(), brought.end(), [&](const std::string &product) {
+                return product != *brought.rbegin() && !isRaisedBy(*input, product);
+            }));
+        EXPECT_THAT(toldBy("bounds-gap", *input), SizeIs(gaps));
+        std::set<std::string> offeredAgain;
+        for (const LintHotFix &hotFix : input->hotFixes()) {
+            for (const std::string &product : {hotFix.record().productVer, hotFix.record().minVer}) {
+                if (applies(hotFix.record(), {product, someSystem}) && !isRaisedBy(*input, product))
+                    offeredAgain.insert(hotFix.at(Item::maxVer).part);
+            }
+        }
+        EXPECT_EQ(toldBy("offered-again", *input), offeredAgain);
     }
 }
 

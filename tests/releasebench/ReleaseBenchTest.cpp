@@ -278,6 +278,12 @@ INSTANTIATE_TEST_SUITE_P(
               "catalogs[1].name: ", "another catalog has that name"},
         Fault{"CatalogInAFolder", [](Json &release) { release["catalogs"][0]["name"] = "../x"; },
               "catalogs[0].name: ", "without a folder"},
+        Fault{"CatalogOfALongName",
+              [](Json &release) {
+                  release["catalogs"][1]["name"] = std::string(252, 'x');
+                  release["audience"][0]["partners"][0]["catalogs"] = {std::string(252, 'x')};
+              },
+              "catalogs[1].name: ", "251 bytes"},
         Fault{"ControlCharacter", [](Json &release) { release["catalogs"][0]["version"] = "1\x01"; },
               "catalogs[0].version: ", "control character"},
         Fault{"NoCharacter",

@@ -1,12 +1,12 @@
 #include "Build.h"
 
 #include <set>
-#include <system_error>
 
 #include "Digests.h"
 #include "HashBar.h"
 #include "OutputFolder.h"
 #include "Paper.h"
+#include "PlainFile.h"
 #include "ReleaseFile.h"
 #include "Statuses.h"
 #include "UnusableInput.h"
@@ -33,8 +33,7 @@ std::vector<fs::path> filesOf(const Release &release) {
     std::string missing;
     for (const ReleasePackage *package : packagesOf(release)) {
         const fs::path file = release.folder / package->file;
-        std::error_code unknown; // then it is none
-        if (!fs::is_regular_file(file, unknown))
+        if (!isPlainFile(file))
             missing += (missing.empty() ? "" : "\n") + release.at(package->place + "/file") +
                        ": expected a file, which " + file.string() + " is not";
         files.insert(file);

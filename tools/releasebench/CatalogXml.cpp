@@ -10,6 +10,7 @@
 #include <libxml/tree.h>
 
 #include "CatalogParser.h"
+#include "PlainFile.h"
 #include "UnusableInput.h"
 #include "XPath.h"
 
@@ -28,12 +29,12 @@ const char *plain(const xmlChar *text) {
     return text ? reinterpret_cast<const char *>(text) : "";
 }
 
+// What is no file, a pipe say, gives its content once only, and the engine reads it too.
 std::string contentOf(const std::string &file) {
-    std::ifstream stream(file, std::ios::binary);
-    std::string content{std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
+    std::ifstream stream(isPlainFile(file) ? file : "", std::ios::binary);
     if (!stream)
         throw UnusableInput(file + ": cannot be read, expected a catalog or a release folder");
-    return content;
+    return {std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
 }
 
 int lineEndsIn(const xmlNode *text) {

@@ -22,7 +22,7 @@ using Numbers = std::array<std::int32_t, 4>;
 // A version that hot-fixes or full-install packages bring, and one that does.
 struct Brought {
     std::string version;
-    std::function<LintPlace()> place;
+    WhereIs place;
 };
 
 // What an offer raises products to. Whatever system a hot-fix is for counts.
@@ -66,7 +66,7 @@ private:
         return {bound(hotFix.minVer), bound(hotFix.maxVer), parseVersion(hotFix.productVer)};
     }
 
-    void bring(const std::string &version, std::function<LintPlace()> place) {
+    void bring(const std::string &version, WhereIs place) {
         m_asked.push_back(parseVersion(version));
         m_brought.try_emplace(m_asked.back(), Brought{version, std::move(place)});
     }
@@ -200,19 +200,16 @@ std::vector<LintRule> boundRules() {
          "Correct the bound, or publish what leads to it.", "", checkUnreachable},
         {"offered-again", Severity::error, "Who has installed a hot-fix is offered it again.",
          "Bounds are inclusive, and the version afterwards is the highest that the chosen hot-fixes bring. "
-         "Where it "
-         "is within the bounds of the hot-fix still, every check downloads it again and every installation "
-         "installs it again.",
+         "Where it is within the bounds of the hot-fix still, every check downloads it again and every "
+         "installation installs it again.",
          "Set the upper bound below the version that the hot-fix brings.", "", checkOfferedAgain},
         {"bounds-gap", Severity::warning, "A version between the bounds is left without a way up.",
          "Products of a version that this release itself brings are within no bounds of anything higher: "
-         "they stay "
-         "where they are.",
+         "they stay where they are.",
          "Let the next hot-fix's bounds begin at that version.", "", checkGaps},
         {"bounds-overlap", Severity::warning, "One machine gets a package in two versions.",
          "Every hot-fix within whose bounds a machine is, is chosen: both are downloaded and installed, in "
-         "the order "
-         "of the version texts.",
+         "the order of the version texts.",
          "Let the bounds follow each other.", "", checkOverlap},
     };
 }

@@ -134,7 +134,10 @@ void checkReadable(const LintInput &input, const Tell &tell) {
 
 void checkWithinBounds(const LintInput &input, const Tell &tell) {
     for (const LintCatalog &catalog : input.catalogs) {
-        if (catalog.document && catalog.document->root() && !catalog.document->isReadByEngine())
+        const bool isRefused = catalog.document
+                                   ? catalog.document->root() && !catalog.document->isReadByEngine()
+                                   : !catalog.isRead();
+        if (isRefused)
             tell(catalog.places->catalog(), "XML that the engine refuses to read");
     }
 }
@@ -154,8 +157,8 @@ void checkNamespace(const LintInput &input, const Tell &tell) {
         if (root && root->ns)
             tell(placeOf(catalog, root), "the root stands in a namespace");
     }
-    visitElements(input, [&](const LintCatalog &catalog, const xmlNode *node, const std::string &) {
-        if (node->ns)
+    visitElements(input, [&](const LintCatalog &catalog, const xmlNode *node, const std::string &parent) {
+        if (node->ns && parent != keyHotFixPackage) // whose values are found by their names alone
             tell(placeOf(catalog, node), "stands in a namespace");
     });
 }
@@ -254,8 +257,10 @@ void compareHotFix(const LintHotFix &hotFix, const std::map<std::string, Item, s
     std::set<Item> compared;
     const xmlNode *package = hotFix.catalog->document->hotFixes().at(hotFix.index);
     for (const xmlNode *node = package->children; node; node = node->next) {
+        if (node->type != XML_ELEMENT_NODE) // a marked section has no name
+            continue;
         const auto item = items.find(std::string_view(reinterpret_cast<const char *>(node->name)));
-        if (node->type == XML_ELEMENT_NODE && item != items.end() && compared.insert(item->second).second)
+        if (item != items.end() && compared.insert(item->second).second)
             compareText(*hotFix.catalog, node, hotFix.value(item->second), tell);
     }
 }
@@ -279,15 +284,13 @@ std::vector<LintRule> catalogXmlRules() {
     return {
         {"catalog-no-xml", Severity::error, "The catalog is no well-formed XML.",
          "The engine reads nothing from such a file, says so on standard error only, and goes on with the "
-         "other "
-         "catalogs: nobody is offered its hot-fixes, and the new release is recorded all the same. A fresh "
-         "installation fails.",
+         "other catalogs: nobody is offered its hot-fixes, and the new release is recorded all the same. A "
+         "fresh installation fails.",
          "Write the catalog by `releasebench build`, or mend the markup.",
          "What became of a catalog's transfer", checkReadable},
         {"catalog-beyond-bounds", Severity::error, "The catalog is XML that the engine refuses.",
          "Its parser takes no document with more attributes, names, declarations or bytes than any real one "
-         "has: "
-         "the catalog counts as unreadable.",
+         "has: the catalog counts as unreadable.",
          "Keep to plain elements with texts, without a document type.",
          "A document with more than 200 attributes", checkWithinBounds},
         {"catalog-root", Severity::error, "The root is another element than \"product_catalog\".",
@@ -309,8 +312,7 @@ std::vector<LintRule> catalogXmlRules() {
          "Remove it, or disable this rule where another program reads it.", "", checkUnknown},
         {"element-twice", Severity::error, "An element stands twice where one counts.",
          "Of a hot-fix the engine reads the first one; of the configuration, and of full-install packages, "
-         "none "
-         "where there are two.",
+         "none where there are two.",
          "Remove one of them.", "", checkTwice},
         {"attribute-unread", Severity::warning, "An attribute is not read.",
          "The engine reads the attributes name, url and hash of server_package and no others; what a hot-fix "

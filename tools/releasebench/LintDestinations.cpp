@@ -15,8 +15,6 @@
 
 namespace {
 
-using Visit = std::function<void(const std::string &, const std::function<LintPlace()> &)>;
-
 // Where a full-install package goes that is alone; "" where that is refused.
 std::string destinationOf(const ProductInfo &product) {
     PackageRecords records;
@@ -28,7 +26,7 @@ std::string destinationOf(const ProductInfo &product) {
     }
 }
 
-void visitDestinations(const LintInput &input, const Visit &visit) {
+void visitDestinations(const LintInput &input, const VisitText &visit) {
     for (const LintHotFix &hotFix : input.hotFixes())
         visit(hotFix.destination(), [&] { return hotFix.at(Item::url); });
     for (const LintCatalog &catalog : input.catalogs) {
@@ -38,33 +36,34 @@ void visitDestinations(const LintInput &input, const Visit &visit) {
 }
 
 void checkRefused(const LintInput &input, const Tell &tell) {
-    visitDestinations(input, [&](const std::string &path, const std::function<LintPlace()> &place) {
-        if (path.empty())
-            tell(place(), "no command may name the path that version and file name give");
-    });
+    visitDestinations(input, tellingFaults(tell, [](const std::string &path) -> std::string {
+                          return path.empty() ? "no command may name the path that version and file name give"
+                                              : "";
+                      }));
 }
 
 void checkBlanks(const LintInput &input, const Tell &tell) {
-    visitDestinations(input, [&](const std::string &path, const std::function<LintPlace()> &place) {
-        if (contains(path, " "))
-            tell(place(), "a blank in " + path);
-    });
+    visitDestinations(input, tellingFaults(tell, [](const std::string &path) {
+                          return contains(path, " ") ? "a blank in " + path : "";
+                      }));
 }
 
 void checkPatterns(const LintInput &input, const Tell &tell) {
-    visitDestinations(input, [&](const std::string &path, const std::function<LintPlace()> &place) {
+    visitDestinations(input, [&](const std::string &path, const WhereIs &place) {
         for (const std::string &fault : shellFaults(path))
             tell(place(), fault);
     });
 }
 
 void checkLengths(const LintInput &input, const Tell &tell) {
-    constexpr std::size_t longestPath = 1023; // of macOS
-    visitDestinations(input, [&](const std::string &path, const std::function<LintPlace()> &place) {
-        if (lastComponent(path).size() > NAME_MAX || path.size() > longestPath)
-            tell(place(), std::to_string(lastComponent(path).size()) + " bytes of a name, " +
-                              std::to_string(path.size()) + " of its path");
-    });
+    visitDestinations(input, tellingFaults(tell, [](const std::string &path) -> std::string {
+                          constexpr std::size_t longestPath = 1023; // of macOS
+                          const std::size_t name = lastComponent(path).size();
+                          if (name <= NAME_MAX && path.size() <= longestPath)
+                              return "";
+                          return std::to_string(name) + " bytes of a name, " + std::to_string(path.size()) +
+                                 " of its path";
+                      }));
 }
 
 void checkSame(const LintInput &input, const Tell &tell) {
@@ -113,10 +112,8 @@ std::vector<LintRule> destinationRules() {
     return {
         {"destination-refused", Severity::error, "No command may name where the package goes.",
          "A version or a file name with a character that a shell acts on, a control character or a \"..\", "
-         "or a version "
-         "with a blank, is refused before any command is built: \"ERROR: Destination Creation Failed\", and "
-         "nothing "
-         "of the job is downloaded.",
+         "or a version with a blank, is refused before any command is built: \"ERROR: Destination Creation "
+         "Failed\", and nothing of the job is downloaded.",
          "Use plain names, and versions of digits and stops.", "Paths go to the shell as they are",
          checkRefused},
         {"destination-blank", Severity::error, "A package's file name holds a blank.",
@@ -128,14 +125,12 @@ std::vector<LintRule> destinationRules() {
          "Publish the package under a plain name.", "Paths go to the shell as they are", checkPatterns},
         {"destination-long", Severity::error, "A file name is longer than file systems take.",
          "The download's file cannot be opened: the rest may be reported complete and the new version "
-         "recorded "
-         "without it.",
+         "recorded without it.",
          "Publish the package under a shorter name.", "A worker that cannot open its file is not counted.",
          checkLengths},
         {"destination-shared", Severity::error, "Two packages that one machine gets go to one file.",
          "The second download waits for the first and writes over it; the path stands twice in the package "
-         "list, and "
-         "the package is installed twice, or fails the check of the other one's hash.",
+         "list, and the package is installed twice, or fails the check of the other one's hash.",
          "Give packages file names of their own, or bounds that follow each other.", "", checkSame},
         {"destination-letter-case", Severity::warning,
          "Two files of one folder differ in the case of letters only.",
@@ -149,8 +144,7 @@ std::vector<LintRule> destinationRules() {
          checkRepost},
         {"branding-package", Severity::note, "A package is installed at once as branding.",
          "A path with \"DynamicBranding.pkg\" stands in no order and in no script: it is installed before "
-         "all others, "
-         "and its installation's status is not examined.",
+         "all others, and its installation's status is not examined.",
          "Check its installation by the system installer's own log.",
          "The status of commands is not examined", checkBranding},
     };

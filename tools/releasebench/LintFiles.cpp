@@ -4,6 +4,7 @@
 
 #include "LintInput.h"
 #include "LintRule.h"
+#include "PlainFile.h"
 #include "Publication.h"
 
 namespace {
@@ -35,14 +36,14 @@ std::vector<PackageFile> filesOf(const LintInput &input) {
 
 void checkThere(const LintInput &input, const Tell &tell) {
     for (const PackageFile &file : filesOf(input)) {
-        if (!fs::is_regular_file(file.path))
+        if (!isPlainFile(file.path))
             tell(placeOf(input, file), file.path.string() + " is no file");
     }
 }
 
 void checkEmpty(const LintInput &input, const Tell &tell) {
     for (const PackageFile &file : filesOf(input)) {
-        if (fs::is_regular_file(file.path) && fs::file_size(file.path) == 0)
+        if (isPlainFile(file.path) && fs::file_size(file.path) == 0)
             tell(placeOf(input, file), file.path.string() + " is empty");
     }
 }

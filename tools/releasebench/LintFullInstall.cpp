@@ -131,8 +131,7 @@ std::vector<LintRule> fullInstallRules() {
     return {
         {"fullinstall-missing", Severity::warning, "A catalog has no full-install package.",
          "Every catalog adds a product, this one an empty URL: every fresh installation that is told of the "
-         "catalog "
-         "fails (\"ERROR:  Package Missing\"), and downloads nothing.",
+         "catalog fails (\"ERROR:  Package Missing\"), and downloads nothing.",
          "Add a full-install package, or name the catalog in replies to updates only.",
          "Every catalog adds a product, a catalog without a full-install package one with an empty URL.",
          checkMissing},
@@ -144,8 +143,7 @@ std::vector<LintRule> fullInstallRules() {
          checkName},
         {"fullinstall-replaced", Severity::error, "A full-install package is replaced by another one.",
          "Every product of a fresh installation counts as a partner's: a package takes the place of the "
-         "first one "
-         "whose URL contains its name.",
+         "first one whose URL contains its name.",
          "Give packages names of which none is part of another's URL.",
          "Every product of a fresh installation counts as a partner's.", checkReplaced},
         {"fullinstall-foreign-hash", Severity::error,

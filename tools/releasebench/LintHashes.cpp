@@ -1,7 +1,4 @@
 // Hashes and sizes as catalogs give them.
-
-#include <functional>
-
 #include "LintInput.h"
 #include "LintRule.h"
 #include "LintText.h"
@@ -9,8 +6,7 @@
 namespace {
 
 // Those that are given; a release's come from the packages themselves.
-void visitHashes(const LintInput &input,
-                 const std::function<void(const std::string &, const std::function<LintPlace()> &)> &visit) {
+void visitHashes(const LintInput &input, const VisitText &visit) {
     for (const LintHotFix &hotFix : input.hotFixes()) {
         if (hotFix.catalog->document)
             visit(hotFix.record().hash, [&] { return hotFix.at(Item::hash); });
@@ -30,24 +26,24 @@ bool hasLowerCase(const std::string &text) {
 }
 
 void checkMissing(const LintInput &input, const Tell &tell) {
-    visitHashes(input, [&](const std::string &hash, const std::function<LintPlace()> &place) {
-        if (hash.empty())
-            tell(place(), "no hash");
-    });
+    visitHashes(input, tellingFaults(tell, [](const std::string &hash) -> std::string {
+                    return hash.empty() ? "no hash" : "";
+                }));
 }
 
 void checkForm(const LintInput &input, const Tell &tell) {
-    visitHashes(input, [&](const std::string &hash, const std::function<LintPlace()> &place) {
-        if (!hash.empty() && !isSha1(hash))
-            tell(place(), "\"" + hash + "\" is no SHA-1, which has 40 hexadecimal digits");
-    });
+    visitHashes(input, tellingFaults(tell, [](const std::string &hash) {
+                    return hash.empty() || isSha1(hash)
+                               ? ""
+                               : "\"" + hash + "\" is no SHA-1, which has 40 hexadecimal digits";
+                }));
 }
 
 void checkCase(const LintInput &input, const Tell &tell) {
-    visitHashes(input, [&](const std::string &hash, const std::function<LintPlace()> &place) {
-        if (isSha1(hash) && hasLowerCase(hash))
-            tell(place(), "\"" + hash + "\" has letters in lower case");
-    });
+    visitHashes(input, tellingFaults(tell, [](const std::string &hash) {
+                    return isSha1(hash) && hasLowerCase(hash) ? "\"" + hash + "\" has letters in lower case"
+                                                              : "";
+                }));
 }
 
 void checkSizes(const LintInput &input, const Tell &tell) {

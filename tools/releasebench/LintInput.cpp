@@ -13,6 +13,7 @@
 #include "OwnStreams.h"
 #include "PackageRecords.h"
 #include "Paths.h"
+#include "PlainFile.h"
 #include "Publication.h"
 #include "ReleaseFile.h"
 #include "ReleaseRecord.h"
@@ -194,8 +195,7 @@ std::vector<LintBuilt> builtOf(const Release &release) {
     const fs::path folder = release.folder / "built";
     for (std::size_t i = 0; fs::is_directory(folder) && i < release.catalogs.size(); ++i) {
         const fs::path file = folder / "catalogs" / (release.catalogs[i].name + ".xml");
-        const bool isThere = fs::is_regular_file(file);
-        built.push_back({file, isThere ? std::optional(catalogAlone(file)) : std::nullopt});
+        built.push_back({file, isPlainFile(file) ? std::optional(catalogAlone(file)) : std::nullopt});
     }
     return built;
 }
@@ -203,7 +203,7 @@ std::vector<LintBuilt> builtOf(const Release &release) {
 std::map<fs::path, FileFacts> factsOf(const Release &release) {
     std::set<fs::path> files;
     const auto add = [&](const ReleasePackage &package) {
-        if (fs::is_regular_file(release.folder / package.file))
+        if (isPlainFile(release.folder / package.file))
             files.insert(release.folder / package.file);
     };
     for (const ReleaseCatalog &catalog : release.catalogs) {
@@ -238,7 +238,11 @@ void readCatalogs(const std::vector<fs::path> &files, LintInput &input) {
 } // namespace
 
 bool LintCatalog::isRead() const {
-    return !document || (document->isReadByEngine() && !document->elements("/product_catalog").empty());
+    if (document)
+        return document->isReadByEngine() && !document->elements("/product_catalog").empty();
+    // Of a document that it refuses the engine finds nothing.
+    return hotFixes.size() == source->hotFixes.size() &&
+           product.url.empty() != source->fullInstall.has_value();
 }
 
 const std::string &LintHotFix::value(Item item) const {

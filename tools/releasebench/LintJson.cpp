@@ -1,5 +1,7 @@
 #include "Lint.h"
 
+#include <filesystem>
+
 #include <nlohmann/json.hpp>
 
 namespace {
@@ -11,8 +13,9 @@ std::string dumped(const Json &document) {
     return document.dump(2, ' ', false, Json::error_handler_t::replace);
 }
 
-// A relative URI: what has a meaning in URIs is escaped.
-std::string uriOf(const std::string &file) {
+// Of one file always the same: consumers recognise findings by it. What has a meaning in URIs is escaped.
+std::string uriOf(const std::string &place) {
+    const std::string file = std::filesystem::path(place).lexically_normal().string();
     constexpr const char *plain = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-._~/";
     constexpr const char *digits = "0123456789ABCDEF";
     std::string uri = file.rfind('/', 0) == 0 ? "file://" : "";

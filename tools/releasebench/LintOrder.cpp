@@ -89,40 +89,49 @@ void checkAdmitted(const LintInput &input, const Tell &tell) {
     }
 }
 
-// Asks the engine what of some repost packages it leaves out on a machine that gets one of them. It goes
-// through all packages for every name: what that costs is limited, and then nothing is said.
+// Asks the engine which of some repost packages it leaves out on a machine. It goes through all packages for
+// every name: what that costs is limited, and then there is no answer.
 class LeftOut {
 public:
     LeftOut(const std::vector<LintHotFix> &reposts, const std::vector<std::string> &order)
         : m_reposts(reposts)
         , m_order(order) {}
 
-    bool operator()(const LintHotFix &hotFix, const Machine &machine) {
-        m_steps += m_reposts.size();
-        if (m_steps > mostSteps)
-            return false;
+    std::optional<std::vector<LintHotFix>> on(const Machine &machine) {
+        if (!mayTake(m_reposts.size()))
+            return std::nullopt;
         std::vector<std::string> paths;
-        for (const LintHotFix &other : m_reposts) {
-            if (judgeHotFix(other.record(), machine.product, machine.system) == Selection::applies)
-                paths.push_back(other.destination());
+        for (const LintHotFix &hotFix : m_reposts) {
+            if (judgeHotFix(hotFix.record(), machine.product, machine.system) == Selection::applies)
+                paths.push_back(hotFix.destination());
         }
-        m_steps += paths.size() * m_order.size();
-        if (m_steps > mostSteps)
-            return false;
-        const std::list<PlacedPackage> placed = placedPackages(paths, m_order);
-        return std::any_of(placed.begin(), placed.end(), [&](const PlacedPackage &package) {
-            return package.rule == PlacedBy::nothing && package.path == hotFix.destination();
-        });
+        if (!mayTake(paths.size() * m_order.size()))
+            return std::nullopt;
+        std::unordered_set<std::string> leftOut;
+        for (const PlacedPackage &package : placedPackages(paths, m_order)) {
+            if (package.rule == PlacedBy::nothing)
+                leftOut.insert(package.path);
+        }
+        std::vector<LintHotFix> hotFixes;
+        std::copy_if(m_reposts.begin(), m_reposts.end(), std::back_inserter(hotFixes),
+                     [&](const LintHotFix &hotFix) { return leftOut.count(hotFix.destination()) != 0; });
+        return hotFixes;
     }
 
 private:
-    static constexpr std::size_t mostSteps = 4000000;
+    bool mayTake(std::size_t steps) {
+        constexpr std::size_t mostSteps = 4000000;
+        m_steps += steps;
+        return m_steps <= mostSteps;
+    }
 
     const std::vector<LintHotFix> &m_reposts;
     const std::vector<std::string> &m_order;
     std::size_t m_steps = 0;
 };
 
+// Of two packages that one name admits first, one takes the name; the engine knows which one, and whether
+// there is another name for the other.
 void checkShared(const LintInput &input, const Tell &tell) {
     if (!input.release)
         return;
@@ -130,15 +139,25 @@ void checkShared(const LintInput &input, const Tell &tell) {
     const Names names(order);
     for (const LintOffer &offer : input.offers) {
         const std::vector<LintHotFix> reposts = packagesOf(offer.hotFixes).reposts;
-        LeftOut isLeftOut(reposts, order);
-        std::map<std::size_t, std::size_t> admitted; // how many by each name
-        for (const LintHotFix &hotFix : reposts) {
+        const auto nameOf = [&](const LintHotFix &hotFix) {
             const std::size_t name = names.firstIn(hotFix.destination());
-            const std::optional<Machine> machine = machineFor(hotFix.record());
-            if (name != TextFinder::none && ++admitted[name] > 1 && machine && isLeftOut(hotFix, *machine))
-                tell(hotFix.at(), "product " + machine->product + " on system " + machine->system +
-                                      " gets several packages that the order name \"" + order[name] +
-                                      "\" stands in, and not " + hotFix.destination());
+            return name != TextFinder::none ? order[name] : "";
+        };
+        std::set<const HotFixPackageInfo *> told;
+        const auto tellOnce = [&](const LintHotFix &hotFix, const Machine &machine, const char *whether) {
+            if (!nameOf(hotFix).empty() && told.insert(&hotFix.record()).second)
+                tell(hotFix.at(), "product " + machine.product + " on system " + machine.system +
+                                      " gets several packages that the order name \"" + nameOf(hotFix) +
+                                      "\" stands in, " + whether + hotFix.destination());
+        };
+        LeftOut leftOut(reposts, order);
+        for (const LintPair &pair :
+             pairsOf(reposts, nameOf, [](const LintHotFix &, const LintHotFix &) { return true; })) {
+            const auto answer = leftOut.on(pair.machine);
+            for (const LintHotFix &hotFix : answer.value_or(std::vector<LintHotFix>()))
+                tellOnce(hotFix, pair.machine, "and not ");
+            if (!answer)
+                tellOnce(pair.later, pair.machine, "perhaps not ");
         }
     }
 }
@@ -248,9 +267,8 @@ std::vector<LintRule> orderRules() {
     return {
         {"repost-not-admitted", Severity::error, "No order name admits a repost package.",
          "A package with \"repost\" in its path is installed only when a name of \"InstallPkgOrder\" stands "
-         "in it, in any "
-         "letter case: this one is downloaded and never installed, and the new version is recorded all the "
-         "same.",
+         "in it, in any letter case: this one is downloaded and never installed, and the new version is "
+         "recorded all the same.",
          "Add the package's file name to the order, and ship it with the release before.",
          "Packages whose path contains \"repost\" are installed only", checkAdmitted},
         {"repost-shared-name", Severity::warning, "One order name stands for several repost packages.",
@@ -267,14 +285,12 @@ std::vector<LintRule> orderRules() {
          "Write it as the package is called.", "", checkLetterCase},
         {"order-name-twice", Severity::warning, "An order name stands twice.",
          "Each time it takes one package: the second time another one of that name, or another repost "
-         "package in whose "
-         "path it stands.",
+         "package in whose path it stands.",
          "Remove one.", "", checkTwice},
         {"order-name-contained", Severity::warning,
          "An order name stands in a repost package that has a name of its own.",
          "A name admits the first repost package in whose path it stands: this one takes the place of the "
-         "package that it "
-         "is meant for.",
+         "package that it is meant for.",
          "Use names of which none is part of another's path, or put the longer one first.", "",
          checkContained},
         {"order-undecided", Severity::note, "Nothing decides the order of two packages.",

@@ -53,13 +53,14 @@ void checkUnreached(const LintInput &input, const Tell &tell) {
         const std::set<std::string> told = urlsToldTo(input, audience);
         for (const auto *products : {&audience.products, &audience.partners}) {
             for (const ReleaseProduct &product : *products) {
-                const bool isReached = std::any_of(
+                // Others may share some of them.
+                const bool isReached = std::all_of(
                     product.catalogs.begin(), product.catalogs.end(), [&](const std::string &name) {
                         return told.count(input.release->catalogNamed(name).url()) != 0;
                     });
-                if (!told.empty() && !product.catalogs.empty() && !isReached)
+                if (!told.empty() && !isReached)
                     tell(input.releasePlace(product.place + "/application"),
-                         "no machine is told of the catalogs of \"" + product.application + "\"");
+                         "no machine is told of all catalogs of \"" + product.application + "\"");
             }
         }
     }
@@ -166,8 +167,7 @@ std::vector<LintRule> replyRules() {
     return {
         {"reply-empty", Severity::error, "A reply names no catalog.",
          "The map of catalogs holds \"Core\" and \"Partner\" all the same, as empty lists: it shows as \"No "
-         "products "
-         "found For Update\" or \"ERROR: No products found For Fresh Install\".",
+         "products found For Update\" or \"ERROR: No products found For Fresh Install\".",
          "Name a catalog for the application.", "The reply's map of catalogs always holds", checkEmpty},
         {"reply-repeats-catalog", Severity::error, "A reply names a catalog twice.",
          "The catalog is fetched and read twice, and its packages are downloaded, listed and installed "
@@ -177,23 +177,21 @@ std::vector<LintRule> replyRules() {
         {"reply-repeats-for-several", Severity::warning,
          "A machine with several application ids is told of a catalog twice.",
          "A product whose id is not one of the known core editions repeats the catalogs of the product "
-         "before it, and so "
-         "do products that share a catalog: packages are downloaded, listed and installed twice.",
+         "before it, and so do products that share a catalog: packages are downloaded, listed and installed "
+         "twice.",
          "List every product with an id of the known editions and catalogs of its own.",
          "A product whose id is not among the ids that its pass knows repeats the catalogs",
          checkRepeatedForSeveral},
         {"product-unreached", Severity::error, "No application id reaches the catalogs of a product.",
          "A core product is told of when its id is asked for; a partner product counts only when the reply "
-         "has one core "
-         "product, of the same id, or when its id is that of a core product which is none of the known "
-         "editions.",
+         "has one core product, of the same id, or when its id is that of a core product which is none of "
+         "the known editions.",
          "Give the partner product the id of a product that the machine has.", "", checkUnreached},
         {"catalog-unused", Severity::warning, "No audience is told of a catalog.", "Nobody ever fetches it.",
          "Name it for an application, or remove it.", "", checkUnused},
         {"catalog-refused", Severity::error, "No command may name where a catalog goes.",
          "A file name with a character that a shell acts on is refused before any command is built, and then "
-         "no catalog of its "
-         "group is fetched.",
+         "no catalog of its group is fetched.",
          "Use a plain name.", "Paths go to the shell as they are", checkRefused},
         {"catalog-root-slash", Severity::note, "A root ends with \"/\".",
          "The engine puts a \"/\" between root and name, whatever is there: the URL gets two.",

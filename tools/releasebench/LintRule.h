@@ -18,6 +18,13 @@ struct LintPlace {
 // Takes what a rule finds: where, and what stands there and comes of it.
 using Tell = std::function<void(const LintPlace &, const std::string &)>;
 
+// A text that rules look at, with its place, which is looked up for findings only.
+using WhereIs = std::function<LintPlace()>;
+using VisitText = std::function<void(const std::string &, const WhereIs &)>;
+
+// Visits texts by telling what a function finds wrong with them; "" is nothing. The tell must live longer.
+VisitText tellingFaults(const Tell &tell, std::string (*faultOf)(const std::string &));
+
 struct LintInput;
 
 // The texts are sentences for people; docs/lint.md consists of them.

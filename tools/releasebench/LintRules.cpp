@@ -39,6 +39,14 @@ const char *nameOf(Severity severity) {
     return names[static_cast<int>(severity)];
 }
 
+VisitText tellingFaults(const Tell &tell, std::string (*faultOf)(const std::string &)) {
+    return [&tell, faultOf](const std::string &text, const WhereIs &place) {
+        const std::string fault = faultOf(text);
+        if (!fault.empty())
+            tell(place(), fault);
+    };
+}
+
 std::vector<Finding> findingsOf(const LintInput &input, const std::vector<std::string> &disabled) {
     std::vector<Finding> findings;
     for (const LintRule &rule : lintRules()) {

@@ -1,6 +1,5 @@
 // URLs that the engine cannot fetch from, or should not.
 #include <algorithm>
-#include <functional>
 #include <string_view>
 #include <unordered_map>
 
@@ -9,12 +8,11 @@
 #include "LintInput.h"
 #include "LintRule.h"
 #include "Text.h"
+#include "UrlParts.h"
 
 namespace {
 
-using Visit = std::function<void(const std::string &, const std::function<LintPlace()> &)>;
-
-void visitPackages(const LintInput &input, const Visit &visit) {
+void visitPackages(const LintInput &input, const VisitText &visit) {
     for (const LintHotFix &hotFix : input.hotFixes())
         visit(hotFix.record().url, [&] { return hotFix.at(Item::url); });
     for (const LintCatalog &catalog : input.catalogs) {
@@ -24,7 +22,7 @@ void visitPackages(const LintInput &input, const Visit &visit) {
 }
 
 // Of packages and of catalogs.
-void visitUrls(const LintInput &input, const Visit &visit) {
+void visitUrls(const LintInput &input, const VisitText &visit) {
     visitPackages(input, visit);
     for (const LintCatalog &catalog : input.catalogs) {
         if (catalog.source)
@@ -54,71 +52,79 @@ void checkMissing(const LintInput &input, const Tell &tell) {
 }
 
 void checkHttps(const LintInput &input, const Tell &tell) {
-    visitUrls(input, [&](const std::string &url, const std::function<LintPlace()> &place) {
-        if (hasScheme(url) && schemeOf(url) == "http")
-            tell(place(), url);
-    });
+    visitUrls(input, tellingFaults(tell, [](const std::string &url) {
+                  return hasScheme(url) && schemeOf(url) == "http" ? url : "";
+              }));
+}
+
+bool isFetched(const std::string &url) {
+    const std::string scheme = schemeOf(url);
+    return hasScheme(url) && (scheme == "https" || scheme == "http");
 }
 
 void checkScheme(const LintInput &input, const Tell &tell) {
-    visitUrls(input, [&](const std::string &url, const std::function<LintPlace()> &place) {
-        const std::string scheme = schemeOf(url);
-        if (url.empty() || (hasScheme(url) && (scheme == "https" || scheme == "http")))
-            return;
-        tell(place(), hasScheme(url) ? "\"" + scheme + "\" in " + url : "no scheme in \"" + url + "\"");
-    });
+    visitUrls(input, tellingFaults(tell, [](const std::string &url) -> std::string {
+                  if (url.empty() || isFetched(url))
+                      return "";
+                  return hasScheme(url) ? "\"" + schemeOf(url) + "\" in " + url
+                                        : "no scheme in \"" + url + "\"";
+              }));
+}
+
+void checkMalformed(const LintInput &input, const Tell &tell) {
+    visitUrls(input, tellingFaults(tell, [](const std::string &url) {
+                  const bool isForOtherRules = !isFetched(url) || contains(url, " ");
+                  const bool isServer = !hostOf(url).empty() && partsOf(url);
+                  return isForOtherRules || isServer ? "" : "no host and port in " + url;
+              }));
 }
 
 void checkBlanks(const LintInput &input, const Tell &tell) {
-    visitUrls(input, [&](const std::string &url, const std::function<LintPlace()> &place) {
-        const bool isInFileName = isPackage(url) && contains(afterLastSlash(url), " ");
-        if (contains(url, " ") && !isInFileName)
-            tell(place(), "a blank in \"" + url + "\"");
-    });
+    visitUrls(input, tellingFaults(tell, [](const std::string &url) {
+                  const bool isInFileName = isPackage(url) && contains(afterLastSlash(url), " ");
+                  return contains(url, " ") && !isInFileName ? "a blank in \"" + url + "\"" : "";
+              }));
 }
 
 void checkFileNames(const LintInput &input, const Tell &tell) {
-    visitPackages(input, [&](const std::string &url, const std::function<LintPlace()> &place) {
-        if (!url.empty() && afterLastSlash(url).empty())
-            tell(place(), url + " names a folder");
-    });
+    visitPackages(input, tellingFaults(tell, [](const std::string &url) {
+                      return !url.empty() && afterLastSlash(url).empty() ? url + " names a folder" : "";
+                  }));
 }
 
 void checkPackages(const LintInput &input, const Tell &tell) {
-    visitPackages(input, [&](const std::string &url, const std::function<LintPlace()> &place) {
-        if (!afterLastSlash(url).empty() && !isPackage(url))
-            tell(place(), "no \".pkg\" in \"" + afterLastSlash(url) + "\"");
-    });
+    visitPackages(input, tellingFaults(tell, [](const std::string &url) {
+                      const std::string name = afterLastSlash(url);
+                      return !name.empty() && !isPackage(url) ? "no \".pkg\" in \"" + name + "\"" : "";
+                  }));
 }
 
 void checkDots(const LintInput &input, const Tell &tell) {
-    visitUrls(input, [&](const std::string &url, const std::function<LintPlace()> &place) {
-        if (contains(url, "/../") || contains(url, "/./"))
-            tell(place(), url);
-    });
+    visitUrls(input, tellingFaults(tell, [](const std::string &url) {
+                  return contains(url, "/../") || contains(url, "/./") ? url : "";
+              }));
 }
 
 void checkQueries(const LintInput &input, const Tell &tell) {
-    visitUrls(input, [&](const std::string &url, const std::function<LintPlace()> &place) {
-        const std::size_t mark = url.find_first_of("?#");
-        if (mark != std::string::npos)
-            tell(place(), std::string("\"") + url[mark] + "\" in " + url);
-    });
+    visitUrls(input, tellingFaults(tell, [](const std::string &url) {
+                  const std::size_t mark = url.find_first_of("?#");
+                  return mark != std::string::npos ? std::string("\"") + url[mark] + "\" in " + url : "";
+              }));
 }
 
 void checkCredentials(const LintInput &input, const Tell &tell) {
-    visitUrls(input, [&](const std::string &url, const std::function<LintPlace()> &place) {
-        if (contains(hostOf(url), "@"))
-            tell(place(), "a name or password before the host");
-    });
+    visitUrls(input, tellingFaults(tell, [](const std::string &url) -> std::string {
+                  return contains(hostOf(url), "@") ? "a name or password before the host" : "";
+              }));
 }
 
 void checkAscii(const LintInput &input, const Tell &tell) {
-    visitUrls(input, [&](const std::string &url, const std::function<LintPlace()> &place) {
-        if (std::any_of(url.begin(), url.end(),
-                        [](char character) { return static_cast<signed char>(character) < 0; }))
-            tell(place(), url);
-    });
+    visitUrls(input, tellingFaults(tell, [](const std::string &url) {
+                  const bool isAscii = std::all_of(url.begin(), url.end(), [](char character) {
+                      return static_cast<signed char>(character) >= 0;
+                  });
+                  return isAscii ? "" : url;
+              }));
 }
 
 void checkTwice(const LintInput &input, const Tell &tell) {
@@ -148,16 +154,18 @@ std::vector<LintRule> urlRules() {
          "Publish by https.", "", checkHttps},
         {"url-scheme", Severity::error, "A URL is of another scheme than https, or of none.",
          "libcurl takes every protocol that it knows: a transfer may never end, by file it always fails, and "
-         "without "
-         "a scheme it guesses.",
+         "without a scheme it guesses.",
          "Write an https URL.", "Replies and catalogs may name URLs of every protocol", checkScheme},
+        {"url-malformed", Severity::error, "A URL names no server.",
+         "libcurl finds no host in such a URL, or a port that is none: its transfer fails at once, or asks a "
+         "server that was not meant.",
+         "Write https://HOST/PATH, or https://HOST:PORT/PATH.", "", checkMalformed},
         {"url-blank", Severity::error, "A URL holds a blank.",
          "libcurl refuses such a URL, or the server the request.",
          "Publish under a plain name, or write %20 in a folder's name.", "", checkBlanks},
         {"url-no-file-name", Severity::error, "A package's URL ends with \"/\".",
          "The download's file would be a folder, which cannot be opened: the rest may be reported complete "
-         "and the "
-         "new version recorded without it.",
+         "and the new version recorded without it.",
          "Name the package's file.", "A worker that cannot open its file is not counted.", checkFileNames},
         {"url-no-package", Severity::error, "A package's file name holds no \".pkg\".",
          "What is no package never counts as downloaded: the update or the installation fails.",
@@ -168,8 +176,7 @@ std::vector<LintRule> urlRules() {
          "Write the path out.", "", checkDots},
         {"url-query", Severity::warning, "A URL holds \"?\" or \"#\".",
          "The file's name on the machine is what follows the last \"/\", with all of that; an order name "
-         "that is just "
-         "the package's then fits no longer.",
+         "that is just the package's then fits no longer.",
          "Publish under a plain path.", "", checkQueries},
         {"url-credentials", Severity::error, "A URL holds a name or a password.",
          "URLs stand in catalogs and logs that everybody may read.", "Publish without them.", "",

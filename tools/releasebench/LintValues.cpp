@@ -1,16 +1,12 @@
 // What in texts themselves is not taken as meant.
 #include <algorithm>
-#include <functional>
 
 #include "LintInput.h"
 #include "LintRule.h"
 
 namespace {
 
-// A text with its place, which is looked up for findings only.
-using Visit = std::function<void(const std::string &, const std::function<LintPlace()> &)>;
-
-void visitCatalogs(const LintInput &input, const Visit &visit) {
+void visitCatalogs(const LintInput &input, const VisitText &visit) {
     for (const LintHotFix &hotFix : input.hotFixes()) {
         for (const Item item : hotFixTexts)
             visit(hotFix.value(item), [&] { return hotFix.at(item); });
@@ -27,7 +23,7 @@ void visitCatalogs(const LintInput &input, const Visit &visit) {
 }
 
 // What the service tells, and what the engine asks it with later.
-void visitReleaseValues(const LintInput &input, const Visit &visit) {
+void visitReleaseValues(const LintInput &input, const VisitText &visit) {
     if (!input.release)
         return;
     const auto at = [&](const std::string &text, const std::string &pointer) {
@@ -46,7 +42,7 @@ void visitReleaseValues(const LintInput &input, const Visit &visit) {
     }
 }
 
-void visitCatalogNames(const LintInput &input, const Visit &visit) {
+void visitCatalogNames(const LintInput &input, const VisitText &visit) {
     for (const LintCatalog &catalog : input.catalogs) {
         if (!catalog.source)
             continue;
@@ -57,6 +53,12 @@ void visitCatalogNames(const LintInput &input, const Visit &visit) {
     }
 }
 
+void visitAll(const LintInput &input, const VisitText &visit) {
+    visitCatalogs(input, visit);
+    visitReleaseValues(input, visit);
+    visitCatalogNames(input, visit);
+}
+
 std::string withoutBlanksAround(const std::string &text) {
     constexpr const char *blanks = " \t\r\n";
     const std::size_t begin = text.find_first_not_of(blanks);
@@ -64,13 +66,10 @@ std::string withoutBlanksAround(const std::string &text) {
 }
 
 void checkBlanksAround(const LintInput &input, const Tell &tell) {
-    const Visit check = [&](const std::string &text, const std::function<LintPlace()> &place) {
-        if (withoutBlanksAround(text) != text)
-            tell(place(), "\"" + withoutBlanksAround(text) + "\" with blanks around it");
-    };
-    visitCatalogs(input, check);
-    visitReleaseValues(input, check);
-    visitCatalogNames(input, check);
+    visitAll(input, tellingFaults(tell, [](const std::string &text) {
+                 const std::string meant = withoutBlanksAround(text);
+                 return meant != text ? "\"" + meant + "\" with blanks around it" : "";
+             }));
 }
 
 bool holdsControlCharacter(const std::string &text) {
@@ -81,20 +80,19 @@ bool holdsControlCharacter(const std::string &text) {
 }
 
 void checkLineEnds(const LintInput &input, const Tell &tell) {
-    const Visit check = [&](const std::string &text, const std::function<LintPlace()> &place) {
-        if (holdsControlCharacter(withoutBlanksAround(text)))
-            tell(place(), "holds a line end or another control character");
-    };
-    visitCatalogs(input, check);
-    visitReleaseValues(input, check);
-    visitCatalogNames(input, check);
+    visitAll(input, tellingFaults(tell, [](const std::string &text) -> std::string {
+                 return holdsControlCharacter(withoutBlanksAround(text))
+                            ? "holds a line end or another control character"
+                            : "";
+             }));
 }
 
 void checkMarkup(const LintInput &input, const Tell &tell) {
-    visitReleaseValues(input, [&](const std::string &text, const std::function<LintPlace()> &place) {
-        if (text.find_first_of("&<>\"") != std::string::npos)
-            tell(place(), "\"" + text + "\" holds a character that XML has to escape");
-    });
+    visitReleaseValues(input, tellingFaults(tell, [](const std::string &text) {
+                           return text.find_first_of("&<>\"") != std::string::npos
+                                      ? "\"" + text + "\" holds a character that XML has to escape"
+                                      : "";
+                       }));
 }
 
 void checkEmpty(const LintInput &input, const Tell &tell) {
@@ -128,8 +126,7 @@ std::vector<LintRule> valueRules() {
     return {
         {"blank-around-value", Severity::error, "Blanks or line ends stand around a value.",
          "The engine trims nothing: a URL, a hash or a name with a blank is another one, and a version with "
-         "one "
-         "is refused as a folder's name.",
+         "one is refused as a folder's name.",
          "Write the value directly between the tags or quotes.", "", checkBlanksAround},
         {"control-character", Severity::warning, "A value holds a line end or another control character.",
          "What catalogs and replies say goes into the log as it is: a line of the log may then be theirs.",
@@ -138,19 +135,16 @@ std::vector<LintRule> valueRules() {
         {"markup-in-release-value", Severity::error,
          "A value that goes into requests holds a character of markup.",
          "A machine keeps the release's name and versions, and asks the service with them and its ids next "
-         "time, "
-         "without any escaping: its request is then no XML, and it gets no update again.",
+         "time, without any escaping: its request is then no XML, and it gets no update again.",
          "Use letters, digits and stops.", "Paths go to the shell as they are, and values into the request",
          checkMarkup},
         {"release-value-empty", Severity::warning, "A value of the release is empty.",
          "An empty value is never written to the product's configuration: the update leaves the old one "
-         "there, and "
-         "the service is asked with that.",
+         "there, and the service is asked with that.",
          "Give the value.", "An empty value is never written to the product configuration", checkEmpty},
         {"repost-not-yes", Severity::error, "A repost mark is another text than \"YES\".",
          "The engine compares with \"YES\", letter by letter: anything else, \"yes\" included, makes an "
-         "ordinary "
-         "package of it.",
+         "ordinary package of it.",
          "Write YES, or remove the element.", "", checkRepost},
     };
 }

@@ -4,10 +4,13 @@
 #include <functional>
 #include <map>
 #include <optional>
+#include <set>
 #include <string_view>
+#include <vector>
 
 #include "InstallationOrder.h"
 #include "LintInput.h"
+#include "LintPairs.h"
 #include "LintRule.h"
 #include "LintText.h"
 #include "Version.h"
@@ -47,9 +50,8 @@ std::size_t numbersOf(Item item) {
 }
 
 // Every version and bound that is given.
-void visitVersions(
-    const LintInput &input,
-    const std::function<void(const std::string &, Item, const std::function<LintPlace()> &)> &visit) {
+void visitVersions(const LintInput &input,
+                   const std::function<void(const std::string &, Item, const WhereIs &)> &visit) {
     for (const LintHotFix &hotFix : input.hotFixes()) {
         for (const Item item : versions) {
             if (!hotFix.value(item).empty())
@@ -70,20 +72,26 @@ void checkMissing(const LintInput &input, const Tell &tell) {
     }
 }
 
-void checkNumbers(const LintInput &input, const Tell &tell) {
-    visitVersions(input, [&](const std::string &text, Item, const std::function<LintPlace()> &place) {
+// Versions of which a part is not what it seems.
+void tellAsRead(const LintInput &input, const Tell &tell, bool (*isWrong)(std::string_view part)) {
+    visitVersions(input, [&](const std::string &text, Item, const WhereIs &place) {
         const std::vector<std::string_view> parts = partsOf(text);
-        if (!std::all_of(parts.begin(), parts.end(), isDecimal))
+        if (std::any_of(parts.begin(), parts.end(), isWrong))
             tell(place(), "\"" + text + "\" is read as " + asRead(text));
     });
 }
 
+void checkNumbers(const LintInput &input, const Tell &tell) {
+    tellAsRead(input, tell, [](std::string_view part) { return !isDecimal(part); });
+}
+
 void checkSizes(const LintInput &input, const Tell &tell) {
-    visitVersions(input, [&](const std::string &text, Item, const std::function<LintPlace()> &place) {
-        const std::vector<std::string_view> parts = partsOf(text);
-        if (std::any_of(parts.begin(), parts.end(), isTooLarge))
-            tell(place(), "\"" + text + "\" is read as " + asRead(text));
-    });
+    tellAsRead(input, tell, isTooLarge);
+}
+
+void checkLeadingZeros(const LintInput &input, const Tell &tell) {
+    tellAsRead(input, tell,
+               [](std::string_view part) { return isDecimal(part) && part.size() > 1 && part[0] == '0'; });
 }
 
 // The lowest version above a bound, of so many numbers.
@@ -96,7 +104,7 @@ std::string lowestAbove(const std::string &bound, std::size_t count) {
 }
 
 void checkShortBounds(const LintInput &input, const Tell &tell) {
-    visitVersions(input, [&](const std::string &text, Item item, const std::function<LintPlace()> &place) {
+    visitVersions(input, [&](const std::string &text, Item item, const WhereIs &place) {
         const std::size_t count = numbersOf(item);
         if ((item == Item::maxSystem || item == Item::maxVer) && partsOf(text).size() < count)
             tell(place(), "\"" + text + "\" is read as " + asRead(text) + ": " + lowestAbove(text, count) +
@@ -105,21 +113,11 @@ void checkShortBounds(const LintInput &input, const Tell &tell) {
 }
 
 void checkLong(const LintInput &input, const Tell &tell) {
-    visitVersions(input, [&](const std::string &text, Item item, const std::function<LintPlace()> &place) {
+    visitVersions(input, [&](const std::string &text, Item item, const WhereIs &place) {
         const std::size_t count = partsOf(text).size();
         if (count > numbersOf(item))
             tell(place(), "\"" + text + "\" has " + std::to_string(count) + " numbers, expected " +
                               std::to_string(numbersOf(item)));
-    });
-}
-
-void checkLeadingZeros(const LintInput &input, const Tell &tell) {
-    visitVersions(input, [&](const std::string &text, Item, const std::function<LintPlace()> &place) {
-        const std::vector<std::string_view> parts = partsOf(text);
-        if (std::any_of(parts.begin(), parts.end(), [](std::string_view part) {
-                return isDecimal(part) && part.size() > 1 && part[0] == '0';
-            }))
-            tell(place(), "\"" + text + "\" is read as " + asRead(text));
     });
 }
 
@@ -163,30 +161,72 @@ struct Range {
     }
 };
 
-struct Group {
-    Range range;
-    LintHotFix first{};
+using Bounds = std::array<std::string_view, 4>;
+Bounds boundsOf(const HotFixPackageInfo &hotFix) {
+    return {hotFix.minVer, hotFix.maxVer, hotFix.osxMinVer, hotFix.osxMaxVer};
+}
+
+// The hot-fixes of one version, one for each different bounds.
+class Group {
+public:
+    void add(const LintHotFix &hotFix) {
+        m_range.include(hotFix.record());
+        if (m_bounds.insert(boundsOf(hotFix.record())).second)
+            m_hotFixes.push_back(hotFix);
+    }
+    const LintHotFix &first() const { return m_hotFixes.front(); }
+
+    // Whether a machine gets hot-fixes of both. Takes off what it was allowed to look at, and looks no
+    // further.
+    bool isOfferedWith(const Group &other, int &looks) const {
+        --looks;
+        if (!m_range.beginsWithinOrBelow(other.m_range) || !other.m_range.beginsWithinOrBelow(m_range))
+            return false;
+        for (const LintHotFix &mine : m_hotFixes) {
+            for (const LintHotFix &its : other.m_hotFixes) {
+                if (looks-- > 0 && machineForBoth(mine.record(), its.record()))
+                    return true;
+            }
+        }
+        return false;
+    }
+
+private:
+    Range m_range;
+    std::set<Bounds> m_bounds;
+    std::vector<LintHotFix> m_hotFixes;
 };
+using Groups = std::map<std::string, Group>; // in the order of installation
+
+// Repost packages follow the order names instead, and branding follows nothing.
+Groups groupsOf(const LintOffer &offer) {
+    Groups groups;
+    for (const LintHotFix &hotFix : offer.hotFixes) {
+        const std::string &path = hotFix.destination();
+        if (!path.empty() && !hotFix.record().productVer.empty() && !isRepostPackage(path) &&
+            !isBrandingPackage(path))
+            groups[std::string(hotFixVersionOf(path))].add(hotFix);
+    }
+    return groups;
+}
 
 void checkTextOrder(const LintInput &input, const Tell &tell) {
+    constexpr int mostLooks = 64; // for each group
     for (const LintOffer &offer : input.offers) {
-        std::map<std::string, Group> groups; // in the order of installation
-        for (const LintHotFix &hotFix : offer.hotFixes) {
-            if (hotFix.destination().empty() || hotFix.record().productVer.empty())
-                continue;
-            Group &group = groups[std::string(hotFixVersionOf(hotFix.destination()))];
-            group.first = group.first.catalog ? group.first : hotFix;
-            group.range.include(hotFix.record());
-        }
-        auto highest = groups.cbegin();
-        for (auto group = groups.cbegin(); group != groups.cend(); ++group) {
-            if (!isGreaterVersion(highest->first, group->first)) {
-                highest = group;
-            } else if (group->second.range.beginsWithinOrBelow(highest->second.range) &&
-                       highest->second.range.beginsWithinOrBelow(group->second.range)) {
-                tell(group->second.first.at(Item::version),
-                     "version " + highest->first + " is installed before " + group->first);
+        const Groups groups = groupsOf(offer);
+        std::multimap<std::array<std::int32_t, 4>, Groups::const_iterator> before;
+        for (auto group = groups.begin(); group != groups.end(); ++group) {
+            const auto version = parseVersion(group->first);
+            int looks = mostLooks;
+            for (auto higher = before.rbegin();
+                 higher != before.rend() && higher->first > version && looks > 0; ++higher) {
+                if (!group->second.isOfferedWith(higher->second->second, looks))
+                    continue;
+                tell(group->second.first().at(Item::version),
+                     "version " + higher->second->first + " is installed before " + group->first);
+                break;
             }
+            before.emplace(version, group);
         }
     }
 }
@@ -200,8 +240,7 @@ std::vector<LintRule> versionRules() {
          "Give the version that the product has afterwards.", "", checkMissing},
         {"version-no-number", Severity::error, "A version is no numbers with stops between.",
          "The engine reads numbers and stops as far as they go, and takes 0 for what is missing: a version "
-         "compares as "
-         "another one than stands there.",
+         "compares as another one than stands there.",
          "Use numbers with stops between only.", "", checkNumbers},
         {"version-too-large", Severity::error, "A number of a version is 2147483648 or more.",
          "Numbers have 32 bits with a sign: such a version is negative, so older than any other, or another "
@@ -216,8 +255,7 @@ std::vector<LintRule> versionRules() {
          "Leave it out.", "", checkLong},
         {"version-leading-zero", Severity::warning, "A number of a version begins with 0.",
          "Versions are compared as numbers but name folders and groups of the order as texts: 1.01 is 1.1 to "
-         "one "
-         "and another version to the other.",
+         "one and another version to the other.",
          "Leave the zero out.", "", checkLeadingZeros},
         {"version-spelt-differently", Severity::warning, "One version is written in two ways.",
          "Equal as numbers, they are two as texts: their packages go to two folders, and are ordered in two "
@@ -225,8 +263,7 @@ std::vector<LintRule> versionRules() {
          "Write a version in one way.", "", checkSpellings},
         {"version-cut", Severity::error, "The order takes a part of a version for the whole.",
          "The version of a downloaded package is what follows the last \"H\", \"F\", \"_\" or \"/\" in its "
-         "folder's "
-         "name: the order goes by the rest.",
+         "folder's name: the order goes by the rest.",
          "Number versions with digits and stops.", "The version of a hot-fix is what follows the last",
          checkCut},
         {"version-text-order", Severity::warning, "A higher version is installed before a lower one.",

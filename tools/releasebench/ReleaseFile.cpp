@@ -1,6 +1,7 @@
 #include "ReleaseFile.h"
 
 #include <algorithm>
+#include <climits>
 #include <optional>
 #include <set>
 #include <utility>
@@ -117,11 +118,17 @@ bool isFileName(const std::string &name) {
     return name.find('/') == std::string::npos && name != "." && name != "..";
 }
 
+// Of a catalog, beside ".xml".
+constexpr std::size_t longestName = NAME_MAX - 4;
+
 void checkNames(const Release &release, Faults &faults) {
     std::set<std::string> names;
     for (const ReleaseCatalog &catalog : release.catalogs) {
         if (!isFileName(catalog.name))
             faults.note(catalog.place + "/name", "expected a file's name without a folder");
+        if (catalog.name.size() > longestName)
+            faults.note(catalog.place + "/name", "too long a name for a file, expected " +
+                                                     std::to_string(longestName) + " bytes at most");
         if (!names.insert(catalog.name).second)
             faults.note(catalog.place + "/name", "another catalog has that name, expected one of its own");
     }
