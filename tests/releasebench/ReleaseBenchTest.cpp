@@ -296,6 +296,13 @@ TEST_F(ReleaseBench, KeyThatStandsTwiceIsToldWithItsLine) {
               folder + "/release.json:3: order: stands twice, expected once\n");
 }
 
+TEST_F(ReleaseBench, KeyThatHoldsASlashIsToldWithItsLine) {
+    writeText(folder + "/release.json",
+              "{\n\"order\": [],\n\"order/x\": [],\n\"audience\": [],\n\"catalogs\": []\n}");
+    EXPECT_THAT(linesOf(benchWith({"build", folder}).err),
+                Contains(StartsWith(folder + "/release.json:3: order.x: unknown key")));
+}
+
 TEST_F(ReleaseBench, WhatIsNoJsonIsToldWithItsLine) {
     writeText(folder + "/release.json", "{\n\"order\" []}");
     EXPECT_THAT(benchWith({"build", folder}).err,
@@ -511,7 +518,7 @@ std::string exampleIn(const std::string &help) {
 }
 
 TEST_F(ReleaseBench, EveryCommandsHelpShowsAnExampleThatWorks) {
-    for (const std::string command : {"init", "build", "explain", "script"}) {
+    for (const std::string command : {"init", "build", "explain", "script", "matrix", "diff"}) {
         fs::remove_all(work + "/example");
         fs::create_directories(work + "/example");
         const Ended help = benchWith({command, "--help"});

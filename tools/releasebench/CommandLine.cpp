@@ -6,9 +6,11 @@
 #include <CLI/CLI.hpp>
 
 #include "Build.h"
+#include "DiffCommand.h"
 #include "Explain.h"
 #include "Init.h"
 #include "Lint.h"
+#include "MatrixCommand.h"
 #include "ScriptCommand.h"
 #include "Statuses.h"
 
@@ -127,7 +129,46 @@ Run addLint(CLI::App &app, CLI::App *&command) {
     };
 }
 
-constexpr auto commands = {addInit, addBuild, addExplain, addScript, addLint};
+// Who asks, and how the answer is told, of what looks at all machines.
+template <typename Options>
+void addAskerAndFormat(CLI::App *command, Options &options) {
+    command
+        ->add_option("--app", options.application,
+                     "The machines' application ids, with commas between; default: the first of the release")
+        ->type_name("ID");
+    command
+        ->add_option("--affiliate", options.affiliate,
+                     "Their affiliate id; default: the first of the release")
+        ->type_name("ID");
+    command->add_option("--format", options.format, "text or json; default text")
+        ->transform(CLI::CheckedTransformer(
+            std::map<std::string, Format>{{"text", Format::text}, {"json", Format::json}}))
+        ->type_name("FORMAT");
+}
+
+Run addMatrix(CLI::App &app, CLI::App *&command) {
+    const auto options = std::make_shared<MatrixOptions>();
+    command =
+        addCommand(app, "matrix", "Tell what updates do for every product version on every system version",
+                   "releasebench init my-release && releasebench matrix my-release --html matrix.html");
+    addFolder(command, options->folder, "The release's folder, with its release.json");
+    addAskerAndFormat(command, *options);
+    command->add_option("--html", options->page, "Write a page with a picture too")->type_name("FILE");
+    return [options] { return runMatrix(*options); };
+}
+
+Run addDiff(CLI::App &app, CLI::App *&command) {
+    const auto options = std::make_shared<DiffOptions>();
+    command = addCommand(app, "diff", "Tell which machines another release serves otherwise, and which worse",
+                         "releasebench init old && cp -r old new && releasebench diff old new");
+    command->add_option("OLD", options->before, "The folder of the release that machines have now")
+        ->required();
+    command->add_option("NEW", options->now, "The folder of the one that is to take its place")->required();
+    addAskerAndFormat(command, *options);
+    return [options] { return runDiff(*options); };
+}
+
+constexpr auto commands = {addInit, addBuild, addExplain, addScript, addLint, addMatrix, addDiff};
 
 // Of help and version, which are all the output there is.
 int statusOfAnswer() {

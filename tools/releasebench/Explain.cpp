@@ -3,11 +3,8 @@
 #include "LibXmlWrapper.h"
 #include "OwnStreams.h"
 #include "Paper.h"
-#include "PropertyList.h"
-#include "Publication.h"
 #include "ReleaseFile.h"
 #include "Statuses.h"
-#include "TemporaryFolder.h"
 #include "Text.h"
 #include "UnusableInput.h"
 
@@ -32,16 +29,6 @@ void fillFromConfiguration(Question &question, Job job) {
         refuse("tells no ProductVersion, expected --product");
     if (question.application.empty())
         refuse("tells no AppID, so the machine asks its subscription; expected --app");
-}
-
-// As the engine reads them from the property list that the release ships.
-std::vector<std::string> orderNamesOf(const Release &release) {
-    const TemporaryFolder folder;
-    const std::filesystem::path file = folder.path() / "DynaConfig.plist";
-    writeNewFile(file, orderList(release.order));
-    const std::optional<PropertyList> list = PropertyList::read(file.string());
-    return list ? list->strings("InstallPkgOrder").value_or(std::vector<std::string>())
-                : std::vector<std::string>();
 }
 
 std::string compared(const std::string &what, const std::string &least, const std::string &value,

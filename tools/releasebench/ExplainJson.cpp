@@ -2,21 +2,11 @@
 
 #include <nlohmann/json.hpp>
 
+#include "OutcomeNames.h"
+
 namespace {
 
 using Json = nlohmann::ordered_json;
-
-const char *nameOf(Outcome outcome) {
-    switch (outcome) {
-    case Outcome::done:
-        return "done";
-    case Outcome::nothingToDo:
-        return "nothing-to-do";
-    case Outcome::fails:
-        break;
-    }
-    return "fails";
-}
 
 const char *nameOf(Selection selection) {
     switch (selection) {

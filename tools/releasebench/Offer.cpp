@@ -7,6 +7,7 @@
 #include "OwnStreams.h"
 #include "PackageRecords.h"
 #include "Paths.h"
+#include "PropertyList.h"
 #include "Publication.h"
 #include "ReleaseRecord.h"
 #include "ServiceReply.h"
@@ -103,6 +104,15 @@ Offer offerTo(const Asker &asker, const Release &release, Job job) {
     offer.partnerVersion = record.getPartnerReleaseVer();
     offer.brandingBuild = record.getCBRMSBuildNO();
     return offer;
+}
+
+std::vector<std::string> orderNamesOf(const Release &release) {
+    const TemporaryFolder folder;
+    const std::filesystem::path file = folder.path() / "DynaConfig.plist";
+    writeNewFile(file, orderList(release.order));
+    const std::optional<PropertyList> list = PropertyList::read(file.string());
+    return list ? list->strings("InstallPkgOrder").value_or(std::vector<std::string>())
+                : std::vector<std::string>();
 }
 
 Asker firstAsker(const Release &release) {

@@ -38,5 +38,9 @@ struct Offer {
 // engine reads cannot be made.
 Offer offerTo(const Asker &asker, const Release &release, Job job);
 
+// The order of installation, as the engine reads it from the property list that the release ships. Throws
+// std::system_error as above.
+std::vector<std::string> orderNamesOf(const Release &release);
+
 // The first who is asked for by a release.
 Asker firstAsker(const Release &release);

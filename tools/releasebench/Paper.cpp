@@ -38,8 +38,12 @@ void Paper::line(const std::string &text, std::size_t indent, std::optional<Colo
     // What comes from catalogs must not command a terminal; a program gets it as it is.
     std::string shown = m_terminal ? printable(text) : text;
     if (m_terminal)
-        shown = wrapped(std::move(shown), static_cast<std::size_t>(std::max(m_terminal->width(), 1)), indent);
+        shown = wrapped(std::move(shown), width(), indent);
     m_output.write((m_terminal && colour ? m_terminal->coloured(*colour, shown) : shown) + "\n");
+}
+
+std::size_t Paper::width() const {
+    return m_terminal ? static_cast<std::size_t>(std::max(m_terminal->width(), 1)) : 0;
 }
 
 void Paper::finish() {

@@ -15,6 +15,8 @@ public:
 
     // One line. What does not fit a terminal's line goes on below, indented by that many columns.
     void line(const std::string &text, std::size_t indent = 0, std::optional<Colour> colour = std::nullopt);
+    // Columns of a terminal's line; 0 where there is none.
+    std::size_t width() const;
     // As it is.
     void verbatim(const std::string &text) { m_output.write(text); }
 

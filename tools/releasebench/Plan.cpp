@@ -5,7 +5,6 @@
 #include <stdexcept>
 #include <utility>
 
-#include "PackageRecords.h"
 #include "Paths.h"
 #include "ProductUrls.h"
 #include "ReleaseRecord.h"
@@ -16,31 +15,6 @@ namespace {
 void stop(Plan &plan, Outcome outcome, std::string reason) {
     plan.outcome = outcome;
     plan.reason = std::move(reason);
-}
-
-// The URLs of the chosen ones; none when the engine ends at one of them.
-std::list<std::string> select(const Offer &offer, const Machine &machine, Plan &plan) {
-    std::list<std::string> chosen;
-    ReleaseMaxima maxima{machine.product};
-    for (const HotFixPackageInfo &hotFix : offer.hotFixes) {
-        plan.selections.push_back(judgeHotFix(hotFix, machine.product, machine.system));
-        if (plan.selections.back() != Selection::applies)
-            continue;
-        try {
-            maxima.include(hotFix);
-        } catch (const std::logic_error &) { // no number, or one that does not fit
-            stop(plan, Outcome::fails,
-                 "the engine's process ends at " + hotFix.name + ", whose build number \"" + hotFix.buildNo +
-                     "\" is no number that fits");
-            return {};
-        }
-        chosen.push_back(hotFix.url);
-    }
-    if (chosen.empty())
-        stop(plan, Outcome::nothingToDo, "No updates Found");
-    plan.version = maxima.version;
-    plan.build = maxima.buildNo;
-    return chosen;
 }
 
 // What keeps a package from ever counting as downloaded; "" when nothing does.
@@ -117,27 +91,75 @@ void orderPackages(const std::vector<std::string> &orderNames, Plan &plan) {
 
 } // namespace
 
-Plan planUpdate(const Offer &offer, const Machine &machine, const std::vector<std::string> &orderNames) {
+UpdatePlanner::UpdatePlanner(const Offer &offer, const std::vector<std::string> &orderNames)
+    : m_offer(offer)
+    , m_orderNames(orderNames) {
+    m_records.setFreshInstallMode(false);
+    m_records.setHotFixes(offer.hotFixes);
+}
+
+Plan UpdatePlanner::planFor(const Machine &machine) const {
+    std::vector<Selection> selections;
+    std::vector<std::size_t> chosen;
+    selections.reserve(m_offer.hotFixes.size());
+    for (const HotFixPackageInfo &hotFix : m_offer.hotFixes) {
+        selections.push_back(judgeHotFix(hotFix, machine.product, machine.system));
+        if (selections.back() == Selection::applies)
+            chosen.push_back(selections.size() - 1);
+    }
+    Plan plan = planWith(machine.product, chosen);
+    if (plan.endedAt)
+        selections.resize(*plan.endedAt + 1);
+    plan.selections = std::move(selections);
+    return plan;
+}
+
+Plan UpdatePlanner::planWith(const std::string &product, const std::vector<std::size_t> &chosen) const {
     Plan plan;
-    if (!offer.isAnswered)
+    plan.version = product;
+    if (!m_offer.isAnswered)
         stop(plan, Outcome::nothingToDo, "ERROR Tolvane response (the service has nothing for this machine)");
-    else if (offer.hotFixes.empty())
+    else if (m_offer.hotFixes.empty())
         stop(plan, Outcome::nothingToDo, "No products found For Update");
     if (plan.outcome == Outcome::done) {
-        const std::list<std::string> urls = select(offer, machine, plan);
-        PackageRecords records;
-        records.setFreshInstallMode(false);
-        records.setHotFixes(offer.hotFixes);
-        placeDownloads(urls, records, plan);
+        placeDownloads(urlsOf(chosen, plan), m_records, plan);
         failWhereIncomplete(whyUpdateFails, plan);
     }
     if (plan.outcome == Outcome::done) {
-        orderPackages(orderNames, plan);
+        orderPackages(m_orderNames, plan);
     } else {
-        plan.version = machine.product;
+        plan.version = product;
         plan.build.clear();
     }
     return plan;
+}
+
+// None when the engine ends at one of them.
+std::list<std::string> UpdatePlanner::urlsOf(const std::vector<std::size_t> &chosen, Plan &plan) const {
+    std::list<std::string> urls;
+    ReleaseMaxima maxima{plan.version};
+    for (const std::size_t index : chosen) {
+        const HotFixPackageInfo &hotFix = m_offer.hotFixes[index];
+        try {
+            maxima.include(hotFix);
+        } catch (const std::logic_error &) { // no number, or one that does not fit
+            stop(plan, Outcome::fails,
+                 "the engine's process ends at " + hotFix.name + ", whose build number \"" + hotFix.buildNo +
+                     "\" is no number that fits");
+            plan.endedAt = index;
+            return {};
+        }
+        urls.push_back(hotFix.url);
+    }
+    if (urls.empty())
+        stop(plan, Outcome::nothingToDo, "No updates Found");
+    plan.version = maxima.version;
+    plan.build = maxima.buildNo;
+    return urls;
+}
+
+Plan planUpdate(const Offer &offer, const Machine &machine, const std::vector<std::string> &orderNames) {
+    return UpdatePlanner(offer, orderNames).planFor(machine);
 }
 
 Plan planFreshInstall(const Offer &offer) {

@@ -58,12 +58,11 @@ public:
     bool start_array(std::size_t /*size*/) override { return open(Json::array()); }
     bool end_array() override { return close(); }
     bool key(string_t &name) override {
-        m_key = name;
-        const std::string place = inner().place + "/" + name;
         if (inner().value->contains(name))
-            throw UnusableInput(m_fileName + ":" + std::to_string(m_line) + ": " + readablePlace(place) +
-                                ": stands twice, expected once");
-        m_places.note(place, m_line);
+            throw UnusableInput(m_fileName + ":" + std::to_string(m_line) + ": " +
+                                readablePlace(place() + "/" + name) + ": stands twice, expected once");
+        m_key = name;
+        inner().node->add(name, m_line);
         return true;
     }
     bool parse_error(std::size_t /*position*/, const std::string & /*token*/,
@@ -81,19 +80,30 @@ public:
 private:
     struct Container {
         Json *value;
-        std::string place;
+        PlacedValue *node;
+        std::string step; // of its place
     };
 
     Container &inner() { return m_containers.back(); }
 
-    std::string nextPlace() {
+    std::string place() const {
+        std::string place;
+        for (const Container &container : m_containers)
+            place += container.step;
+        return place;
+    }
+
+    // A member's was made with its key.
+    PlacedValue &nodeOfNext() {
+        if (m_containers.empty())
+            return m_places.root();
+        return inner().value->is_object() ? inner().node->members.back() : inner().node->addItem(m_line);
+    }
+
+    std::string stepOfNext() {
         if (m_containers.empty())
             return "";
-        if (inner().value->is_object())
-            return inner().place + "/" + m_key;
-        std::string place = inner().place + "/" + std::to_string(inner().value->size());
-        m_places.note(place, m_line);
-        return place;
+        return "/" + (inner().value->is_object() ? m_key : std::to_string(inner().value->size()));
     }
 
     Json *put(Json value) {
@@ -107,7 +117,7 @@ private:
     }
 
     bool add(Json value) {
-        static_cast<void>(nextPlace());
+        static_cast<void>(nodeOfNext());
         put(std::move(value));
         return true;
     }
@@ -119,8 +129,9 @@ private:
             throw UnusableInput(m_fileName + ":" + std::to_string(m_line) +
                                 ": nested deeper than any release, expected " + std::to_string(deepest) +
                                 " levels at most");
-        std::string place = nextPlace();
-        m_containers.push_back({put(std::move(value)), std::move(place)});
+        std::string step = stepOfNext();
+        PlacedValue &node = nodeOfNext();
+        m_containers.push_back({put(std::move(value)), &node, std::move(step)});
         return true;
     }
 

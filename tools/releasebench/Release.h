@@ -4,18 +4,30 @@
 #include <filesystem>
 #include <optional>
 #include <string>
-#include <unordered_map>
 #include <vector>
 
-// Where things stand in release.json. A place is a JSON pointer, "/catalogs/0/hotFixes/2/minVersion" say.
+// A value of release.json, and those that it is made of.
+struct PlacedValue {
+    int line = 1;
+    std::vector<std::string> keys; // of an object's members; none for an array
+    std::vector<PlacedValue> members;
+
+    // The one that is added stays where it is until the next.
+    PlacedValue &add(std::string key, int itsLine);
+    PlacedValue &addItem(int itsLine);
+};
+
+// Where things stand in release.json. A place is a JSON pointer, "/catalogs/0/hotFixes/2/minVersion" say,
+// with nothing escaped.
 class Places {
 public:
-    void note(const std::string &pointer, int line) { m_lines[pointer] = line; }
+    // To be filled while the file is read.
+    PlacedValue &root() { return m_root; }
     // The line of the place, or of the nearest one around it.
     int lineOf(const std::string &pointer) const;
 
 private:
-    std::unordered_map<std::string, int> m_lines;
+    PlacedValue m_root;
 };
 
 // One package of a catalog. Texts that release.json lacks are empty, but for the name.

@@ -150,8 +150,16 @@ bool isForXml(const std::string &text) {
            });
 }
 
+bool isAllForXml(const Json &value) {
+    if (value.is_string())
+        return isForXml(value.get_ref<const std::string &>());
+    return !value.is_structured() || std::all_of(value.begin(), value.end(), isAllForXml);
+}
+
 void checkCharacters(const Json &value, const std::string &place, Faults &faults) {
-    if (value.is_string() && !isForXml(value.get_ref<const std::string &>()))
+    if (isAllForXml(value))
+        return;
+    if (value.is_string())
         faults.note(place, "holds a control character or none at all, expected a text that XML can hold");
     if (!value.is_structured())
         return;

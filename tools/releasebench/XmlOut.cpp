@@ -26,14 +26,18 @@ void XmlOut::FreeWriter::operator()(_xmlTextWriter *writer) const noexcept {
     xmlFreeTextWriter(writer);
 }
 
-XmlOut::XmlOut()
-    : m_buffer(xmlBufferCreate())
+XmlOut::XmlOut(Kind kind)
+    : m_kind(kind)
+    , m_buffer(xmlBufferCreate())
     , m_writer(m_buffer ? xmlNewTextWriterMemory(m_buffer.get(), 0) : nullptr) {
     if (!m_writer)
         throw std::bad_alloc();
     must(xmlTextWriterSetIndent(m_writer.get(), 1));
     must(xmlTextWriterSetIndentString(m_writer.get(), xml("  ")));
-    must(xmlTextWriterStartDocument(m_writer.get(), nullptr, "utf-8", nullptr));
+    if (m_kind == Kind::document)
+        must(xmlTextWriterStartDocument(m_writer.get(), nullptr, "utf-8", nullptr));
+    else
+        must(xmlTextWriterWriteDTD(m_writer.get(), xml("html"), nullptr, nullptr, nullptr));
 }
 
 XmlOut::~XmlOut() = default;
@@ -50,16 +54,23 @@ void XmlOut::open(const char *element, const Attributes &attributes) {
 }
 
 void XmlOut::close() {
-    must(xmlTextWriterEndElement(m_writer.get()));
+    must(m_kind == Kind::document ? xmlTextWriterEndElement(m_writer.get())
+                                  : xmlTextWriterFullEndElement(m_writer.get()));
 }
 
 void XmlOut::empty(const char *element, const Attributes &attributes) {
     open(element, attributes);
-    close();
+    must(xmlTextWriterEndElement(m_writer.get()));
 }
 
 void XmlOut::leaf(const char *element, const std::string &text) {
     must(xmlTextWriterWriteElement(m_writer.get(), xml(element), xml(text.c_str())));
+}
+
+void XmlOut::leaf(const char *element, const Attributes &attributes, const std::string &text) {
+    open(element, attributes);
+    must(xmlTextWriterWriteString(m_writer.get(), xml(text.c_str())));
+    close();
 }
 
 void XmlOut::optionalLeaf(const char *element, const std::string &text) {

@@ -1,0 +1,138 @@
+#include "MatrixCommand.h"
+#include "MatrixPicture.h"
+#include "Readable.h"
+#include "UnusableInput.h"
+#include "XmlOut.h"
+
+namespace {
+
+using Attributes = XmlOut::Attributes;
+
+constexpr std::size_t mostCells = 100'000;
+
+// Without a character that XML would write in another way than HTML reads it in a style.
+constexpr const char *style = R"(
+:root { color-scheme: light dark; --ground: #ffffff; --ink: #1b1f24; --line: #b6bcc4; --fine: #14692f;
+  --bad: #b3261e; --fine-ground: #e5f4e9; --bad-ground: #fde9e7; }
+@media (prefers-color-scheme: dark) { :root { --ground: #15181c; --ink: #e6e8eb; --line: #5a626c;
+  --fine: #7bd493; --bad: #ff9e96; --fine-ground: #17301f; --bad-ground: #421c19; } }
+body { background: var(--ground); color: var(--ink); font: 16px/1.5 sans-serif; margin: 2rem; }
+.scroll { overflow: auto; max-width: 100%; }
+table { border-collapse: collapse; }
+th, td { border: 1px solid var(--line); padding: 0.3rem 0.6rem; text-align: left; vertical-align: top; }
+td span { display: block; white-space: nowrap; }
+a { color: inherit; }
+:focus-visible { outline: 3px solid currentColor; outline-offset: 2px; }
+td.fine { background: var(--fine-ground); }
+td.bad { background: var(--bad-ground); }
+svg { font: 14px sans-serif; fill: var(--ink); }
+svg .fine { color: var(--fine); }
+svg .bad { color: var(--bad); }
+svg .mark { stroke: currentColor; stroke-width: 2; }
+svg .hollow, svg .way { fill: none; }
+svg .filled { fill: currentColor; }
+svg .way { stroke: currentColor; stroke-width: 1.5; opacity: 0.6; }
+)";
+
+std::string idOf(std::size_t set) {
+    return "set-" + nameOfSet(set);
+}
+
+void writeHead(const std::string &title, XmlOut &out) {
+    out.open("head");
+    out.empty("meta", {{"charset", "utf-8"}});
+    out.empty("meta", {{"name", "viewport"}, {"content", "width=device-width, initial-scale=1"}});
+    out.leaf("title", title);
+    out.leaf("style", style);
+    out.close();
+}
+
+void writeCell(const Matrix &matrix, std::size_t row, std::size_t column, XmlOut &out) {
+    const CellWords words = wordsOf(matrix, row, column);
+    const std::optional<std::size_t> &set = matrix.at(row, column).set;
+    out.open("td", {{"class", nameOf(words.mood)}});
+    out.open("span");
+    if (set)
+        out.leaf("a", {{"href", "#" + idOf(*set)}}, printable(updateWithSet(words)));
+    else
+        out.leaf("span", printable(updateWithSet(words)));
+    out.close();
+    out.leaf("span", printable(words.way));
+    out.close();
+}
+
+void writeTable(const Matrix &matrix, const std::vector<Band> &bands, XmlOut &out) {
+    out.leaf("h2", "What an update installs, and the way");
+    out.open("div",
+             {{"class", "scroll"}, {"tabindex", "0"}, {"role", "region"}, {"aria-label", "The matrix"}});
+    out.open("table");
+    out.open("thead");
+    out.open("tr");
+    out.leaf("th", Attributes{{"scope", "col"}}, "product \\ system");
+    for (const VersionRange &system : matrix.systems)
+        out.leaf("th", Attributes{{"scope", "col"}}, printable(system.label()));
+    out.close();
+    out.close();
+    out.open("tbody");
+    for (const Band &band : bands) {
+        out.open("tr");
+        out.leaf("th", Attributes{{"scope", "row"}}, printable(band.label));
+        for (std::size_t column = 0; column < matrix.systems.size(); ++column)
+            writeCell(matrix, band.first, column, out);
+        out.close();
+    }
+    out.close();
+    out.close();
+    out.close();
+}
+
+void writeList(const char *list, const std::vector<std::string> &items, XmlOut &out) {
+    out.open(list);
+    for (const std::string &item : items)
+        out.leaf("li", printable(item));
+    out.close();
+}
+
+void writeSets(const Matrix &matrix, XmlOut &out) {
+    if (!matrix.sets.empty())
+        out.leaf("h2", "Packages in the order of their installation");
+    for (std::size_t set = 0; set < matrix.sets.size(); ++set) {
+        out.open("section", {{"id", idOf(set)}});
+        out.leaf("h3", nameOfSet(set));
+        if (!matrix.sets[set].installed.empty())
+            writeList("ol", matrix.sets[set].installed, out);
+        if (!matrix.sets[set].leftOut.empty()) {
+            out.leaf("p", "Never installed, since no order name admits them:");
+            writeList("ul", matrix.sets[set].leftOut, out);
+        }
+        out.close();
+    }
+}
+
+} // namespace
+
+std::string matrixPage(const Matrix &matrix, const std::vector<Band> &bands) {
+    if (bands.size() > mostCells / matrix.systems.size())
+        throw UnusableInput("releasebench: " + std::to_string(bands.size()) + " rows by " +
+                            std::to_string(matrix.systems.size()) +
+                            " columns are too many for --html, expected no more than " +
+                            std::to_string(mostCells) + " cells; --format json tells them all");
+    XmlOut out(XmlOut::Kind::page);
+    out.open("html", {{"lang", "en"}, {"xmlns", "http://www.w3.org/1999/xhtml"}});
+    writeHead(printable(titleOf(matrix)), out);
+    out.open("body");
+    out.open("main");
+    out.leaf("h1", printable(titleOf(matrix)));
+    out.leaf("h2", printable(titleOfWays(matrix)));
+    writePicture(matrix, bands, out);
+    const std::vector<std::string> findings = findingsOf(matrix, bands);
+    out.leaf("h2", "Findings");
+    if (findings.empty())
+        out.leaf("p", "Everybody reaches the newest version.");
+    else
+        writeList("ul", findings, out);
+    writeTable(matrix, bands, out);
+    writeList("ul", legendOf(matrix, bands), out);
+    writeSets(matrix, out);
+    return out.text();
+}
