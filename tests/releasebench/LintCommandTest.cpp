@@ -1,20 +1,12 @@
-// The installed command: formats, statuses, its table of rules and the time that it takes.
+// The installed command: formats, statuses and its table of rules.
 #include <algorithm>
-#include <ctime>
-#include <functional>
-#include <iostream>
 #include <set>
 #include <sstream>
 
-#include "CatalogParser.h"
 #include "Lint.h"
 #include "LintFixture.h"
-#include "LintInput.h"
-#include "OwnStreams.h"
 #include "Program.h"
 #include "PseudoTerminal.h"
-#include "Publication.h"
-#include "ReleaseRecord.h"
 
 namespace {
 
@@ -178,70 +170,6 @@ TEST(LintDocument, NamesARuleOrAReasonForEveryKnownLimit) {
                                 [&](const std::string &limit) { return limit.rfind(named, 0) == 0; }))
             << named;
     }
-}
-
-// --- speed
-
-// Hot-fixes of fifty packages, each following the one before.
-std::string catalogOf(int count) {
-    ReleaseCatalog catalog;
-    catalog.productVersion = "1.0.0.0";
-    catalog.mainBuild = "1";
-    catalog.fullInstall = ReleasePackage{"", "", "https://host/full/suite.pkg", "suite.pkg"};
-    constexpr int packages = 50;
-    for (int i = 0; i < count; ++i) {
-        const std::string name = "package" + std::to_string(i % packages) + ".pkg";
-        const std::string step = "1." + std::to_string(1000 + i / packages) + ".";
-        const std::string before = i < packages ? "1.0." : "1." + std::to_string(999 + i / packages) + ".";
-        ReleaseHotFix hotFix;
-        hotFix.name = name;
-        hotFix.url = "https://host/HF_" + step + "0.0/" + name;
-        hotFix.minVersion = before + "0.0";
-        hotFix.maxVersion = before + "9.9";
-        hotFix.version = step + "0.0";
-        hotFix.build = std::to_string(i + 1);
-        catalog.hotFixes.push_back(hotFix);
-    }
-    return catalogXml(catalog, [](const ReleasePackage &) { return FileFacts{"1", std::string(40, 'A')}; });
-}
-
-// Of the processor, which others may use beside.
-double secondsOf(const std::function<void()> &work) {
-    const std::clock_t begin = std::clock();
-    work();
-    return static_cast<double>(std::clock() - begin) / CLOCKS_PER_SEC;
-}
-
-// By the best of some attempts, since caches are shared as well.
-void expectLessThanTenTimesTheReading(int count, int attempts) {
-    writeText("large.xml", catalogOf(count));
-    double reading = 0;
-    double linting = 0;
-    for (int i = 0; i < attempts; ++i) {
-        const double read = secondsOf([&] {
-            const OwnStreams quiet;
-            ReleaseRecord record;
-            EXPECT_EQ(CatalogParser(record).getHotFixInfo({"large.xml"}).size(),
-                      static_cast<std::size_t>(count));
-        });
-        const double linted =
-            secondsOf([] { EXPECT_EQ(findingsOf(*readLintInput({"large.xml"})).size(), 0U); });
-        reading = i == 0 ? read : std::min(reading, read);
-        linting = i == 0 ? linted : std::min(linting, linted);
-    }
-    std::cout << count << " hot-fixes: read in " << reading << " s, linted in " << linting << " s, "
-              << linting / reading << " times that\n";
-    EXPECT_LT(linting, reading * 10);
-}
-
-class LintSpeed : public LintFixture {};
-
-TEST_F(LintSpeed, IsLessThanTenTimesTheReadingOfACatalog) {
-    expectLessThanTenTimesTheReading(5000, 3);
-}
-
-TEST_F(LintSpeed, IsLessThanTenTimesTheReadingOfALargeCatalogLong) {
-    expectLessThanTenTimesTheReading(100000, 1);
 }
 
 } // namespace

@@ -9,6 +9,7 @@
 
 #include "Digests.h"
 #include "HashBar.h"
+#include "LibXmlWrapper.h"
 #include "LintPlaces.h"
 #include "OwnStreams.h"
 #include "PackageRecords.h"
@@ -46,17 +47,16 @@ std::vector<std::string> destinationsOf(const std::vector<HotFixPackageInfo> &ho
 }
 
 LintCatalog readByEngine(const fs::path &file) {
-    ReleaseRecord record;
-    record.setCBRMSBuildNo("");
-    CatalogParser parser(record);
     // The folder that it lies in does not count; a path that begins with "Partner" would.
     const std::string path = fs::absolute(file).string();
+    const LibXmlWrapper document(path);
     LintCatalog catalog;
     catalog.name = file.stem().string();
-    catalog.hotFixes = parser.getHotFixInfo({path});
-    catalog.product = parser.getProductInfo({path}).front();
-    if (!record.getCBRMSBuildNO().empty())
-        catalog.brandingBuild = record.getCBRMSBuildNO();
+    catalog.hotFixes = hotFixesIn(document);
+    catalog.product = productIn(document, path);
+    catalog.brandingBuild = brandingBuildIn(document, path);
+    if (catalog.brandingBuild == "")
+        catalog.brandingBuild.reset();
     catalog.destinations = destinationsOf(catalog.hotFixes);
     return catalog;
 }
