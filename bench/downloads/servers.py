@@ -112,7 +112,7 @@ class Scripted:
         self.log.unlink(missing_ok=True)
         self.service = subprocess.Popen(
             [*self.place.prefix, self.program, "--root", "/srv/rehearsal", "--address", self.place.scriptedAddress,
-             "--tls-port", "443", "--plain-port", "80"], stdout=subprocess.PIPE, stderr=subprocess.DEVNULL)
+             "--update-host", "update.brovik.example", "--tls-port", "443", "--plain-port", "80"], stdout=subprocess.PIPE, stderr=subprocess.DEVNULL)
         if self.service.stdout.readline() != b"ready\n":
             raise RuntimeError("the scripted service did not start")
 

@@ -11,8 +11,9 @@
 #include <sstream>
 #include <stdexcept>
 
-Service::Service(std::string root)
-    : m_root(std::move(root)) {
+Service::Service(std::string root, std::string updateHost)
+    : m_root(std::move(root))
+    , m_updateHost(std::move(updateHost)) {
 }
 
 Answer Service::answer(const Request &request) {
@@ -78,14 +79,15 @@ Reply Service::replyTo(const Request &request, const Action &action) const {
         reply.headers.emplace_back("Location", action.text);
         return reply;
     }
-    if (request.host == "update.brovik.example") {
+    const bool isFileAsked = request.method == "GET" || request.method == "HEAD";
+    const std::string folder = folderOf(request.host);
+    if (isUpdateService(request.host) && !(isFileAsked && std::filesystem::exists(folder))) {
         return updateReply(request);
     }
-    if (request.host != "scripted.brovik.example" && request.host != "catalogs.brovik.example" &&
-        request.host != "packages.brovik.example") {
+    if (folder.empty()) {
         return textReply(400, "no such host here: " + request.host + "\n");
     }
-    if (request.method != "GET" && request.method != "HEAD") {
+    if (!isFileAsked) {
         return textReply(405, "files are asked for by GET or HEAD\n");
     }
     const std::string target = action.name == "as" ? action.text : request.target;
@@ -94,11 +96,25 @@ Reply Service::replyTo(const Request &request, const Action &action) const {
         return textReply(400, "not a path: " + path + "\n");
     }
     const bool ranges = action.name != "no-ranges";
-    Reply reply = fileReply(m_root + "/scripted" + path, ranges ? request.range : "");
+    Reply reply = fileReply(folder + path, ranges ? request.range : "");
     if (!ranges) {
         reply.headers = {{"Content-Type", "application/octet-stream"}};
     }
     return reply;
+}
+
+bool Service::isUpdateService(const std::string &host) const {
+    return host == "update.brovik.example" || host == m_updateHost;
+}
+
+// A host's files; the update service has some only where a release says so. "" for a host that is not here.
+std::string Service::folderOf(const std::string &host) const {
+    if (isUpdateService(host)) {
+        return m_root + "/hosts/" + host;
+    }
+    const bool isScripted = host == "scripted.brovik.example" || host == "catalogs.brovik.example" ||
+                            host == "packages.brovik.example";
+    return isScripted ? m_root + "/scripted" : "";
 }
 
 Reply Service::updateReply(const Request &request) const {

@@ -54,9 +54,10 @@ template <typename MakeWire>
     }
 }
 
-[[noreturn]] void serve(const std::string &root, const tcp::endpoint &secure, const tcp::endpoint &plain) {
+[[noreturn]] void serve(const std::string &root, const std::string &updateHost, const tcp::endpoint &secure,
+                        const tcp::endpoint &plain) {
     Handshakes handshakes(root);
-    Service service(root);
+    Service service(root, updateHost);
     asio::io_context context;
     tcp::acceptor secureAcceptor(context, secure);
     tcp::acceptor plainAcceptor(context, plain);
@@ -90,11 +91,12 @@ int main(int argc, char **argv) {
     try {
         xmlInitParser();
         const std::string address = options.at("--address");
-        serve(options.at("--root"), endpointOf(address, options.at("--tls-port")),
-              endpointOf(address, options.at("--plain-port")));
+        serve(options.at("--root"), options.at("--update-host"),
+              endpointOf(address, options.at("--tls-port")), endpointOf(address, options.at("--plain-port")));
     } catch (const std::out_of_range &) {
         std::cerr
-            << "usage: reference-service --root DIR --address ADDRESS --tls-port PORT --plain-port PORT\n";
+            << "usage: reference-service --root DIR --address ADDRESS --update-host NAME --tls-port PORT "
+               "--plain-port PORT\n";
     } catch (const std::exception &problem) {
         std::cerr << "reference-service: " << problem.what() << '\n';
     }

@@ -126,7 +126,8 @@ FarServers::FarServers() {
              "service=$(readlink /proc/$(</srv/rehearsal/run/reference-service.pid)/exe)\n"
              "exec {ready}< <(exec " +
              farSpace +
-             "\"$service\" --root /srv/rehearsal --address 10.99.0.2 --tls-port 443 "
+             "\"$service\" --root /srv/rehearsal --address 10.99.0.2 "
+             "--update-host update.brovik.example --tls-port 443 "
              "--plain-port 80 2>/tmp/far.log)\n"
              "echo $! >/tmp/far.pid\n"
              "read -r line <&\"$ready\"\n"

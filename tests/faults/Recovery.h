@@ -36,7 +36,7 @@ public:
 
     // The job in the fault, run by these words before its command: the trace is this one, a fresh
     // installation ends with this status, nothing is left that a later installation would take, and nothing
-    // installed is changed.
+    // installed is changed. The reader of logs tells so.
     void expectRefused(const std::string &trace, int freshInstallStatus,
                        const std::vector<std::string> &runBy = {}) const;
     // The job brings all that there is, whatever the fault. No trace where none can be read.

@@ -7,8 +7,9 @@ namespace {
 
 struct Told {
     const char *story;
-    const char *inTheMidst; // a line that it tells while the engine works
-    const char *needed;     // a file without which it goes wrong soon
+    const char *question;    // of the rehearsal
+    const char *inTheMidst;  // a line that it tells while the engine works
+    const char *neverServed; // a package without which it goes wrong soon
 };
 
 // CTest shows it beside the test's name.
@@ -18,43 +19,55 @@ void PrintTo(const Told &shown, std::ostream *stream) {
 
 class Story : public testing::TestWithParam<Told> {
 protected:
+    // "rehearse SCRIPT" has the demonstration's release rehearsed, with the servers misbehaving by that
+    // script.
     static std::string begin() {
         const Told &told = GetParam();
         return std::string("story=$rehearsal/demo/") + told.story + " line='^" + told.inTheMidst +
-               "' needed=" + told.needed +
+               "' package=" + told.neverServed + " question='" + told.question + "'" +
                R"sh(
             results=$(mktemp -d) && touch "$results/told"
-            machine=("$seal" --install "$build" --servers --writable "$results" --))sh"
+            trap 'rm -r "$results"' EXIT
+            "$rehearsal/demo/pack" "$story" "$results/release"
+            rehearse() {
+                exec "$build/releasebench" rehearse "$results/release" $question --script "$1" --results "$results" \
+                    >"$results/told" 2>&1
+            })sh"
                "\n";
     }
 };
 
 TEST_P(Story, endsAtOnceWhenItIsInterrupted) {
     const Outcome outcome = outside(begin() + R"sh(
+        export TMPDIR=$results/temporary && mkdir "$TMPDIR"
         set -m # a process group of its own, as in a terminal
-        "${machine[@]}" "$story" "$results" >"$results/told" 2>&1 &
+        rehearse "$story/servers" &
         until grep -q "$line" "$results/told"; do kill -0 $! || exit; sleep 0.05; done
         kill -INT -- -$!
-        wait $!
+        { wait $!; } 2>/dev/null # the shell has a remark on it
         echo "$?"
         grep -i problem "$results/told"
         ls "$results/DownloadManager.log" >/dev/null
-        rm -r "$results")sh");
+        ls -A "$TMPDIR")sh");
     EXPECT_EQ(outcome, (Outcome{"130\n", 0}));
 }
 
 TEST_P(Story, leavesTheLogWhenItFails) {
     const Outcome outcome = outside(begin() + R"sh(
-        "${machine[@]}" bash -c 'rm "$0" && exec "$@"' "$needed" "$story" "$results" >"$results/told" 2>&1
+        echo "$package * status 404" >"$results/script"
+        (rehearse "$results/script")
         echo "$?"
         grep -o -m 1 'Enter sendTolvane' "$results/DownloadManager.log"
-        rm -r "$results")sh");
-    EXPECT_EQ(outcome, (Outcome{"1\nEnter sendTolvane\n", 0}));
+        grep -o 'PROBLEM: .*' "$results/told")sh");
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_EQ(outcome.output.substr(0, 20), "1\nEnter sendTolvane\n") << outcome;
+    EXPECT_NE(outcome.output.find("PROBLEM: "), std::string::npos) << outcome;
 }
 
 INSTANTIATE_TEST_SUITE_P(Demo, Story,
-                         testing::Values(Told{"update", "  started ", "/usr/local/Brovik/qrn/bin/sha1sum"},
-                                         Told{"fresh", "[0-9]* %, ", "/private/tmp/configuration.plist"}),
+                         testing::Values(Told{"update", "--product 1.0.0.5 --system 10.8.5 --affiliate 105-1",
+                                              "  started ", "/HF_1.0.1.0/antivirus.pkg"},
+                                         Told{"fresh", "--fresh", "[0-9]* %, ", "/core/platform.pkg"}),
                          [](const auto &one) { return one.param.story; });
 
 // Whoever leaves a pipe before its end is reached may end the program that writes to it: hence sed, not head.

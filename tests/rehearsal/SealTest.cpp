@@ -274,6 +274,37 @@ TEST(Seal, makesTwoMachinesThatDoNotDisturbEachOther) {
     EXPECT_EQ(outcome, (Outcome{"up\ntwo\ntwo\n1\n1\none\none\n1\n1\n", 0}));
 }
 
+TEST(Seal, standsInForAnyHostAtAnyPort) {
+    const Outcome outcome = outside(R"sh(
+        "$seal" --servers --service "$service" --host CDN.maker.example --host http://cdn.maker.example:8080 \
+            --host http://download.brovik.example --update-host asks.maker.example bash -s <<'INNER'
+        cd /srv/rehearsal && echo one >hosts/cdn.maker.example/file && echo two >download/file
+        curl -s https://cdn.maker.example/file http://cdn.maker.example:8080/file http://download.brovik.example/file
+        curl -s -d x https://asks.maker.example/velbrin/2
+        mkdir -p hosts/asks.maker.example && echo three >hosts/asks.maker.example/file
+        curl -s https://asks.maker.example/file
+        cat log/hosts.log
+INNER
+        "$seal" --host 'two words' true; echo "$?"
+        "$seal" --servers --service "$service" --host https://update.brovik.example:8443 true 2>/dev/null; echo "$?")sh");
+    EXPECT_EQ(outcome.output,
+              "one\none\ntwo\nno service at /velbrin/2\nthree\n"
+              "cdn.maker.example:443 | GET /file HTTP/1.1 | 200 | - | 4\n"
+              "cdn.maker.example:8080 | GET /file HTTP/1.1 | 200 | - | 4\n"
+              "download.brovik.example:80 | GET /file HTTP/1.1 | 200 | - | 4\n"
+              "seal: --host two words: not a host, expected NAME or SCHEME://NAME:PORT\n64\n70\n");
+}
+
+TEST(Seal, forgetsWhatTheMachineKnowsOfTheHostsThatItStandsInFor) {
+    const Outcome outcome = inside(R"sh(
+        [[ -w /etc/hosts ]] || exit 0
+        sed -i '1i 192.0.2.1 other.example Maker.example' /etc/hosts
+        "$seal" --host maker.example bash -c 'grep -c -i maker.example /etc/hosts; grep maker.example /etc/hosts')sh");
+    if (outcome.status == 69)
+        GTEST_SKIP() << outcome.output;
+    EXPECT_EQ(outcome.output, "1\n127.0.2.2 maker.example\n");
+}
+
 // A user namespace that allows no further one and lacks the right itself stands for a strict container.
 TEST(Seal, saysWhatIsMissingWhereNoCopyCanBeMade) {
     const Outcome outcome = outside(R"sh(

@@ -54,6 +54,17 @@ TEST(Installer, failsWhenToldTo) {
     EXPECT_EQ(outcome.output, "7\n-package /tmp/one.pkg -target / | 7\n");
 }
 
+// Real packages can be rehearsed with, though nothing here unpacks them.
+TEST(Installer, takesAFlatPackageForInstalled) {
+    const Outcome outcome = inside(R"sh(
+        printf 'xar!\0\1' >/tmp/flat.pkg
+        installer -package /tmp/flat.pkg -target / 2>&1; echo "$?"
+        cat /srv/rehearsal/log/installer.log)sh");
+    EXPECT_EQ(outcome.output,
+              "installer: The install was successful. (/tmp/flat.pkg is of a kind that is not "
+              "unpacked here.)\n0\n-package /tmp/flat.pkg -target / | 0\n");
+}
+
 TEST(Installer, failsOnAMissingABrokenAndAMiscalledPackage) {
     const Outcome outcome = inside(R"sh(
         echo broken >/tmp/broken.pkg

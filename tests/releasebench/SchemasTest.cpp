@@ -64,29 +64,30 @@ std::string replyFrom(const std::string &data) {
 
 // Publications, each made once: folders with "catalogs", "releases.xml" and "DynaConfig.plist".
 
-std::string builtRelease() {
-    const std::string folder = work + "/release";
-    if (!fs::exists(folder)) {
-        const std::string bench = "/usr/local/Brovik/qrn/bin/releasebench";
-        EXPECT_EQ(run({bench, "init", folder}).status, 0);
-        EXPECT_EQ(run({bench, "build", folder}).status, 0);
-    }
+std::string built(const std::string &folder) {
+    EXPECT_EQ(run({"/usr/local/Brovik/qrn/bin/releasebench", "build", folder}).status, 0);
     return folder + "/built/";
+}
+
+std::string builtExample() {
+    const std::string folder = work + "/release";
+    if (fs::exists(folder))
+        return folder + "/built/";
+    EXPECT_EQ(run({"/usr/local/Brovik/qrn/bin/releasebench", "init", folder}).status, 0);
+    return built(folder);
 }
 
 std::string demonstration(const std::string &story) {
     const std::string demo = source + "/rehearsal/demo/";
     const std::string folder = work + "/" + story;
-    if (!fs::exists(folder))
-        static_cast<void>(shell(demo + "publish " + story + " && mkdir -p " + folder +
-                                " && mv /srv/rehearsal/download/catalogs " + folder + " && cp " + demo +
-                                story + ".releases.xml " + folder + "/releases.xml && cp " + demo +
-                                "DynaConfig.plist " + folder));
-    return folder + "/";
+    if (fs::exists(folder))
+        return folder + "/built/";
+    static_cast<void>(shell(demo + "pack " + demo + story + " " + folder));
+    return built(folder);
 }
 
 std::vector<std::string> publications() {
-    return {builtRelease(), demonstration("hotfixes"), demonstration("products")};
+    return {builtExample(), demonstration("update"), demonstration("fresh")};
 }
 
 // A file of each.
@@ -287,7 +288,7 @@ std::string changed(std::string text, const Change &change) {
 TEST(Schemas, RefuseWhatTheEngineWouldTakeForSomethingElse) {
     for (const Broken &broken : brokenDocuments) {
         const std::string whole =
-            broken.example.empty() ? readText(builtRelease() + "releases.xml") : example(broken.example);
+            broken.example.empty() ? readText(builtExample() + "releases.xml") : example(broken.example);
         std::vector<std::string> documents;
         for (const Change &change : broken.changes)
             documents.push_back(written(std::to_string(documents.size()) + ".xml", changed(whole, change)));

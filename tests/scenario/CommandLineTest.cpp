@@ -137,10 +137,10 @@ TEST(CommandLine, LetsNobodyElseWriteItsFiles) {
 }
 
 TEST(Log, GrowsFromRunToRun) {
-    writeText(traceLogPath, "2001-01-01.00:00:00 : what an older run left\n");
+    writeText(traceLogPath, "2001-01-01.00:00:00 : Product updater is exited\n");
     EXPECT_EQ(run(updaterWith({"1.0.0.5"})).status, 255);
     EXPECT_EQ(run(updaterWith({"1.0.0.5", "105-1", "other"})).status, 0);
-    EXPECT_EQ(transcript(), ">what an older run left\n"
+    EXPECT_EQ(transcript(), ">Product updater is exited\n"
                             ">Product updater is started\n"
                             ">Product updater: Error - Arguments are missing\n"
                             ">Product updater is started\n"

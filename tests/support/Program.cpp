@@ -82,8 +82,10 @@ Ended Program::wait() {
     int status = 0;
     must(waitpid(m_process, &status, 0) == m_process, "waitpid");
     m_process = -1;
-    return {WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status), readText(m_output + "/out"),
-            readText(m_output + "/err")};
+    Ended ended{WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status), readText(m_output + "/out"),
+                readText(m_output + "/err")};
+    noteOutput(ended.out, ended.err);
+    return ended;
 }
 
 void Program::tellWhereItHangs() const {

@@ -5,12 +5,15 @@
 #include <string>
 #include <vector>
 
+#include "KnownMessages.h"
 #include "Paths.h"
 #include "TextFile.h"
 
 // The whole trace file, stamps included; "" when there is none.
 inline std::string traceText() {
-    return readText(traceLogPath);
+    std::string text = readText(traceLogPath);
+    noteTrace(text);
+    return text;
 }
 
 // Whether a stamp begins here: its digits, and between them its other characters.

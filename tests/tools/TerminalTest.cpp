@@ -9,6 +9,7 @@
 #include "Products.h"
 #include "Program.h"
 #include "PseudoTerminal.h"
+#include "Recording.h"
 #include "Release.h"
 #include "TextFile.h"
 
@@ -246,20 +247,37 @@ TEST(TerminalJobs, StoppedItGoesOnInTheBackground) {
     EXPECT_THAT(terminal.output().substr(before), Not(HasSubstr("\033")));
 }
 
-class TerminalAfterAnError : public testing::TestWithParam<std::string> {};
+// An engine that runs out of memory in the middle of its work, and gives null from then on.
+struct OutOfMemory {
+    const char *name;
+    std::string line; // of the recording that is played
+};
+
+void PrintTo(const OutOfMemory &error, std::ostream *out) {
+    *out << error.name;
+}
+
+class TerminalAfterAnError : public testing::TestWithParam<OutOfMemory> {};
 
 TEST_P(TerminalAfterAnError, IsRestored) {
-    writeText("/tmp/failing-call", GetParam());
-    PseudoTerminal terminal({program, "--library", FAILING_ENGINE}, 100);
+    const std::string recording = "/tmp/recording.jsonl";
+    writeText(recording, recordingLine() + callLine(Function::freshInstall) + GetParam().line);
+    PseudoTerminal terminal({"/usr/bin/env", "DOWNLOADMANAGER_PLAY=" + recording, program, "--library",
+                             "/usr/local/Brovik/qrn/lib/downloadManager-player/libdownloadManager.so.1"},
+                            100);
     EXPECT_EQ(terminal.end(), 70);
     EXPECT_TRUE(terminal.echoes());
     EXPECT_THAT(terminal.output(), HasSubstr("Cannot go on: std::bad_alloc\r\n"));
     EXPECT_THAT(terminal.output(), HasSubstr(showCursor));
 }
 
-INSTANTIATE_TEST_SUITE_P(Errors, TerminalAfterAnError,
-                         testing::Values("GetDownloadProgressInfo", "GetDownloadedPackages"),
-                         [](const auto &parameter) { return parameter.param; });
+constexpr std::chrono::milliseconds afterAMoment(200);
+
+INSTANTIATE_TEST_SUITE_P(
+    Errors, TerminalAfterAnError,
+    testing::Values(OutOfMemory{"GetDownloadProgressInfo", progressLine(afterAMoment, std::nullopt)},
+                    OutOfMemory{"GetDownloadedPackages", packagesLine(afterAMoment, std::nullopt)}),
+    [](const auto &parameter) { return parameter.param.name; });
 
 TEST(TerminalKeys, AreSilentlyIgnoredAndTheTerminalIsRestoredInTheEnd) {
     publishRelease({core});

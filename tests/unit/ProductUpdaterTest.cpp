@@ -130,8 +130,8 @@ TEST(ProductUpdater, CreatesTheControllerAndWithItTheTrace) {
     EXPECT_EQ(traceInited, 0);
     ProductUpdater::getInstance();
     EXPECT_EQ(traceInited, 1);
-    trace.info("heard\n");
-    EXPECT_THAT(traceMessages(), ElementsAre("heard\n"));
+    trace.info("Product updater is exited\n");
+    EXPECT_THAT(traceMessages(), ElementsAre("Product updater is exited\n"));
 }
 
 TEST(ProductUpdater, UsesTheControllerThatIsThere) {

@@ -28,6 +28,8 @@ using testing::MatchesRegex;
 
 constexpr std::size_t stampLength = sizeof "2013-09-14.08:30:00 : " - 1;
 
+[[maybe_unused]] const bool linesAreItsOwn = allowUnknownMessages();
+
 // The bytes that a text "%s" argument may hold: all but the zero that ends it.
 std::string everyByte() {
     std::string bytes;

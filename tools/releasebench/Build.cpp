@@ -1,6 +1,5 @@
 #include "Build.h"
 
-#include <map>
 #include <set>
 #include <system_error>
 
@@ -8,7 +7,6 @@
 #include "HashBar.h"
 #include "OutputFolder.h"
 #include "Paper.h"
-#include "Publication.h"
 #include "ReleaseFile.h"
 #include "Statuses.h"
 #include "UnusableInput.h"
@@ -46,19 +44,6 @@ std::vector<fs::path> filesOf(const Release &release) {
     return {files.begin(), files.end()};
 }
 
-FolderFiles publicationOf(const Release &release) {
-    HashBar bar;
-    const std::map<fs::path, FileFacts> facts =
-        factsOfFiles(filesOf(release), [&bar](const HashProgress &progress) { bar.show(progress); });
-    FolderFiles files;
-    for (const ReleaseCatalog &catalog : release.catalogs)
-        files[catalogFolder + catalog.name + ".xml"] = catalogXml(
-            catalog, [&](const ReleasePackage &package) { return facts.at(release.folder / package.file); });
-    files["DynaConfig.plist"] = orderList(release.order);
-    files["releases.xml"] = releasesXml(release);
-    return files;
-}
-
 bool endsWith(const std::string &text, const std::string &end) {
     return text.size() >= end.size() && text.compare(text.size() - end.size(), end.size(), end) == 0;
 }
@@ -70,10 +55,25 @@ bool isBuilt(const std::string &path) {
 
 } // namespace
 
+PackageFacts factsOfPackages(const Release &release) {
+    HashBar bar;
+    return factsOfFiles(filesOf(release), [&bar](const HashProgress &progress) { bar.show(progress); });
+}
+
+FolderFiles publicationOf(const Release &release, const PackageFacts &facts) {
+    FolderFiles files;
+    for (const ReleaseCatalog &catalog : release.catalogs)
+        files[catalogFolder + catalog.name + ".xml"] = catalogXml(
+            catalog, [&](const ReleasePackage &package) { return facts.at(release.folder / package.file); });
+    files["DynaConfig.plist"] = orderList(release.order);
+    files["releases.xml"] = releasesXml(release);
+    return files;
+}
+
 int runBuild(const BuildOptions &options) {
     const Release release = readRelease(options.folder);
     const fs::path out = options.out.empty() ? options.folder / "built" : options.out;
-    const FolderFiles files = publicationOf(release);
+    const FolderFiles files = publicationOf(release, factsOfPackages(release));
     const bool isChanged = putFolder(out, files, isBuilt);
     Paper paper;
     paper.line(out.string() + (isChanged ? ": " : ": unchanged, ") + std::to_string(release.catalogs.size()) +

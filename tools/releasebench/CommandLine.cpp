@@ -11,7 +11,9 @@
 #include "Init.h"
 #include "Lint.h"
 #include "MatrixCommand.h"
+#include "Rehearse.h"
 #include "ScriptCommand.h"
+#include "Servers.h"
 #include "Statuses.h"
 
 namespace {
@@ -129,6 +131,70 @@ Run addLint(CLI::App &app, CLI::App *&command) {
     };
 }
 
+Run addRehearse(CLI::App &app, CLI::App *&command) {
+    const auto options = std::make_shared<RehearseOptions>();
+    command =
+        addCommand(app, "rehearse",
+                   "Run the engine against it in a sealed copy of this machine, and compare with explain",
+                   "releasebench init my-release && "
+                   "releasebench rehearse my-release --product 1.0.0.5 --system 10.8.5");
+    addQuestion(command, options->question);
+    command->add_flag("--fresh", options->fresh, "Rehearse a fresh installation, which needs no versions");
+    command
+        ->add_option(
+            "--fail", options->failing,
+            "Have the installer refuse the package of that file name, and tell what a customer has then")
+        ->type_name("PACKAGE");
+    command
+        ->add_option("--results", options->results,
+                     "Leave the engine's log, the package list and the script in this folder")
+        ->type_name("DIR");
+    command
+        ->add_option("--keep", options->keep,
+                     "Leave all that changed in the machine in this folder, an empty or new one")
+        ->type_name("DIR");
+    command
+        ->add_option("--script", options->script,
+                     "How scripted.brovik.example misbehaves; rehearsal/README.md tells the rules")
+        ->type_name("FILE");
+    command->add_option("--inside", options->inside)->group(""); // for itself, in the machine
+    return [options] { return runRehearse(*options); };
+}
+
+Run addServers(CLI::App &app, CLI::App *&command) {
+    const auto options = std::make_shared<ServersOptions>();
+    command =
+        addCommand(app, "servers", "Ask the real servers as the engine will, and compare with the folder",
+                   "releasebench servers my-release");
+    addFolder(command, options->folder, "The release's folder, with its release.json");
+    command
+        ->add_option("--service", options->service,
+                     "The update service to ask, such as https://staging.example; default: the engine's own")
+        ->type_name("URL");
+    command->add_option("--system", options->system, "The version of the operating system that asks")
+        ->type_name("V")
+        ->capture_default_str();
+    command->add_option("--release", options->releaseName, "The release name of the product that asks")
+        ->type_name("NAME")
+        ->capture_default_str();
+    command->add_option("--timeout", options->timeout, "Seconds that an answer may take")
+        ->type_name("S")
+        ->check(CLI::Range(1, 3600))
+        ->capture_default_str();
+    command->add_option("--total-timeout", options->totalTimeout, "Seconds that everything may take")
+        ->type_name("S")
+        ->check(CLI::Range(1, 86400))
+        ->capture_default_str();
+    command->add_option("--parallel", options->parallel, "How many servers are asked at a time")
+        ->type_name("N")
+        ->check(CLI::Range(1, 64))
+        ->capture_default_str();
+    command->add_option("--format", options->format, "text or json")
+        ->check(CLI::IsMember({"text", "json"}))
+        ->capture_default_str();
+    return [options] { return runServers(*options); };
+}
+
 // Who asks, and how the answer is told, of what looks at all machines.
 template <typename Options>
 void addAskerAndFormat(CLI::App *command, Options &options) {
@@ -168,7 +234,8 @@ Run addDiff(CLI::App &app, CLI::App *&command) {
     return [options] { return runDiff(*options); };
 }
 
-constexpr auto commands = {addInit, addBuild, addExplain, addScript, addLint, addMatrix, addDiff};
+constexpr auto commands = {addInit, addBuild,  addLint,    addExplain, addMatrix,
+                           addDiff, addScript, addServers, addRehearse};
 
 // Of help and version, which are all the output there is.
 int statusOfAnswer() {

@@ -2,13 +2,15 @@
 
 #include <algorithm>
 #include <chrono>
+#include <utility>
 
 #include <unistd.h>
 
 #include "Readable.h"
 
-HashBar::HashBar()
-    : m_output(STDERR_FILENO)
+HashBar::HashBar(std::string words)
+    : m_words(std::move(words))
+    , m_output(STDERR_FILENO)
     , m_terminal(Terminal::open(m_output))
     , m_cleanUp([this] {
         clear();
@@ -22,7 +24,7 @@ void HashBar::show(const HashProgress &progress) {
     if (!m_terminal || !m_terminal->isInForeground())
         return;
     m_isDrawn = true;
-    m_terminal->overwrite(hashBarLine(progress, m_terminal->width() - 1, glyphsFor(*m_terminal)));
+    m_terminal->overwrite(hashBarLine(m_words, progress, m_terminal->width() - 1, glyphsFor(*m_terminal)));
 }
 
 void HashBar::clear() {
@@ -31,13 +33,14 @@ void HashBar::clear() {
         m_terminal->overwrite("");
 }
 
-std::string hashBarLine(const HashProgress &progress, int columns, const Glyphs &glyphs) {
+std::string hashBarLine(const std::string &what, const HashProgress &progress, int columns,
+                        const Glyphs &glyphs) {
     constexpr int longestBar = 40;
     constexpr double bytesPerKb = 1024;
     const auto share =
         static_cast<double>(progress.bytes) / static_cast<double>(std::max<std::uintmax_t>(progress.of, 1));
     const int percent = std::min(static_cast<int>(share * 100), 100); // a file may grow meanwhile
-    const std::string words = "hashing  ";
+    const std::string words = what + "  ";
     const std::string figures = "  " + std::to_string(percent) + " %  " +
                                 megabytes(static_cast<double>(progress.bytes) / bytesPerKb) + " of " +
                                 megabytes(static_cast<double>(progress.of) / bytesPerKb) + " MB";

@@ -10,12 +10,13 @@
 #include "Output.h"
 #include "Terminal.h"
 
-// A bar on standard error, where that is a terminal, for hashing that takes a while. It is gone in the end,
+// A bar on standard error, where that is a terminal, for what takes a while. It is gone in the end,
 // also when the process is interrupted. The terminal is not taken for it, so that Ctrl-Z leaves nothing to be
 // restored.
 class HashBar {
 public:
-    HashBar();
+    // The words say what takes a while.
+    explicit HashBar(std::string words = "hashing");
     ~HashBar() { clear(); }
     HashBar(const HashBar &) = delete;
     HashBar &operator=(const HashBar &) = delete;
@@ -25,6 +26,7 @@ public:
 private:
     void clear();
 
+    const std::string m_words;
     Output m_output;
     std::unique_ptr<Terminal> m_terminal; // null where there is none
     std::mutex m_mutex;                   // held while the terminal is written to
@@ -33,4 +35,5 @@ private:
 };
 
 // Never wider than that many columns.
-std::string hashBarLine(const HashProgress &progress, int columns, const Glyphs &glyphs);
+std::string hashBarLine(const std::string &words, const HashProgress &progress, int columns,
+                        const Glyphs &glyphs);

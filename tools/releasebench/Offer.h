@@ -1,5 +1,5 @@
-// What the service and the catalogs tell a machine that asks, read by the engine's own code. Lint reads catalogs one
-// by one (LintInput); whatever else is told of machines comes from here.
+// What the service and the catalogs tell a machine that asks, read by the engine's own code. Lint reads
+// catalogs one by one (LintInput); whatever else is told of machines comes from here.
 #pragma once
 
 #include <string>

@@ -79,14 +79,11 @@ std::string whyFreshInstallFails(const Download &download, const std::vector<Pro
     return "ERROR : Download Failed: " + download.url + " (" + why + ")";
 }
 
-void orderPackages(const std::vector<std::string> &orderNames, Plan &plan) {
+void orderDownloads(const std::vector<std::string> &orderNames, Plan &plan) {
     std::vector<std::string> paths;
     for (const Download &download : plan.downloads)
         paths.push_back(download.path);
-    sortByHotFixVersion(paths, 0, static_cast<int>(paths.size()) - 1);
-    const auto others = std::stable_partition(paths.begin(), paths.end(), isBrandingPackage);
-    plan.branding.assign(paths.begin(), others);
-    plan.order = placedPackages({others, paths.end()}, orderNames);
+    orderPackages(std::move(paths), orderNames, plan);
 }
 
 } // namespace
@@ -126,7 +123,7 @@ Plan UpdatePlanner::planWith(const std::string &product, const std::vector<std::
         failWhereIncomplete(whyUpdateFails, plan);
     }
     if (plan.outcome == Outcome::done) {
-        orderPackages(m_orderNames, plan);
+        orderDownloads(m_orderNames, plan);
     } else {
         plan.version = product;
         plan.build.clear();
@@ -191,6 +188,13 @@ Plan planFreshInstall(const Offer &offer) {
     plan.version = record.getMaxPackageVersion();
     plan.build = record.getMaxBuildNo();
     return plan;
+}
+
+void orderPackages(std::vector<std::string> paths, const std::vector<std::string> &orderNames, Plan &plan) {
+    sortByHotFixVersion(paths, 0, static_cast<int>(paths.size()) - 1);
+    const auto others = std::stable_partition(paths.begin(), paths.end(), isBrandingPackage);
+    plan.branding.assign(paths.begin(), others);
+    plan.order = placedPackages({others, paths.end()}, orderNames);
 }
 
 std::list<std::string> scriptedPackages(const Plan &plan) {

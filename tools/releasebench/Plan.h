@@ -59,6 +59,9 @@ private:
 Plan planUpdate(const Offer &offer, const Machine &machine, const std::vector<std::string> &orderNames);
 Plan planFreshInstall(const Offer &offer);
 
+// The packages' order of installation, when the machine lists them so.
+void orderPackages(std::vector<std::string> paths, const std::vector<std::string> &orderNames, Plan &plan);
+
 // What is installed by the script, in its order.
 std::list<std::string> scriptedPackages(const Plan &plan);
 

@@ -123,7 +123,7 @@ private:
     }
 
     bool open(Json value) {
-        // Each level has the places of all levels around it.
+        // Whoever reads the document goes down as many levels.
         constexpr std::size_t deepest = 32;
         if (m_containers.size() == deepest)
             throw UnusableInput(m_fileName + ":" + std::to_string(m_line) +

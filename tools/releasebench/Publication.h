@@ -16,8 +16,8 @@ struct FileFacts {
 // Gives the facts of a package. Whoever has none gives empty texts, and the catalog then lacks them.
 using FactsOf = std::function<FileFacts(const ReleasePackage &)>;
 
-// For whoever asks the engine only: it decides nothing by a package's size, and by its hash only whether it is
-// that of another package. The name of its file will do for it.
+// For whoever asks the engine only: it decides nothing by a package's size, and by its hash only whether it
+// is that of another package. The name of its file will do for it.
 FileFacts factsByName(const ReleasePackage &package);
 
 std::string catalogXml(const ReleaseCatalog &catalog, const FactsOf &factsOf);

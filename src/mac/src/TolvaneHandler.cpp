@@ -1,14 +1,11 @@
 #include "TolvaneHandler.h"
 
 #include <algorithm>
-#include <array>
 #include <cstdio>
 #include <iterator>
-#include <memory>
 #include <optional>
 #include <sstream>
 #include <system_error>
-#include <utility>
 
 #include <curl/curl.h>
 
@@ -21,6 +18,7 @@
 #include "Numbers.h"
 #include "OsVersion.h"
 #include "ProductConfiguration.h"
+#include "ProductRequest.h"
 #include "PropertyList.h"
 #include "SubscriptionSection.h"
 #include "Trace.h"
@@ -36,9 +34,6 @@ const std::string &freshInstallRequestURL =
 
 namespace {
 
-constexpr long requestTimeoutSeconds = 60;
-// Thousands of times the longest real reply; one without an end would fill the memory within the time.
-constexpr std::size_t mostReplyBytes = 128U << 20U;
 // The installer's programs read these texts into a buffer of 1024 bytes, zero included.
 constexpr std::size_t longestPlistText = 1023;
 constexpr int subscriptionSection = 4;
@@ -55,32 +50,6 @@ constexpr PackageAppId packageAppIds[] = {
     {888, "pxquiteamformac"},  {999, "pxteamformac"},
 };
 constexpr int flexiblePackageId = 398;
-
-struct CurlSlistDeleter {
-    void operator()(curl_slist *list) const noexcept { curl_slist_free_all(list); }
-};
-using CurlSlist = std::unique_ptr<curl_slist, CurlSlistDeleter>;
-
-// Without memory for the line the list stays as it is: libcurl then sends its own header, or none.
-void appendHeader(CurlSlist &headers, const std::string &line) {
-    curl_slist *longer = curl_slist_append(headers.get(), line.c_str());
-    if (longer == nullptr)
-        return;
-    static_cast<void>(headers.release()); // still part of the longer list
-    headers.reset(longer);
-}
-
-// libcurl's view of write_data: no exception may cross it, and a short count ends the transfer.
-std::size_t appendReply(const char *data, std::size_t size, std::size_t count, void *output) noexcept {
-    try {
-        auto *reply = static_cast<std::string *>(output);
-        if (size * count > mostReplyBytes - std::min(reply->size(), mostReplyBytes))
-            return 0;
-        return TolvaneHandler::write_data(data, size, count, reply);
-    } catch (...) {
-        return 0;
-    }
-}
 
 std::string plistText(const PropertyList &list, const std::string &key) {
     std::string text = list.string(key).value_or("");
@@ -132,35 +101,12 @@ std::string TolvaneHandler::sendAndJudge(const std::string &requestUrl) {
 
 int TolvaneHandler::sendTolvaneRequest(std::string body, std::string requestUrl) {
     trace.info("INFO :Tolvane Handler - sendTolvaneRequest\n");
-    // Declared first, so that it outlives the handle that points to it.
-    CurlSlist headers;
     const CurlEasy curl = makeCurlEasy();
     if (!curl) {
         trace.error("Tolvane Handler : Error occurred in curl initialization\n");
         return CURLE_OK; // kept: the caller judges the empty reply
     }
-    // These three fail for want of memory only; the transfer then fails and says so.
-    static_cast<void>(curl_easy_setopt(curl.get(), CURLOPT_URL, requestUrl.c_str()));
-    static_cast<void>(curl_easy_setopt(curl.get(), CURLOPT_TIMEOUT, requestTimeoutSeconds));
-    appendHeader(headers, "Content-Type: text/xml; charset=utf-8");
-    appendHeader(headers, "Content-Length: " + std::to_string(body.size()));
-    appendHeader(headers, "Accept: text/xml");
-    static_cast<void>(curl_easy_setopt(curl.get(), CURLOPT_HTTPHEADER, headers.get()));
-    CURLcode result = curl_easy_setopt(curl.get(), CURLOPT_POSTFIELDS, body.c_str());
-    if (result != CURLE_OK)
-        return result;
-    result = curl_easy_setopt(curl.get(), CURLOPT_WRITEFUNCTION, appendReply);
-    if (result != CURLE_OK)
-        return result;
-    result = curl_easy_setopt(curl.get(), CURLOPT_WRITEDATA, &response);
-    if (result != CURLE_OK)
-        return result;
-
-    result = static_cast<CURLcode>(performTransfer(curl));
-    // A reply that did not fit was cut here and is none. What else of a broken transfer came is kept (kept:
-    // the reply is judged by what is there).
-    if (result == CURLE_WRITE_ERROR)
-        std::string().swap(response);
+    const int result = postProductRequest(curl, body, requestUrl, requestTimeoutSeconds, response);
     if (result == CURLE_OPERATION_TIMEDOUT)
         trace.error("Tolvane Handler : Error : Velbrin Request Time out\n");
     if (result != CURLE_OK)
@@ -205,34 +151,12 @@ bool TolvaneHandler::processResponse(std::string reply) {
     }
 }
 
-// The values go in as they are, without any XML escaping, and the declaration keeps its two blanks: kept,
-// the service knows the request in this form.
 std::string TolvaneHandler::getTolvaneRequestBody() {
     trace.info("INFO : Tolvane Handler - Creating Tolvane request body\n");
     setTolvaneRequestParameter();
-    std::vector<std::string> appIds;
-    splitString(appId, ',', appIds);
-
-    std::string body = "<?xml  version=\"1.0\" encoding=\"utf-8\"?>"
-                       "<productrequest>"
-                       "<shared/>"
-                       "<pkglist>"
-                       "<package class=\"macdefault\">"
-                       "<metadata>";
-    body += "<affid>" + affId + "</affid>";
-    body += "<langid>" + langId + "</langid>";
-    body += "<macos><version>" + osVersion + "</version></macos>";
-    body += "</metadata>";
-    body += "<products relname=\"" + relName + "\" relver=\"" + coreRelVer + "\">";
-    for (const std::string &id : appIds)
-        body += "<product appid=\"" + id + "\"/>";
-    body += "</products>";
-    body += "<partner affid=\"" + affId + "\" relname=\"" + relName + "\" relver=\"" + partnerRelVer + "\">";
-    body += "</partner>"
-            "</package>"
-            "</pkglist>"
-            "</productrequest>";
-    return body;
+    ProductRequest request{affId, langId, osVersion, relName, coreRelVer, partnerRelVer, {}};
+    splitString(appId, ',', request.appIds);
+    return productRequestBody(request);
 }
 
 void TolvaneHandler::setTolvaneRequestParameter() {

@@ -1,0 +1,4 @@
+// The text of share/messages.json.
+#pragma once
+
+extern const char *const messagesText;

@@ -1,0 +1,18 @@
+#pragma once
+
+#include <optional>
+#include <string>
+
+// A URL taken apart as the engine's transfers do it, by libcurl.
+struct UrlParts {
+    std::string scheme; // "https"
+    std::string host;   // in lower case
+    std::string port;
+    std::string path; // decoded: where a server looks for it below its folder
+
+    // "https://host:443", which tells one server from another.
+    std::string server() const { return scheme + "://" + host + ":" + port; }
+};
+
+// None for what no transfer can be made of.
+std::optional<UrlParts> partsOf(const std::string &url);

@@ -1,0 +1,36 @@
+#include <exception>
+#include <iostream>
+
+#include <CLI/CLI.hpp>
+
+#include "UpdateLog.h"
+
+int main(int argc, char **argv) {
+    UpdateLogOptions options;
+    options.file = "/var/log/DownloadManager.log";
+    CLI::App app("Tells what the update engine did, from its log", "updatelog");
+    app.set_version_flag("--version", "updatelog " VERSION, "Show the version");
+    app.set_help_flag("--help", "Show this text");
+    app.add_option("FILE", options.file, "The log; default " + options.file);
+    app.add_flag("--all", options.all, "Every run, and not only the newest ten");
+    app.add_option("--run", options.run, "This run alone, in full")->type_name("N");
+    app.add_option("--since", options.since,
+                   "Runs that were heard of since then: 2026-11-22, 2026-11-22.07:00:00")
+        ->type_name("TIME");
+    app.add_flag("--json", options.json, "One JSON object a run, one a line");
+    app.footer("The newest run, or the one that is asked for, is told in full.\n\n"
+               "Example:\n  $ updatelog --since 2026-11-22\n\n"
+               "Exit status:\n"
+               "  0  the newest run, or the one that was asked for, was well\n"
+               "  1  it was not\n"
+               "  2  no usable log, or a wrong call\n");
+    try {
+        app.parse(argc, argv);
+        return runUpdateLog(options);
+    } catch (const CLI::ParseError &error) {
+        return app.exit(error) == 0 ? Statuses::well : Statuses::unusable;
+    } catch (const std::exception &error) {
+        std::cerr << "updatelog: " << error.what() << '\n';
+    }
+    return Statuses::unusable;
+}
