@@ -71,6 +71,11 @@ std::vector<std::vector<std::string>> hotFixTextsIn(const LibXmlWrapper &catalog
     return texts;
 }
 
+void append(std::vector<HotFixPackageInfo> &hotFixes, std::vector<std::vector<std::string>> &&allTexts) {
+    for (std::vector<std::string> &texts : allTexts)
+        hotFixes.push_back(hotFixOf(std::move(texts)));
+}
+
 // True for every path that does not begin with "Partner", so for every absolute one (kept: packages of one
 // name replace each other because of it).
 bool isPartnerCatalog(const std::string &catalogPath) {
@@ -85,8 +90,7 @@ bool isDynamicBrandingCatalog(const std::string &catalogPath) {
 
 std::vector<HotFixPackageInfo> hotFixesIn(const LibXmlWrapper &catalog) {
     std::vector<HotFixPackageInfo> hotFixes;
-    for (std::vector<std::string> &texts : hotFixTextsIn(catalog))
-        hotFixes.push_back(hotFixOf(std::move(texts)));
+    append(hotFixes, hotFixTextsIn(catalog));
     return hotFixes;
 }
 
@@ -217,8 +221,7 @@ std::vector<HotFixPackageInfo> CatalogParser::getHotFixInfo(std::list<std::strin
     for (const std::string &path : catalogPaths) {
         setCBRMSBuildNoFromDynamicBrandingCatalog(path);
         // The document has gone before the records are made: both do not have to fit the memory.
-        for (std::vector<std::string> &texts : hotFixTextsIn(LibXmlWrapper(path)))
-            hotFixes.push_back(hotFixOf(std::move(texts)));
+        append(hotFixes, hotFixTextsIn(LibXmlWrapper(path)));
     }
     {
         const MutexLock lock(m_listMutex);
