@@ -1,12 +1,11 @@
 // The files of a release folder, and what was built of them before.
 #include <algorithm>
-#include <fstream>
 #include <functional>
-#include <iterator>
 #include <tuple>
 
 #include "LintInput.h"
 #include "LintRule.h"
+#include "OutputFolder.h"
 #include "Publication.h"
 
 namespace {
@@ -60,11 +59,6 @@ void checkInside(const LintInput &input, const Tell &tell) {
 
 // --- what was built
 
-std::string contentOf(const fs::path &file) {
-    std::ifstream stream(file, std::ios::binary);
-    return {std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
-}
-
 // But for what comes from the packages' files.
 bool isSame(const HotFixPackageInfo &one, const HotFixPackageInfo &other) {
     const auto values = [](const HotFixPackageInfo &hotFix) {
@@ -82,9 +76,11 @@ bool isSame(const ProductInfo &one, const ProductInfo &other) {
 }
 
 bool isCurrent(const LintBuilt &built, const LintCatalog &source) {
-    return built.catalog && built.catalog->brandingBuild == source.brandingBuild &&
-           isSame(built.catalog->product, source.product) &&
-           std::equal(built.catalog->hotFixes.begin(), built.catalog->hotFixes.end(), source.hotFixes.begin(),
+    if (!built.catalog)
+        return built.isAsBuildWritesIt;
+    const LintCatalog &catalog = *built.catalog;
+    return catalog.brandingBuild == source.brandingBuild && isSame(catalog.product, source.product) &&
+           std::equal(catalog.hotFixes.begin(), catalog.hotFixes.end(), source.hotFixes.begin(),
                       source.hotFixes.end(),
                       [](const auto &one, const auto &other) { return isSame(one, other); });
 }
@@ -99,18 +95,18 @@ void checkCurrent(const LintInput &input, const Tell &tell) {
     const fs::path folder = input.release->folder / "built";
     for (const auto &[name, text] : {std::pair("DynaConfig.plist", orderList(input.release->order)),
                                      std::pair("releases.xml", releasesXml(*input.release))}) {
-        if (contentOf(folder / name) != text)
+        if (!hasContent(folder / name, text))
             tell({(folder / name).string(), 1, ""}, "is not what release.json says now");
     }
 }
 
-// Every package of what was built and is current, with the facts of its file.
+// Every package of what was built and is current but not as build writes it, with the facts of its file.
 using Visit =
     std::function<void(const std::string &, const FileFacts &, const std::function<LintPlace()> &place)>;
 void visitBuilt(const LintInput &input, const Visit &visitHash, const Visit &visitSize) {
     for (std::size_t i = 0; i < input.built.size(); ++i) {
         const LintCatalog &source = input.catalogs[i];
-        if (!isCurrent(input.built[i], source))
+        if (!input.built[i].catalog || !isCurrent(input.built[i], source))
             continue;
         const LintCatalog &built = *input.built[i].catalog;
         const auto factsOf = [&](const ReleasePackage &package) {
