@@ -30,7 +30,8 @@ class Results:
         self.workloads = json.loads(file.read_text())["workloads"] if file.exists() else []
 
     def put(self, name, title, figures, limits):
-        """Figures of one session: {contender: [{metric: value} of each run]}; limits: [(metric, of what, most)]."""
+        """Figures of one session: {contender: [{metric: value} of each run]}; limits: [(metric, of what,
+        most)], of the engine's median, or [(metric, of what, most, whose)]."""
         contenders = {contender: {metric: summary([run[metric] for run in runs], UNITS.get(metric, ""))
                                   for metric in runs[0]} for contender, runs in figures.items()}
         ratios = [self.ratio(contenders, *limit) for limit in limits]
@@ -42,10 +43,11 @@ class Results:
                                         indent=1) + "\n")
 
     @staticmethod
-    def ratio(contenders, metric, to, limit):
-        """The engine's median by that of a contender, or of the best of several."""
+    def ratio(contenders, metric, to, limit, whose="engine"):
+        """A contender's median by that of another, or of the best of several."""
         peers = {name: contenders[name][metric]["median"] for name in ([to] if isinstance(to, str) else to)
                  if name in contenders}
         best = min(peers, key=peers.get)
-        ratio = contenders["engine"][metric]["median"] / peers[best]
-        return {"metric": metric, "to": best, "ratio": round(ratio, 3), "limit": limit, "held": ratio <= limit}
+        ratio = contenders[whose][metric]["median"] / peers[best]
+        return {"metric": metric, "of": whose, "to": best, "ratio": round(ratio, 3), "limit": limit,
+                "held": ratio <= limit}

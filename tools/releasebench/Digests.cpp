@@ -2,8 +2,10 @@
 
 #include <atomic>
 #include <cerrno>
+#include <memory>
 #include <system_error>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include <fcntl.h>
@@ -25,17 +27,17 @@ FileFacts factsOf(const std::filesystem::path &file, std::atomic<std::uintmax_t>
         fail(file);
     Sha1 digest;
     constexpr std::size_t blockSize = 1U << 18U;
-    std::vector<unsigned char> block(blockSize);
+    const std::unique_ptr<unsigned char[]> block(new unsigned char[blockSize]); // as it comes
     std::uintmax_t size = 0;
     while (true) {
-        const ssize_t count = read(descriptor.number(), block.data(), block.size());
+        const ssize_t count = read(descriptor.number(), block.get(), blockSize);
         if (count < 0 && errno == EINTR)
             continue;
         if (count < 0)
             fail(file);
         if (count == 0)
             break;
-        digest.add(block.data(), static_cast<std::size_t>(count));
+        digest.add(block.get(), static_cast<std::size_t>(count));
         size += static_cast<std::uintmax_t>(count);
         bytesRead += static_cast<std::uintmax_t>(count);
     }
@@ -65,6 +67,6 @@ factsOfFiles(const std::vector<std::filesystem::path> &files,
         });
     std::map<std::filesystem::path, FileFacts> byFile;
     for (std::size_t i = 0; i < files.size(); ++i)
-        byFile.emplace(files[i], facts[i]);
+        byFile.emplace_hint(byFile.end(), files[i], std::move(facts[i]));
     return byFile;
 }

@@ -1,9 +1,11 @@
 // The files of a release folder, and what was built of them before.
-#include <fstream>
-#include <iterator>
+#include <algorithm>
+#include <functional>
+#include <tuple>
 
 #include "LintInput.h"
 #include "LintRule.h"
+#include "OutputFolder.h"
 #include "PlainFile.h"
 #include "Publication.h"
 
@@ -58,26 +60,30 @@ void checkInside(const LintInput &input, const Tell &tell) {
 
 // --- what was built
 
-std::string contentOf(const fs::path &file) {
-    std::ifstream stream(file, std::ios::binary);
-    return {std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
+// But for what comes from the packages' files.
+bool isSame(const HotFixPackageInfo &one, const HotFixPackageInfo &other) {
+    const auto values = [](const HotFixPackageInfo &hotFix) {
+        return std::tie(hotFix.name, hotFix.url, hotFix.minVer, hotFix.maxVer, hotFix.osxMinVer,
+                        hotFix.osxMaxVer, hotFix.productVer, hotFix.buildNo, hotFix.repost);
+    };
+    return values(one) == values(other);
 }
 
-// The catalog without what comes from the packages' files.
-std::string withoutFacts(const LintCatalog &catalog) {
-    std::string text = catalog.product.url + "\n" + catalog.product.name + "\n" + catalog.product.version +
-                       "\n" + catalog.product.mainBuildNo + "\n" + catalog.brandingBuild.value_or("") + "\n";
-    for (const HotFixPackageInfo &hotFix : catalog.hotFixes) {
-        for (const std::string &value :
-             {hotFix.name, hotFix.url, hotFix.minVer, hotFix.maxVer, hotFix.osxMinVer, hotFix.osxMaxVer,
-              hotFix.productVer, hotFix.buildNo, std::string(hotFix.repost ? "YES" : "")})
-            text += value + "\n";
-    }
-    return text;
+bool isSame(const ProductInfo &one, const ProductInfo &other) {
+    const auto values = [](const ProductInfo &product) {
+        return std::tie(product.url, product.name, product.version, product.mainBuildNo);
+    };
+    return values(one) == values(other);
 }
 
 bool isCurrent(const LintBuilt &built, const LintCatalog &source) {
-    return built.catalog && withoutFacts(*built.catalog) == withoutFacts(source);
+    if (!built.catalog)
+        return built.isAsBuildWritesIt;
+    const LintCatalog &catalog = *built.catalog;
+    return catalog.brandingBuild == source.brandingBuild && isSame(catalog.product, source.product) &&
+           std::equal(catalog.hotFixes.begin(), catalog.hotFixes.end(), source.hotFixes.begin(),
+                      source.hotFixes.end(),
+                      [](const auto &one, const auto &other) { return isSame(one, other); });
 }
 
 void checkCurrent(const LintInput &input, const Tell &tell) {
@@ -90,19 +96,18 @@ void checkCurrent(const LintInput &input, const Tell &tell) {
     const fs::path folder = input.release->folder / "built";
     for (const auto &[name, text] : {std::pair("DynaConfig.plist", orderList(input.release->order)),
                                      std::pair("releases.xml", releasesXml(*input.release))}) {
-        if (contentOf(folder / name) != text)
+        if (!hasContent(folder / name, text))
             tell({(folder / name).string(), 1, ""}, "is not what release.json says now");
     }
 }
 
-// Every package of what was built and is current, with the facts of its file.
-void visitBuilt(
-    const LintInput &input,
-    const std::function<void(const std::string &, const FileFacts &, const LintPlace &)> &visitHash,
-    const std::function<void(const std::string &, const FileFacts &, const LintPlace &)> &visitSize) {
+// Every package of what was built and is current but not as build writes it, with the facts of its file.
+using Visit =
+    std::function<void(const std::string &, const FileFacts &, const std::function<LintPlace()> &place)>;
+void visitBuilt(const LintInput &input, const Visit &visitHash, const Visit &visitSize) {
     for (std::size_t i = 0; i < input.built.size(); ++i) {
         const LintCatalog &source = input.catalogs[i];
-        if (!isCurrent(input.built[i], source))
+        if (!input.built[i].catalog || !isCurrent(input.built[i], source))
             continue;
         const LintCatalog &built = *input.built[i].catalog;
         const auto factsOf = [&](const ReleasePackage &package) {
@@ -110,34 +115,37 @@ void visitBuilt(
         };
         if (source.source->fullInstall && factsOf(*source.source->fullInstall) != input.facts.end())
             visitHash(built.product.hash, factsOf(*source.source->fullInstall)->second,
-                      built.places->fullInstall(Item::hash));
+                      [&] { return built.places->fullInstall(Item::hash); });
         for (std::size_t k = 0; k < built.hotFixes.size(); ++k) {
             const auto facts = factsOf(source.source->hotFixes[k]);
             if (facts == input.facts.end())
                 continue;
-            visitHash(built.hotFixes[k].hash, facts->second, built.places->hotFix(k, Item::hash));
-            visitSize(built.hotFixes[k].size, facts->second, built.places->hotFix(k, Item::size));
+            visitHash(built.hotFixes[k].hash, facts->second,
+                      [&] { return built.places->hotFix(k, Item::hash); });
+            visitSize(built.hotFixes[k].size, facts->second,
+                      [&] { return built.places->hotFix(k, Item::size); });
         }
     }
 }
 
-const auto ignore = [](const std::string &, const FileFacts &, const LintPlace &) {};
+const auto ignore = [](const std::string &, const FileFacts &, const std::function<LintPlace()> &) {};
 
 void checkHashes(const LintInput &input, const Tell &tell) {
     visitBuilt(
         input,
-        [&](const std::string &hash, const FileFacts &facts, const LintPlace &place) {
+        [&](const std::string &hash, const FileFacts &facts, const std::function<LintPlace()> &place) {
             if (hash != facts.hash)
-                tell(place, hash + ", and the file's is " + facts.hash);
+                tell(place(), hash + ", and the file's is " + facts.hash);
         },
         ignore);
 }
 
 void checkSizes(const LintInput &input, const Tell &tell) {
-    visitBuilt(input, ignore, [&](const std::string &size, const FileFacts &facts, const LintPlace &place) {
-        if (size != facts.size)
-            tell(place, size + " bytes, and the file has " + facts.size);
-    });
+    visitBuilt(input, ignore,
+               [&](const std::string &size, const FileFacts &facts, const std::function<LintPlace()> &place) {
+                   if (size != facts.size)
+                       tell(place(), size + " bytes, and the file has " + facts.size);
+               });
 }
 
 } // namespace

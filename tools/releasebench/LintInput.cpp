@@ -9,7 +9,9 @@
 
 #include "Digests.h"
 #include "HashBar.h"
+#include "LibXmlWrapper.h"
 #include "LintPlaces.h"
+#include "OutputFolder.h"
 #include "OwnStreams.h"
 #include "PackageRecords.h"
 #include "Paths.h"
@@ -47,17 +49,16 @@ std::vector<std::string> destinationsOf(const std::vector<HotFixPackageInfo> &ho
 }
 
 LintCatalog readByEngine(const fs::path &file) {
-    ReleaseRecord record;
-    record.setCBRMSBuildNo("");
-    CatalogParser parser(record);
     // The folder that it lies in does not count; a path that begins with "Partner" would.
     const std::string path = fs::absolute(file).string();
+    const LibXmlWrapper document(path);
     LintCatalog catalog;
     catalog.name = file.stem().string();
-    catalog.hotFixes = parser.getHotFixInfo({path});
-    catalog.product = parser.getProductInfo({path}).front();
-    if (!record.getCBRMSBuildNO().empty())
-        catalog.brandingBuild = record.getCBRMSBuildNO();
+    catalog.hotFixes = hotFixesIn(document);
+    catalog.product = productIn(document, path);
+    catalog.brandingBuild = brandingBuildIn(document, path);
+    if (catalog.brandingBuild == "")
+        catalog.brandingBuild.reset();
     catalog.destinations = destinationsOf(catalog.hotFixes);
     return catalog;
 }
@@ -190,16 +191,6 @@ LintOffer offerOfAll(const std::vector<LintCatalog> &catalogs) {
 
 // --- what was built
 
-std::vector<LintBuilt> builtOf(const Release &release) {
-    std::vector<LintBuilt> built;
-    const fs::path folder = release.folder / "built";
-    for (std::size_t i = 0; fs::is_directory(folder) && i < release.catalogs.size(); ++i) {
-        const fs::path file = folder / "catalogs" / (release.catalogs[i].name + ".xml");
-        built.push_back({file, isPlainFile(file) ? std::optional(catalogAlone(file)) : std::nullopt});
-    }
-    return built;
-}
-
 std::map<fs::path, FileFacts> factsOf(const Release &release) {
     std::set<fs::path> files;
     const auto add = [&](const ReleasePackage &package) {
@@ -216,16 +207,35 @@ std::map<fs::path, FileFacts> factsOf(const Release &release) {
                         [&bar](const HashProgress &progress) { bar.show(progress); });
 }
 
+// To parse what is there takes longer than to write what should be.
+LintBuilt builtOf(const ReleaseCatalog &source, const fs::path &file, const LintInput &input) {
+    const auto factsOf = [&](const ReleasePackage &package) {
+        const auto facts = input.facts.find(input.release->folder / package.file);
+        return facts == input.facts.end() ? FileFacts{} : facts->second;
+    };
+    if (!isPlainFile(file))
+        return {file, false, std::nullopt};
+    if (hasContent(file, catalogXml(source, factsOf)))
+        return {file, true, std::nullopt};
+    return {file, false, catalogAlone(file)};
+}
+
+void readBuilt(const fs::path &folder, LintInput &input) {
+    input.facts = factsOf(*input.release);
+    const OwnStreams quiet;
+    for (const ReleaseCatalog &source : input.release->catalogs)
+        input.built.push_back(builtOf(source, folder / "catalogs" / (source.name + ".xml"), input));
+}
+
 void readFolder(const fs::path &folder, LintInput &input) {
     {
         const OwnStreams quiet; // the engine prints what it reads
         input.release = readRelease(folder);
         input.catalogs = catalogsOf(*input.release);
         input.offers = offersOf(input);
-        input.built = builtOf(*input.release);
     }
-    if (!input.built.empty())
-        input.facts = factsOf(*input.release);
+    if (fs::is_directory(folder / "built"))
+        readBuilt(folder / "built", input);
 }
 
 void readCatalogs(const std::vector<fs::path> &files, LintInput &input) {

@@ -94,7 +94,8 @@ struct LintOffer {
 // A catalog that build wrote before.
 struct LintBuilt {
     std::filesystem::path file;
-    std::optional<LintCatalog> catalog; // none when it is not there
+    bool isAsBuildWritesIt = false;     // byte for byte, so that there is nothing to find in it
+    std::optional<LintCatalog> catalog; // none for that one and when it is not there
 };
 
 // Its parts point to each other, so that it stays where it is.

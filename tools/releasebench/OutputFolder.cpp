@@ -9,6 +9,7 @@
 
 #include <fcntl.h>
 
+#include "PlainFile.h"
 #include "TemporaryFolder.h"
 #include "UnusableInput.h"
 
@@ -19,10 +20,6 @@ namespace fs = std::filesystem;
 std::string contentOf(const fs::path &file) {
     std::ifstream stream(file, std::ios::binary);
     return {std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
-}
-
-bool isUnchanged(const fs::path &file, const std::string &content) {
-    return fs::is_regular_file(file) && fs::file_size(file) == content.size() && contentOf(file) == content;
 }
 
 // The paths of all that is no folder.
@@ -39,7 +36,7 @@ bool isPutAlready(const fs::path &folder, const FolderFiles &files, std::size_t 
     if (entries != files.size())
         return false;
     for (const auto &[path, content] : files) {
-        if (!isUnchanged(folder / path, content))
+        if (!hasContent(folder / path, content))
             return false;
     }
     return true;
@@ -62,7 +59,7 @@ void writeFiles(const fs::path &folder, const fs::path &before, const FolderFile
     fs::create_directory(folder);
     for (const auto &[path, content] : files) {
         std::error_code notLinked;
-        if (isUnchanged(before / path, content)) {
+        if (hasContent(before / path, content)) {
             fs::create_directories((folder / path).parent_path());
             fs::create_hard_link(before / path, folder / path, notLinked);
             if (!notLinked)
@@ -99,6 +96,10 @@ void exchange(const fs::path &made, const fs::path &folder) {
 }
 
 } // namespace
+
+bool hasContent(const fs::path &file, const std::string &content) {
+    return isPlainFile(file) && fs::file_size(file) == content.size() && contentOf(file) == content;
+}
 
 bool putFolder(const fs::path &folder, const FolderFiles &files,
                const std::function<bool(const std::string &)> &isOurs) {

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <list>
 #include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -88,7 +89,15 @@ inline const std::string &keyRepost = constantText("repost");
 // Whether the file is the catalog that tells the branding's build number, by any part of its path.
 bool isDynamicBrandingCatalog(const std::string &catalogPath);
 
+class LibXmlWrapper;
 class ReleaseRecord;
+
+// What a catalog that is parsed already says; the path is that of its file. They throw std::bad_alloc rather
+// than give a part of it.
+std::vector<HotFixPackageInfo> hotFixesIn(const LibXmlWrapper &catalog);
+ProductInfo productIn(const LibXmlWrapper &catalog, const std::string &catalogPath);
+// Of the catalog of the branding only.
+std::optional<std::string> brandingBuildIn(const LibXmlWrapper &catalog, const std::string &catalogPath);
 
 // Reads the service's reply and the product catalogs into records. Release values that it meets on the way
 // go to the controller, or to the record that it was given.

@@ -65,11 +65,15 @@ bool isWithoutMemory(const std::exception &error) {
     return dynamic_cast<const std::bad_alloc *>(&error) != nullptr;
 }
 
-std::vector<std::vector<std::string>> readHotFixes(const std::string &catalogPath) {
-    const LibXmlWrapper catalog(catalogPath);
+std::vector<std::vector<std::string>> hotFixTextsIn(const LibXmlWrapper &catalog) {
     auto texts = catalog.getXPathAllOptionalElements(keyHotFixPackage, hotFixItems(), keyDefaultValue);
     requireWhole(catalog);
     return texts;
+}
+
+void append(std::vector<HotFixPackageInfo> &hotFixes, std::vector<std::vector<std::string>> &&allTexts) {
+    for (std::vector<std::string> &texts : allTexts)
+        hotFixes.push_back(hotFixOf(std::move(texts)));
 }
 
 // True for every path that does not begin with "Partner", so for every absolute one (kept: packages of one
@@ -82,6 +86,32 @@ bool isPartnerCatalog(const std::string &catalogPath) {
 
 bool isDynamicBrandingCatalog(const std::string &catalogPath) {
     return catalogPath.find(dynamicBrandingCatalog) != std::string::npos;
+}
+
+std::vector<HotFixPackageInfo> hotFixesIn(const LibXmlWrapper &catalog) {
+    std::vector<HotFixPackageInfo> hotFixes;
+    append(hotFixes, hotFixTextsIn(catalog));
+    return hotFixes;
+}
+
+ProductInfo productIn(const LibXmlWrapper &catalog, const std::string &catalogPath) {
+    ProductInfo product{catalog.getXPathElementAttribute(keyProductPackage, keyProductUrl),
+                        catalog.getXPathElementAttribute(keyProductPackage, keyProductname),
+                        isPartnerCatalog(catalogPath),
+                        catalog.getXPathElementAttribute(keyProductPackage, keyProductHash),
+                        catalog.getXPathStringValue(keyProductConfig + "/" + keyVersion),
+                        catalog.getXPathStringValue(keyProductConfig + "/" + keyMainBuildNo)};
+    requireWhole(catalog);
+    return product;
+}
+
+std::optional<std::string> brandingBuildIn(const LibXmlWrapper &catalog, const std::string &catalogPath) {
+    if (!isDynamicBrandingCatalog(catalogPath))
+        return std::nullopt;
+    const bool isNamed = catalog.isXPathElementExists(keyCBRMSBuildNo);
+    const std::string buildNo = isNamed ? catalog.getXPathStringValue(keyCBRMSBuildNo) : "";
+    requireWhole(catalog);
+    return isNamed ? std::optional(buildNo) : std::nullopt;
 }
 
 std::map<std::string, std::list<const char *>> CatalogParser::getCatalogUrls(std::string response) {
@@ -179,14 +209,7 @@ std::vector<ProductInfo> CatalogParser::getProductInfo(std::list<std::string> ca
 
 void CatalogParser::appendProduct(const std::string &catalogPath) {
     setCBRMSBuildNoFromDynamicBrandingCatalog(catalogPath);
-    const LibXmlWrapper catalog(catalogPath);
-    ProductInfo product{catalog.getXPathElementAttribute(keyProductPackage, keyProductUrl),
-                        catalog.getXPathElementAttribute(keyProductPackage, keyProductname),
-                        isPartnerCatalog(catalogPath),
-                        catalog.getXPathElementAttribute(keyProductPackage, keyProductHash),
-                        catalog.getXPathStringValue(keyProductConfig + "/" + keyVersion),
-                        catalog.getXPathStringValue(keyProductConfig + "/" + keyMainBuildNo)};
-    requireWhole(catalog);
+    ProductInfo product = productIn(LibXmlWrapper(catalogPath), catalogPath);
     const MutexLock lock(m_listMutex);
     m_productList.push_back(std::move(product));
 }
@@ -197,8 +220,8 @@ std::vector<HotFixPackageInfo> CatalogParser::getHotFixInfo(std::list<std::strin
     std::vector<HotFixPackageInfo> hotFixes;
     for (const std::string &path : catalogPaths) {
         setCBRMSBuildNoFromDynamicBrandingCatalog(path);
-        for (std::vector<std::string> &texts : readHotFixes(path))
-            hotFixes.push_back(hotFixOf(std::move(texts)));
+        // The document has gone before the records are made: both do not have to fit the memory.
+        append(hotFixes, hotFixTextsIn(LibXmlWrapper(path)));
     }
     {
         const MutexLock lock(m_listMutex);
@@ -209,14 +232,9 @@ std::vector<HotFixPackageInfo> CatalogParser::getHotFixInfo(std::list<std::strin
 }
 
 void CatalogParser::setCBRMSBuildNoFromDynamicBrandingCatalog(std::string catalogPath) {
-    const LibXmlWrapper catalog(catalogPath);
-    if (!isDynamicBrandingCatalog(catalogPath))
-        return;
-    const bool isNamed = catalog.isXPathElementExists(keyCBRMSBuildNo);
-    const std::string buildNo = isNamed ? catalog.getXPathStringValue(keyCBRMSBuildNo) : "";
-    requireWhole(catalog);
-    if (isNamed)
-        record().setCBRMSBuildNo(buildNo);
+    const std::optional<std::string> buildNo = brandingBuildIn(LibXmlWrapper(catalogPath), catalogPath);
+    if (buildNo)
+        record().setCBRMSBuildNo(*buildNo);
 }
 
 bool CatalogParser::isCoreAppID(std::string appId) const {
