@@ -7,7 +7,6 @@
 #include <stdexcept>
 #include <utility>
 
-#include "TextFile.h"
 #include "TraceFile.h"
 
 namespace {
@@ -48,12 +47,6 @@ std::vector<FaultPoint> selected(const std::vector<FallibleCall> &calls, FaultKi
     return points;
 }
 
-// The servers' authority alone. The hundred and forty of a common machine are read for every connection and
-// make a hundred times as many allocations, all of them alike.
-void trustServersOnly() {
-    writeText("/etc/ssl/certs/ca-certificates.crt", readText("/srv/rehearsal/tls/authority.pem"));
-}
-
 std::string nameOf(const FaultPoint &point) {
     std::ostringstream name;
     name << std::hex << point.site << ":" << point.pageOffset << ":" << std::dec << point.occurrence;
@@ -73,7 +66,6 @@ std::string Finding::text() const {
 
 void injectInto(const std::string &run, const Selection &selection, const std::string &sanitizer,
                 Report &report, const std::function<void(const Finding &)> &tell) {
-    trustServersOnly();
     FaultInjection injection(sanitizer);
     const std::unique_ptr<Scenario> scenario = makeScenario(run);
     scenario->prepare();
@@ -101,7 +93,6 @@ void injectInto(const std::string &run, const Selection &selection, const std::s
 }
 
 void showPoint(const std::string &run, const std::string &point, const std::string &sanitizer) {
-    trustServersOnly();
     FaultInjection injection(sanitizer);
     const std::unique_ptr<Scenario> scenario = makeScenario(run);
     scenario->prepare();

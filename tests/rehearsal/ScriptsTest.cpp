@@ -40,6 +40,7 @@ TEST_P(Story, endsAtOnceWhenItIsInterrupted) {
     const Outcome outcome = outside(begin() + R"sh(
         export TMPDIR=$tree/temporary && mkdir "$TMPDIR"
         set -m # a process group of its own, as in a terminal
+        : >told # the other process may be late
         ./demo "$story" >told 2>&1 &
         until grep -q "$line" told; do kill -0 $! || exit; sleep 0.05; done
         kill -INT -- -$!

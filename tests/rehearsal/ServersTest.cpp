@@ -312,4 +312,12 @@ TEST(Servers, areTrustedByTheSystemsStoreOnly) {
     EXPECT_EQ(outcome.output, "0 60 0 0 60 0 0 60 0 ");
 }
 
+TEST(Servers, areTrustedAlone) {
+    const std::string script = R"sh(
+        curl -s -o /dev/null -w '%{exitcode}\n' https://update.brovik.example/
+        grep -c BEGIN /etc/ssl/certs/ca-certificates.crt)sh";
+    EXPECT_EQ(inside(script, "--own-authority --servers --service \"$service\"").output, "0\n1\n");
+    EXPECT_NE(insideWithServers(script).output, "0\n1\n");
+}
+
 } // namespace
