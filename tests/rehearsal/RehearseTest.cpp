@@ -129,6 +129,22 @@ TEST(Rehearse, tellsWhatBecomesOfAUrlThatNoServerHasAFileFor) {
                 AllOf(HasSubstr("\nThe fresh installation fails: "), EndsWith("\nAll is as foretold.\n1\n")));
 }
 
+TEST(Rehearse, tellsWhatBecomesOfAUrlThatNoTransferCanBeMadeOf) {
+    const Outcome fresh = rehearsed(R"sh(
+        change 's#full/extras.pkg"$#full/ex tras.pkg"#'
+        "$bench" rehearse "$release" --fresh; echo "$?")sh");
+    EXPECT_THAT(fresh.output,
+                AllOf(HasSubstr("\nThe fresh installation fails: ERROR: https://download.brovik.example/"
+                                "full/ex tras.pkg Package Missing (libcurl makes no transfer of this URL)\n"),
+                      EndsWith("\nAll is as foretold.\n1\n")));
+    const Outcome update = rehearsed(R"sh(
+        change '/"url"/s#toolbar.pkg#tool bar.pkg#'
+        "$bench" rehearse "$release" "${update[@]}"; echo "$?")sh");
+    EXPECT_THAT(update.output,
+                AllOf(HasSubstr("\nThe update fails: ERROR: Download Failed (libcurl makes no transfer of "),
+                      EndsWith("\nAll is as foretold.\n1\n")));
+}
+
 TEST(Rehearse, ofAMachineThatGetsNothingIsWell) {
     const Outcome outcome = rehearsed(R"sh(
         mkdir results && touch results/{installer.sh,packagelist.txt,mine} # of another one

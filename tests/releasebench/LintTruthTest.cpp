@@ -99,7 +99,7 @@ TEST_F(LintTruth, AnUpdateFailsByAUrlThatIsRefusedOrNoPackages) {
     const std::map<std::string, std::string> reasons = {
         {"https://host/HF_1.0.1.0/platform;.pkg", "ERROR: Destination Creation Failed"},
         {"https://host/HF_1.0.1.0/platform.zip", "no \".pkg\" in the file name"},
-        {"https://host/HF_1.0.1.0/plat form.pkg", "since it holds a blank"}};
+        {"https://host/HF_1.0.1.0/plat form.pkg", "libcurl makes no transfer of"}};
     for (const auto &[url, reason] : reasons) {
         change([url = url](nlohmann::json &release) { release["catalogs"][0]["hotFixes"][0]["url"] = url; });
         EXPECT_THAT(updateOf("1.0.0.5").reason, HasSubstr(reason)) << url;

@@ -9,6 +9,7 @@
 #include "ProductUrls.h"
 #include "ReleaseRecord.h"
 #include "Text.h"
+#include "UrlParts.h"
 
 namespace {
 
@@ -21,7 +22,9 @@ void stop(Plan &plan, Outcome outcome, std::string reason) {
 std::string whyNeverComplete(const Download &download) {
     if (!isPackage(download.url))
         return "no \".pkg\" in the file name of " + download.url + ", which never counts as downloaded";
-    if (contains(download.path, " "))
+    if (!isTransferable(download.url))
+        return "libcurl makes no transfer of " + download.url;
+    if (contains(download.path, " ")) // an older libcurl asks for such a URL
         return "the hash tool takes " + download.path + " for several files, since it holds a blank";
     return "";
 }
@@ -169,10 +172,15 @@ Plan planFreshInstall(const Offer &offer) {
         stop(plan, Outcome::fails, "ERROR: No products found For Fresh Install");
         return plan;
     }
-    const bool lacksPackage = std::any_of(offer.products.begin(), offer.products.end(),
-                                          [](const ProductInfo &product) { return product.url.empty(); });
-    if (lacksPackage) {
-        stop(plan, Outcome::fails, "ERROR:  Package Missing (a catalog without a full-install package)");
+    const auto missing =
+        std::find_if(offer.products.begin(), offer.products.end(),
+                     [](const ProductInfo &product) { return !isTransferable(product.url); });
+    if (missing != offer.products.end()) {
+        stop(plan, Outcome::fails,
+             "ERROR: " + missing->url + " Package Missing (" +
+                 (missing->url.empty() ? "a catalog without a full-install package"
+                                       : "libcurl makes no transfer of this URL") +
+                 ")");
         return plan;
     }
     PackageRecords records;

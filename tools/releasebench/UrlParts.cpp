@@ -15,6 +15,16 @@ struct FreeCurlText {
     void operator()(char *text) const noexcept { curl_free(text); }
 };
 
+using ParsedUrl = std::unique_ptr<CURLU, FreeUrl>;
+
+// Null for what libcurl refuses, a blank in it say.
+ParsedUrl parse(const std::string &url) {
+    ParsedUrl parsed(curl_url());
+    if (parsed && curl_url_set(parsed.get(), CURLUPART_URL, url.c_str(), CURLU_GUESS_SCHEME) != CURLUE_OK)
+        parsed.reset();
+    return parsed;
+}
+
 std::optional<std::string> part(CURLU *url, CURLUPart what, unsigned int flags) {
     char *text = nullptr;
     if (curl_url_get(url, what, &text, flags) != CURLUE_OK)
@@ -24,9 +34,13 @@ std::optional<std::string> part(CURLU *url, CURLUPart what, unsigned int flags) 
 
 } // namespace
 
+bool isTransferable(const std::string &url) {
+    return parse(url) != nullptr;
+}
+
 std::optional<UrlParts> partsOf(const std::string &url) {
-    const std::unique_ptr<CURLU, FreeUrl> parsed(curl_url());
-    if (!parsed || curl_url_set(parsed.get(), CURLUPART_URL, url.c_str(), CURLU_GUESS_SCHEME) != CURLUE_OK)
+    const ParsedUrl parsed = parse(url);
+    if (!parsed)
         return std::nullopt;
     const auto scheme = part(parsed.get(), CURLUPART_SCHEME, 0);
     const auto host = part(parsed.get(), CURLUPART_HOST, 0);

@@ -14,5 +14,8 @@ struct UrlParts {
     std::string server() const { return scheme + "://" + host + ":" + port; }
 };
 
-// None for what no transfer can be made of.
+// Whether libcurl would make a transfer of it.
+bool isTransferable(const std::string &url);
+
+// None where that is not so, or for what names no server.
 std::optional<UrlParts> partsOf(const std::string &url);
