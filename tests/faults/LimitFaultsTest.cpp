@@ -37,6 +37,13 @@ Ended runLimited(const std::string &softAndHard, const Job &job) {
 
 class LimitFault : public testing::TestWithParam<Job> {
 protected:
+#if defined(__SANITIZE_ADDRESS__)
+    void SetUp() override {
+        GTEST_SKIP()
+            << "the sanitizer opens a pipe to look at an object, and takes one that it cannot have for "
+               "an error";
+    }
+#endif
     const Job &job = GetParam();
 };
 
