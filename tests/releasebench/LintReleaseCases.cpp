@@ -45,6 +45,14 @@ Change besidePlatform(const Json &values) {
     };
 }
 
+// As numbers 10 is above 9; as the texts that the engine orders by it is below.
+void tenBeforeNine(Json &release) {
+    platform(release)["version"] = "1.0.9.0";
+    services(release)["version"] = "1.0.9.0";
+    toolbar(release)["version"] = "1.0.10.0";
+    toolbar(release)["maxVersion"] = "1.0.9.9";
+}
+
 Json &addRepost(Json &release, const std::string &name) {
     Json added = services(release);
     added["url"] = server + "HF_1.0.1.0/" + name;
@@ -94,21 +102,11 @@ std::vector<LintCase> valueCases() {
         {"CutVersion",
          {"version-cut", "version-no-number", "version-spelt-differently"},
          platformHas("version", "1.0.1.0_2")},
-        {"TenBeforeNine",
-         {"version-text-order"},
-         [](Json &release) {
-             platform(release)["version"] = "1.0.9.0";
-             services(release)["version"] = "1.0.9.0";
-             toolbar(release)["version"] = "1.0.10.0";
-             toolbar(release)["maxVersion"] = "1.0.9.9";
-         }},
+        {"TenBeforeNine", {"version-text-order"}, tenBeforeNine},
         {"TenBeforeNineBesideElevenForOthers",
          {"version-text-order"},
          [](Json &release) {
-             platform(release)["version"] = "1.0.9.0";
-             services(release)["version"] = "1.0.9.0";
-             toolbar(release)["version"] = "1.0.10.0";
-             toolbar(release)["maxVersion"] = "1.0.9.9";
+             tenBeforeNine(release);
              besidePlatform({{"url", server + "HF_1.0.11.0/toolbar.pkg"},
                              {"version", "1.0.11.0"},
                              {"minVersion", "1.0.10.0"},
