@@ -2,20 +2,18 @@
 // machine, and every machine between two cells' versions has the cell of its range.
 #include <algorithm>
 #include <functional>
-#include <memory>
 #include <random>
 #include <set>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <libxml/parser.h>
-#include <libxml/xpath.h>
 
 #include "ChanceRelease.h"
 #include "Matrix.h"
 #include "MatrixCommand.h"
 #include "MatrixDiff.h"
 #include "MatrixView.h"
+#include "PageDocument.h"
 #include "Paths.h"
 #include "TemporaryFolder.h"
 #include "UnusableInput.h"
@@ -663,32 +661,6 @@ TEST(AnotherRelease, IsNotComparedByPackagesThatAreNotListed) {
 }
 
 // --- the page
-
-struct FreeDocument {
-    void operator()(xmlDoc *document) const { xmlFreeDoc(document); }
-};
-using Document = std::unique_ptr<xmlDoc, FreeDocument>;
-
-Document parsed(const std::string &page) {
-    return Document(
-        xmlReadMemory(page.data(), static_cast<int>(page.size()), nullptr, nullptr, XML_PARSE_NONET));
-}
-
-// The texts of the nodes that an expression selects.
-Texts textsOf(const Document &document, const std::string &expression) {
-    const std::unique_ptr<xmlXPathContext, void (*)(xmlXPathContext *)> context(
-        xmlXPathNewContext(document.get()), xmlXPathFreeContext);
-    const std::unique_ptr<xmlXPathObject, void (*)(xmlXPathObject *)> found(
-        xmlXPathEvalExpression(reinterpret_cast<const xmlChar *>(expression.c_str()), context.get()),
-        xmlXPathFreeObject);
-    Texts texts;
-    for (int i = 0; found && found->nodesetval && i < found->nodesetval->nodeNr; ++i) {
-        const std::unique_ptr<xmlChar, void (*)(void *)> text(
-            xmlNodeGetContent(found->nodesetval->nodeTab[i]), xmlFree);
-        texts.emplace_back(reinterpret_cast<const char *>(text.get()));
-    }
-    return texts;
-}
 
 std::string pageOf(const Served &release) {
     const Matrix matrix = matrixOf(release);

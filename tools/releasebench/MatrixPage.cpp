@@ -1,5 +1,6 @@
 #include "MatrixCommand.h"
 #include "MatrixPicture.h"
+#include "PageHead.h"
 #include "Readable.h"
 #include "UnusableInput.h"
 #include "XmlOut.h"
@@ -10,19 +11,10 @@ using Attributes = XmlOut::Attributes;
 
 constexpr std::size_t mostCells = 100'000;
 
-// Without a character that XML would write in another way than HTML reads it in a style.
 constexpr const char *style = R"(
-:root { color-scheme: light dark; --ground: #ffffff; --ink: #1b1f24; --line: #b6bcc4; --fine: #14692f;
-  --bad: #b3261e; --fine-ground: #e5f4e9; --bad-ground: #fde9e7; }
-@media (prefers-color-scheme: dark) { :root { --ground: #15181c; --ink: #e6e8eb; --line: #5a626c;
-  --fine: #7bd493; --bad: #ff9e96; --fine-ground: #17301f; --bad-ground: #421c19; } }
-body { background: var(--ground); color: var(--ink); font: 16px/1.5 sans-serif; margin: 2rem; }
 .scroll { overflow: auto; max-width: 100%; }
-table { border-collapse: collapse; }
 th, td { border: 1px solid var(--line); padding: 0.3rem 0.6rem; text-align: left; vertical-align: top; }
 td span { display: block; white-space: nowrap; }
-a { color: inherit; }
-:focus-visible { outline: 3px solid currentColor; outline-offset: 2px; }
 td.fine { background: var(--fine-ground); }
 td.bad { background: var(--bad-ground); }
 svg { font: 14px sans-serif; fill: var(--ink); }
@@ -36,15 +28,6 @@ svg .way { stroke: currentColor; stroke-width: 1.5; opacity: 0.6; }
 
 std::string idOf(std::size_t set) {
     return "set-" + nameOfSet(set);
-}
-
-void writeHead(const std::string &title, XmlOut &out) {
-    out.open("head");
-    out.empty("meta", {{"charset", "utf-8"}});
-    out.empty("meta", {{"name", "viewport"}, {"content", "width=device-width, initial-scale=1"}});
-    out.leaf("title", title);
-    out.leaf("style", style);
-    out.close();
 }
 
 void writeCell(const Matrix &matrix, std::size_t row, std::size_t column, XmlOut &out) {
@@ -132,7 +115,7 @@ std::string matrixPage(const Matrix &matrix, const std::vector<Band> &bands) {
                             std::to_string(mostCells) + " cells; --format json tells them all");
     XmlOut out(XmlOut::Kind::page);
     out.open("html", {{"lang", "en"}, {"xmlns", "http://www.w3.org/1999/xhtml"}});
-    writeHead(printable(titleOf(matrix)), out);
+    writePageHead({printable(titleOf(matrix)), style, ""}, out);
     out.open("body");
     out.open("main");
     out.leaf("h1", printable(titleOf(matrix)));
