@@ -1,6 +1,7 @@
 #include "TerminalView.h"
 
 #include <algorithm>
+#include <utility>
 #include <vector>
 
 #include "Readable.h"
@@ -46,56 +47,24 @@ std::string barLine(const Figures &figures, int columns, const Glyphs &glyphs) {
     return text.substr(0, static_cast<std::size_t>(std::max(columns, 0)));
 }
 
+// The last column stays free: a full line makes some terminals go on to the next.
+TerminalView::TerminalView(std::unique_ptr<Terminal> terminal)
+    : m_bar(std::move(terminal), [this](const Terminal &drawnUpon) {
+        return barLine(m_figures, drawnUpon.width() - 1, glyphsFor(drawnUpon));
+    }) {
+}
+
 void TerminalView::event(const Event &event) {
     // The bar names the phase.
     if (event.kind != Event::Kind::phaseBegan)
-        line(inWords(event));
+        m_bar.above(inWords(event));
 }
 
 void TerminalView::figures(const Figures &figures) {
     m_figures = figures;
-    if (bar() != m_drawn)
-        draw();
+    m_bar.refresh();
 }
 
 void TerminalView::retry(const Retry &retry) {
-    line(inWords(retry));
-}
-
-void TerminalView::end(const Ending &ending) {
-    if (m_terminal->take()) {
-        m_terminal->overwrite(bar());
-        m_terminal->write("\n");
-    }
-    for (const std::string &text : ending.lines)
-        m_terminal->write(text + "\n");
-    m_terminal->restore();
-}
-
-void TerminalView::suspend() {
-    if (m_terminal->take())
-        m_terminal->overwrite("");
-    m_terminal->restore();
-}
-
-// The last column stays free: a full line makes some terminals go on to the next.
-std::string TerminalView::bar() const {
-    return barLine(m_figures, m_terminal->width() - 1, glyphsFor(*m_terminal));
-}
-
-void TerminalView::draw() {
-    m_drawn.clear();
-    if (!m_terminal->take())
-        return;
-    m_drawn = bar();
-    m_terminal->overwrite(m_drawn);
-}
-
-void TerminalView::line(const std::string &text) {
-    if (m_terminal->take())
-        m_terminal->overwrite(text);
-    else
-        m_terminal->write(text);
-    m_terminal->write("\n");
-    draw();
+    m_bar.above(inWords(retry));
 }

@@ -1,35 +1,28 @@
-// Lines about what happened, and below them one bar that is redrawn in place; in the background the lines
-// alone.
+// Lines about what happened, and below them the bar.
 #pragma once
 
 #include <memory>
 #include <string>
 
 #include "Bar.h"
-#include "Terminal.h"
+#include "LiveLine.h"
 #include "View.h"
 
 class TerminalView : public View {
 public:
-    explicit TerminalView(std::unique_ptr<Terminal> terminal)
-        : m_terminal(std::move(terminal)) {}
+    explicit TerminalView(std::unique_ptr<Terminal> terminal);
 
     void event(const Event &event) override;
     void figures(const Figures &figures) override;
     void retry(const Retry &retry) override;
-    void end(const Ending &ending) override; // restores the terminal
-    void resized() override { draw(); }
-    void suspend() override;
-    void resume() override { draw(); }
+    void end(const Ending &ending) override { m_bar.finish(ending.lines); } // restores the terminal
+    void resized() override { m_bar.draw(); }
+    void suspend() override { m_bar.suspend(); }
+    void resume() override { m_bar.draw(); }
 
 private:
-    std::string bar() const;
-    void draw();
-    void line(const std::string &text); // above the bar
-
-    std::unique_ptr<Terminal> m_terminal;
     Figures m_figures;
-    std::string m_drawn;
+    LiveLine m_bar;
 };
 
 // The bar, never wider than that many columns; in a narrow window it says less.

@@ -56,8 +56,8 @@ Wake::Wake() {
     if (pipe(ends) != 0)
         throw std::system_error(errno, std::generic_category(), "pipe");
     for (const int end : ends) {
-        // The engine's tools must not inherit it, and a handler must never wait. These fail for closed files
-        // only.
+        // Programs that are started must not inherit it, and a handler must never wait. These fail for closed
+        // files only.
         static_cast<void>(fcntl(end, F_SETFD, FD_CLOEXEC));
         static_cast<void>(fcntl(end, F_SETFL, O_NONBLOCK));
     }
