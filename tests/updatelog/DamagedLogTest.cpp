@@ -2,11 +2,9 @@
 // same.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <nlohmann/json.hpp>
 
 #include "Lines.h"
 #include "Stories.h"
-#include "Telling.h"
 
 namespace {
 
@@ -30,7 +28,7 @@ std::string toldOf(RunStory story) {
     story.unknownLines.clear();
     for (Finding &finding : story.findings)
         finding.line = 0;
-    return inJson(story).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
+    return jsonOf(story);
 }
 
 const std::vector<std::string> &expectedTold() {
