@@ -122,6 +122,52 @@ TEST(UpdateLog, PrintsBytesThatAreNoTextAsJson) {
     EXPECT_EQ(nlohmann::json::parse(ended.out).at("unknownLines").size(), 1U);
 }
 
+const std::string page = "/tmp/some.html";
+
+TEST(UpdateLog, WritesAPageOfTheRunsThatAreAskedFor) {
+    std::string log;
+    for (int run = 0; run < 12; ++run)
+        log += idleCheck();
+    const Ended ended = tell(log, {"--html", page});
+    EXPECT_EQ(ended.status, 0);
+    EXPECT_EQ(ended.err, "");
+    EXPECT_EQ(ended.out, tell(log).out);
+    const std::string newest = readText(page);
+    EXPECT_THAT(newest, testing::AllOf(testing::StartsWith("<!DOCTYPE html>"), HasSubstr("</html>")));
+    EXPECT_THAT(newest, testing::AllOf(HasSubstr("id=\"run-12\""), HasSubstr("id=\"run-3\"")));
+    EXPECT_THAT(newest, Not(HasSubstr("id=\"run-2\"")));
+    EXPECT_EQ(tell(log, {"--html", page, "--run", "2"}).status, 0);
+    EXPECT_THAT(readText(page), testing::AllOf(HasSubstr("id=\"run-2\""), Not(HasSubstr("id=\"run-12\""))));
+    EXPECT_EQ(tell(log, {"--html", page, "--all"}).status, 0);
+    EXPECT_THAT(readText(page), HasSubstr("id=\"run-1\""));
+}
+
+TEST(UpdateLog, WritesAPageWholeOrNotAtAll) {
+    const std::string folder = "/tmp/pages";
+    std::filesystem::create_directories(folder + "/folder");
+    writeText(file, idleCheck());
+    writeText(folder + "/page.html", "before");
+    const Ended tooLarge = run({"bash", "-c",
+                                "ulimit -f 1; trap '' XFSZ; " + program + " " + file + " --html " + folder +
+                                    "/page.html >/dev/null"});
+    EXPECT_EQ(tooLarge.status, 2);
+    EXPECT_THAT(tooLarge.err, HasSubstr("File too large"));
+    EXPECT_EQ(readText(folder + "/page.html"), "before");
+    for (const std::string &place : {folder + "/folder", folder + "/nowhere/page.html", std::string()})
+        EXPECT_EQ(tell(idleCheck(), {"--html", place}).status, 2) << place;
+    EXPECT_EQ(tell("of another program\n", {"--html", folder + "/none.html"}).status, 2);
+    EXPECT_EQ(tell(idleCheck(), {"--html", folder + "/none.html", "--run", "2"}).status, 2);
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder), {}), 2);
+    std::filesystem::remove_all(folder);
+}
+
+TEST(UpdateLog, DoesNotPutThePageInTheLogsPlace) {
+    const Ended ended = tell(idleCheck(), {"--html", "/tmp/../tmp/some.log"});
+    EXPECT_EQ(ended.status, 2);
+    EXPECT_EQ(ended.err, "updatelog: /tmp/../tmp/some.log is the log itself\n");
+    EXPECT_EQ(readText(file), idleCheck());
+}
+
 TEST(UpdateLog, HasNoLogInWhatIsNone) {
     EXPECT_EQ(tell("").status, 2);
     EXPECT_EQ(tell("nothing of the engine's\n").status, 2);
@@ -132,7 +178,7 @@ TEST(UpdateLog, HasNoLogInWhatIsNone) {
 }
 
 TEST(UpdateLog, RefusesWrongCallsAndTellsItsUsage) {
-    EXPECT_EQ(run({program, "--follow"}).status, 2);
+    EXPECT_EQ(run({program, "--unknown"}).status, 2);
     EXPECT_EQ(run({program, "--run", "none"}).status, 2);
     for (const char *since :
          {"yesterday", "2026-11", "2026-11-22 07:00:00", "2026-11-22.07:00", "22-11-2026", ""})

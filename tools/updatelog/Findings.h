@@ -17,6 +17,7 @@ public:
     // One that is no line's own.
     void add(Finding finding, Room &room);
 
+    const std::vector<Finding> &soFar() const { return m_findings; }
     std::vector<Finding> findings() && { return std::move(m_findings); }
 
 private:

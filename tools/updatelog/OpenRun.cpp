@@ -42,6 +42,7 @@ void OpenRun::beginAt(const LogEntry &entry) {
 }
 
 void OpenRun::take(const LogEntry &entry) {
+    const std::size_t foundBefore = m_findings.soFar().size();
     m_story.lastLine = entry.line;
     m_story.isOfEngine |= entry.known.has_value();
     // What nobody knows behind its last line may be half of the next one's first.
@@ -53,6 +54,7 @@ void OpenRun::take(const LogEntry &entry) {
         tell(entry);
     else
         keepUnknown(entry);
+    m_hasFound = m_findings.soFar().size() > foundBefore;
 }
 
 void OpenRun::keepUnknown(const LogEntry &entry) {
@@ -165,9 +167,18 @@ void OpenRun::tellWrongMode(const LogEntry &entry) {
     }
 }
 
+const Finding *OpenRun::found() const {
+    return m_hasFound ? &m_findings.soFar().back() : nullptr;
+}
+
+// A host may still retry what has failed, and a job goes on with its work until its last line.
+bool OpenRun::hasEnd() const {
+    const RunEnd now = end();
+    return now == RunEnd::well || m_hasFailedPackage || (m_hasEnded && now != RunEnd::stopped);
+}
+
 RunStory OpenRun::story() && {
-    if (m_story.end == RunEnd::stopped)
-        m_story.end = end();
+    m_story.end = end();
     m_story.transfers = std::move(m_transfers).stories();
     m_story.findings = std::move(m_findings).findings();
     m_story.left = m_room.refused();
@@ -175,6 +186,8 @@ RunStory OpenRun::story() && {
 }
 
 RunEnd OpenRun::end() const {
+    if (m_story.end != RunEnd::stopped)
+        return m_story.end;
     if (m_hasFailedPackage)
         return RunEnd::failed;
     if (!m_story.installations.empty())

@@ -21,7 +21,13 @@ public:
     void beginAt(const LogEntry &entry);
     // After its last line.
     RunStory story() &&;
+    // As if there were no more.
+    RunStory soFar() const { return OpenRun(*this).story(); }
 
+    // What the last line tells of a failure; null where it tells of none.
+    const Finding *found() const;
+    // Whether nothing that still comes may change how it ended.
+    bool hasEnd() const;
     std::uint64_t number() const { return m_story.number; }
     bool isOfEngine() const { return m_story.isOfEngine; }
     // For another job to end, silently.
@@ -49,6 +55,7 @@ private:
     Room m_room{RunStory::mostBytes};
     Findings m_findings;
     Transfers m_transfers;
+    bool m_hasFound = false; // by the last line
     bool m_isWaiting = false;
     bool m_hasEnded = false;
     bool m_isReplaced = false;

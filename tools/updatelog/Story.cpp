@@ -23,14 +23,17 @@ bool isOneOf(std::string_view id, const std::array<std::string_view, size> &ids)
 
 } // namespace
 
-StoryTeller::StoryTeller(Sink sink)
-    : m_sink(std::move(sink)) {
+StoryTeller::StoryTeller(Sink sink, Watcher watcher)
+    : m_sink(std::move(sink))
+    , m_watcher(std::move(watcher)) {
 }
 
 void StoryTeller::take(const LogEntry &entry) {
     OpenRun &run = runOf(entry);
     m_last = run.number();
     run.take(entry);
+    if (m_watcher)
+        m_watcher(entry, run);
     replaceBefore(run);
     handOn(false);
 }

@@ -13,12 +13,18 @@ class StoryTeller {
 public:
     using Sink = std::function<void(RunStory)>;
 
+    // Is told of every entry, with the run that has got it.
+    using Watcher = std::function<void(const LogEntry &, const OpenRun &)>;
+
     // The sink gets every run, in the order in which they began.
-    explicit StoryTeller(Sink sink);
+    explicit StoryTeller(Sink sink, Watcher watcher = nullptr);
 
     void take(const LogEntry &entry);
     // After the last entry.
     void finish();
+
+    // The one that began last; null before the first, and after the last entry.
+    const OpenRun *newestRun() const { return m_open.empty() ? nullptr : &m_open.back(); }
 
 private:
     using Test = std::function<bool(const OpenRun &)>;
@@ -32,6 +38,7 @@ private:
     void handOn(bool all);
 
     Sink m_sink;
+    Watcher m_watcher;
     std::uint64_t m_begun = 0;
     std::deque<OpenRun> m_open; // in the order in which they began
     std::uint64_t m_last = 0;   // the number of the one that got the line before

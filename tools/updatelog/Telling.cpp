@@ -1,7 +1,6 @@
 #include "Telling.h"
 
 #include <algorithm>
-#include <functional>
 #include <set>
 
 #include <nlohmann/json.hpp>
@@ -67,7 +66,7 @@ std::string stateInWords(InstallationStory::State state) {
     return "not begun";
 }
 
-std::string counted(unsigned count, const std::string &what) {
+std::string counted(std::size_t count, const std::string &what) {
     return std::to_string(count) + " " + what + (count == 1 ? "" : "s");
 }
 
@@ -80,7 +79,38 @@ std::string unknownInWords(const RunStory &story) {
            (count == 1 ? " line that nobody knows" : " lines that nobody knows");
 }
 
-std::string transferInWords(const TransferStory &transfer) {
+std::string causesInWords(const Finding &finding) {
+    std::string words;
+    for (const std::string &cause : finding.causes)
+        words += " " + cause;
+    return words;
+}
+
+Json findingInJson(const Finding &finding) {
+    return {{"line", finding.line},     {"time", finding.time},     {"text", finding.text},
+            {"id", finding.id},         {"file", finding.file},     {"happened", finding.happened},
+            {"causes", finding.causes}, {"remedy", finding.remedy}, {"settled", finding.settled}};
+}
+
+} // namespace
+
+bool isWell(const RunStory &story) {
+    return story.end == RunEnd::well || story.end == RunEnd::nothingToDo;
+}
+
+std::optional<Colour> colourOf(Tone tone) {
+    switch (tone) {
+    case Tone::good:
+        return Colour::green;
+    case Tone::bad:
+        return Colour::red;
+    case Tone::plain:
+        break;
+    }
+    return std::nullopt;
+}
+
+std::string inWords(const TransferStory &transfer) {
     std::string text =
         transfer.url + ": " + stateInWords(transfer.state) + ", " + counted(transfer.attempts, "attempt");
     if (transfer.resumes > 0)
@@ -92,8 +122,11 @@ std::string transferInWords(const TransferStory &transfer) {
     return text + ", " + transfer.began + " to " + transfer.ended;
 }
 
-// For people: on one line, and no longer than they read.
-std::string shown(const std::string &text) {
+std::string inWords(const InstallationStory &installation) {
+    return installation.path + ": " + stateInWords(installation.state);
+}
+
+std::string onOneLine(const std::string &text) {
     constexpr std::size_t most = 500;
     const std::size_t begin = text.find_first_not_of(" \n");
     if (begin == std::string::npos)
@@ -109,43 +142,57 @@ std::string shown(const std::string &text) {
     return line.substr(0, end) + " ...";
 }
 
-std::string causesInWords(const Finding &finding) {
-    std::string words;
-    for (const std::string &cause : finding.causes)
-        words += " " + cause;
+std::vector<std::string> factsOf(const RunStory &story) {
+    std::vector<std::string> facts = {"lines " + std::to_string(story.firstLine) + " to " +
+                                      std::to_string(story.lastLine) + ", last at " +
+                                      (story.ended.empty() ? "no time" : story.ended)};
+    if (!story.affiliate.empty())
+        facts.push_back("affiliate " + story.affiliate);
+    if (story.waited)
+        facts.emplace_back("waited for another job");
+    if (!story.answer.empty())
+        facts.push_back("the service answered: " + story.answer +
+                        (story.httpCode.empty() ? "" : " (HTTP " + story.httpCode + ")"));
+    return facts;
+}
+
+std::vector<std::string> explanationOf(const Finding &finding) {
+    std::vector<std::string> words = {finding.happened};
+    if (!finding.causes.empty())
+        words.push_back("Causes:" + causesInWords(finding));
+    words.push_back("To do: " + finding.remedy);
     return words;
 }
 
-// The run's findings; of several of a kind one is explained.
-void addFindings(const RunStory &story, const std::function<void(const std::string &, Tone)> &add) {
+// Of several of a kind one is explained.
+std::vector<FindingTelling> tellingsOf(const RunStory &story) {
+    std::vector<FindingTelling> all;
     std::set<std::string> told;
     for (const Finding &finding : story.findings) {
-        const bool isSettled = !finding.settled.empty();
-        add("  line " + std::to_string(finding.line) + ": " + shown(finding.text),
-            isSettled ? Tone::plain : Tone::bad);
-        if (isSettled) {
-            add("    " + finding.settled, Tone::plain);
-            continue;
-        }
-        if (!told.insert(finding.happened).second)
-            continue;
-        add("    " + finding.happened, Tone::plain);
-        if (!finding.causes.empty())
-            add("    Causes:" + causesInWords(finding), Tone::plain);
-        add("    To do: " + finding.remedy, Tone::plain);
+        all.push_back({&finding, {}});
+        if (!finding.settled.empty())
+            all.back().words = {finding.settled};
+        else if (told.insert(finding.happened).second)
+            all.back().words = explanationOf(finding);
     }
+    return all;
 }
 
-Json findingInJson(const Finding &finding) {
-    return {{"line", finding.line},     {"time", finding.time},     {"text", finding.text},
-            {"id", finding.id},         {"file", finding.file},     {"happened", finding.happened},
-            {"causes", finding.causes}, {"remedy", finding.remedy}, {"settled", finding.settled}};
-}
-
-} // namespace
-
-bool isWell(const RunStory &story) {
-    return story.end == RunEnd::well || story.end == RunEnd::nothingToDo;
+std::vector<std::string> inBrief(const RunStory &story) {
+    const auto came = std::count_if(story.transfers.begin(), story.transfers.end(), [](const auto &each) {
+        return each.state == TransferStory::State::done;
+    });
+    const auto installed =
+        std::count_if(story.installations.begin(), story.installations.end(),
+                      [](const auto &each) { return each.state == InstallationStory::State::done; });
+    std::vector<std::string> words = {"run " + std::to_string(story.number), kindInWords(story.kind)};
+    if (story.end != RunEnd::stopped)
+        words.push_back(endInWords(story));
+    if (!story.transfers.empty())
+        words.push_back(std::to_string(came) + " of " + counted(story.transfers.size(), "file"));
+    if (!story.installations.empty())
+        words.push_back(std::to_string(installed) + " of " + counted(story.installations.size(), "package"));
+    return words;
 }
 
 TellingLine inOneLine(const RunStory &story) {
@@ -158,27 +205,23 @@ TellingLine inOneLine(const RunStory &story) {
 
 std::vector<TellingLine> inFull(const RunStory &story) {
     std::vector<TellingLine> lines{inOneLine(story)};
-    const auto add = [&lines](const std::string &text, Tone tone = Tone::plain) {
-        lines.push_back({text, 6, tone});
+    const auto add = [&lines](const std::string &text, bool isBad = false) {
+        lines.push_back({text, 6, isBad ? Tone::bad : Tone::plain});
     };
-    add("  lines " + std::to_string(story.firstLine) + " to " + std::to_string(story.lastLine) +
-        ", last at " + (story.ended.empty() ? "no time" : story.ended));
-    if (!story.affiliate.empty())
-        add("  affiliate " + story.affiliate);
-    if (story.waited)
-        add("  waited for another job");
-    if (!story.answer.empty())
-        add("  the service answered: " + story.answer +
-            (story.httpCode.empty() ? "" : " (HTTP " + story.httpCode + ")"));
+    for (const std::string &fact : factsOf(story))
+        add("  " + fact);
     for (const TransferStory &transfer : story.transfers)
-        add("  " + transferInWords(transfer),
-            transfer.state == TransferStory::State::done ? Tone::plain : Tone::bad);
+        add("  " + inWords(transfer), transfer.state != TransferStory::State::done);
     for (const InstallationStory &installation : story.installations)
-        add("  " + installation.path + ": " + stateInWords(installation.state),
-            installation.state == InstallationStory::State::done ? Tone::plain : Tone::bad);
-    addFindings(story, add);
+        add("  " + inWords(installation), installation.state != InstallationStory::State::done);
+    for (const FindingTelling &told : tellingsOf(story)) {
+        add("  line " + std::to_string(told.finding->line) + ": " + onOneLine(told.finding->text),
+            told.finding->settled.empty());
+        for (const std::string &words : told.words)
+            add("    " + words);
+    }
     for (const UnknownLine &unknown : story.unknownLines)
-        add("  line " + std::to_string(unknown.line) + ", which nobody knows: " + shown(unknown.text));
+        add("  line " + std::to_string(unknown.line) + ", which nobody knows: " + onOneLine(unknown.text));
     if (story.left > 0)
         add("  and " + std::to_string(story.left) + " more of these kinds");
     return lines;

@@ -2,34 +2,31 @@
 
 #include <cerrno>
 #include <deque>
+#include <filesystem>
 #include <fstream>
 #include <iostream>
 #include <system_error>
+#include <utility>
+#include <vector>
 
 #include <nlohmann/json.hpp>
 
+#include "Interrupts.h"
 #include "LogReader.h"
+#include "OutputFile.h"
 #include "Paper.h"
+#include "RunLines.h"
+#include "RunsPage.h"
 #include "Story.h"
 #include "Telling.h"
 #include "TimeForm.h"
+#include "UnusableInput.h"
 
 namespace {
 
-// So many runs are told where nothing else is asked for.
+// So many runs are told where nothing else is asked for, and so many fit a page at most.
 constexpr std::size_t newestRuns = 10;
-
-std::optional<Colour> colourOf(TellingLine::Tone tone) {
-    switch (tone) {
-    case TellingLine::Tone::good:
-        return Colour::green;
-    case TellingLine::Tone::bad:
-        return Colour::red;
-    case TellingLine::Tone::plain:
-        break;
-    }
-    return std::nullopt;
-}
+constexpr std::size_t mostRunsOfPage = 100;
 
 // What a run was asked for by: its number, or when it was last heard of.
 bool isAskedFor(const RunStory &story, const UpdateLogOptions &options) {
@@ -97,6 +94,45 @@ private:
     bool m_hasTold = false;
 };
 
+// A page of the same runs, with their lines.
+class PageMaker {
+public:
+    explicit PageMaker(const UpdateLogOptions &options)
+        : m_options(options) {}
+
+    bool isWanted() const { return m_options.page.has_value(); }
+    void watch(const LogEntry &entry, const OpenRun &run) {
+        if (isWanted())
+            m_lines.take(entry, run);
+    }
+    void take(const RunStory &story) {
+        RunLines lines = m_lines.linesOf(story.number);
+        m_hasRuns |= story.isOfEngine;
+        if (!isWanted() || !isAskedFor(story, m_options))
+            return;
+        m_runs.push_back({story, std::move(lines)});
+        if (m_runs.size() > (m_options.all ? mostRunsOfPage : newestRuns))
+            m_runs.erase(m_runs.begin());
+    }
+    // Nothing is written where there is nothing to tell.
+    void finish() const {
+        if (isWanted() && m_hasRuns && !m_runs.empty())
+            putFile(*m_options.page, runsPage(m_options.file, m_runs));
+    }
+
+private:
+    const UpdateLogOptions &m_options;
+    LineKeeper m_lines;
+    std::vector<RunOfPage> m_runs;
+    bool m_hasRuns = false;
+};
+
+void refuseTheLogAsPage(const UpdateLogOptions &options) {
+    std::error_code unknown; // what cannot be looked at is not the log, which can be read
+    if (options.page && std::filesystem::equivalent(options.file, *options.page, unknown))
+        throw UnusableInput(*options.page + " is the log itself");
+}
+
 } // namespace
 
 bool isTime(const std::string &text) {
@@ -104,15 +140,27 @@ bool isTime(const std::string &text) {
 }
 
 int runUpdateLog(const UpdateLogOptions &options) {
+    // An interrupt leaves no half of a page; it is waited for before there is any other thread.
+    std::optional<Interrupts> interrupts;
+    if (options.page)
+        interrupts.emplace();
     std::ifstream log(options.file, std::ios::binary);
     if (!log)
         throw std::system_error(errno, std::generic_category(), options.file);
+    refuseTheLogAsPage(options);
     Teller teller(options);
-    StoryTeller stories([&teller](RunStory story) { teller.take(std::move(story)); });
+    PageMaker page(options);
+    StoryTeller stories(
+        [&teller, &page](RunStory story) {
+            page.take(story);
+            teller.take(std::move(story));
+        },
+        [&page](const LogEntry &entry, const OpenRun &run) { page.watch(entry, run); });
     LogReader reader(log);
     while (const std::optional<LogEntry> entry = reader.next())
         stories.take(*entry);
     stories.finish();
+    page.finish();
     const int status = teller.finish();
     if (status == Statuses::unusable)
         std::cerr << "updatelog: " << options.file

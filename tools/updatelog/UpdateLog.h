@@ -11,6 +11,7 @@ struct UpdateLogOptions {
     std::optional<std::uint64_t> run;
     std::string since; // "2026-11-22" or "2026-11-22.07:00:00"
     bool json = false;
+    std::optional<std::string> page; // the file that they are written to, too
 };
 
 // Whether it may stand for "since".

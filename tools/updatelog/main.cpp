@@ -19,8 +19,11 @@ int main(int argc, char **argv) {
         ->type_name("TIME")
         ->check([](const std::string &text) { return isTime(text) ? "" : "no such time: " + text; });
     app.add_flag("--json", options.json, "One JSON object a run, one a line");
+    app.add_option("--html", options.page, "Write them as a page too, with a timeline and their lines")
+        ->type_name("FILE");
     app.footer("The newest run, or the one that is asked for, is told in full.\n\n"
-               "Example:\n  $ updatelog --since 2026-11-22\n\n"
+               "Examples:\n  $ updatelog --since 2026-11-22\n"
+               "  $ updatelog --html runs.html\n\n"
                "Exit status:\n"
                "  0  the newest run, or the one that was asked for, was well\n"
                "  1  it was not\n"

@@ -1,0 +1,42 @@
+#include "RunLines.h"
+
+#include <utility>
+
+#include "MessageFile.h"
+
+namespace {
+
+std::string aboutOf(const Recognised &known) {
+    const std::string url = valueOf(known, "url");
+    return url.empty() ? fileOf(known) : url;
+}
+
+} // namespace
+
+void LineKeeper::take(const LogEntry &entry, const OpenRun &run) {
+    RunLine line;
+    line.line = entry.line;
+    line.time = entry.time;
+    line.text = entry.text;
+    if (entry.known) {
+        line.about = aboutOf(*entry.known);
+        line.message = entry.known->message;
+        line.which = entry.known->which;
+    }
+    line.isFailure = run.found() != nullptr;
+    RunLines &kept = m_runs[run.number()];
+    if (kept.room.refused() > 0)
+        kept.room.refuse(); // what is kept has no gaps
+    else if (kept.room.take(sizeof line + line.text.size() + line.about.size()))
+        kept.lines.push_back(std::move(line));
+}
+
+RunLines LineKeeper::linesOf(std::uint64_t run) {
+    RunLines lines = std::move(m_runs[run]);
+    m_runs.erase(run);
+    return lines;
+}
+
+bool isAbout(const RunLine &line, const std::string &file) {
+    return !line.about.empty() && (line.about == file || line.about == fileNameOf(file));
+}
