@@ -3,10 +3,12 @@
 
 #include <CLI/CLI.hpp>
 
+#include "Follower.h"
 #include "UpdateLog.h"
 
 int main(int argc, char **argv) {
     UpdateLogOptions options;
+    bool follow = false;
     options.file = "/var/log/DownloadManager.log";
     CLI::App app("Tells what the update engine did, from its log", "updatelog");
     app.set_version_flag("--version", "updatelog " VERSION, "Show the version");
@@ -21,6 +23,8 @@ int main(int argc, char **argv) {
     app.add_flag("--json", options.json, "One JSON object a run, one a line");
     app.add_option("--html", options.page, "Write them as a page too, with a timeline and their lines")
         ->type_name("FILE");
+    app.add_flag("--follow", follow, "Tell every line when it comes, until an interrupt")
+        ->excludes("--all", "--run", "--since", "--json", "--html");
     app.footer("The newest run, or the one that is asked for, is told in full.\n\n"
                "Examples:\n  $ updatelog --since 2026-11-22\n"
                "  $ updatelog --html runs.html\n\n"
@@ -30,7 +34,10 @@ int main(int argc, char **argv) {
                "  2  no usable log, or a wrong call\n");
     try {
         app.parse(argc, argv);
-        return runUpdateLog(options);
+        if (follow)
+            followLog(options.file);
+        else
+            return runUpdateLog(options);
     } catch (const CLI::ParseError &error) {
         return app.exit(error) == 0 ? Statuses::well : Statuses::unusable;
     } catch (const std::exception &error) {
