@@ -9,9 +9,9 @@
 #include "LintFixture.h"
 #include "LintInput.h"
 #include "LintPairs.h"
-#include "Offer.h"
 #include "Plan.h"
 #include "ReleaseFile.h"
+#include "ReleaseOffer.h"
 
 namespace {
 

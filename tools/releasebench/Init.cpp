@@ -1,16 +1,16 @@
 #include "Init.h"
 
+#include "Archive.h"
 #include "Example.h"
 #include "OutputFolder.h"
 #include "Paper.h"
 #include "Statuses.h"
-#include "Tar.h"
 #include "UnusableInput.h"
 
 namespace {
 
 std::string packageOf(const std::string &name, const std::string &version) {
-    return tarOf({{"Applications/Brovik/" + name + "/version", version + "\n"}});
+    return archiveOf({{"Applications/Brovik/" + name + "/version", version + "\n"}}, Compression::none, 0644);
 }
 
 FolderFiles exampleFiles() {

@@ -8,9 +8,7 @@
 #include "PackageRecords.h"
 #include "Paths.h"
 #include "PropertyList.h"
-#include "Publication.h"
 #include "ReleaseRecord.h"
-#include "ServiceReply.h"
 #include "TemporaryFolder.h"
 #include "Text.h"
 #include "TextList.h"
@@ -18,19 +16,11 @@
 
 namespace {
 
-// A fresh installation asks with its whole affiliate id (kept as shipped).
-std::string replyTo(const Asker &asker, const Release &release, Job job) {
-    ServiceQuestion question;
-    question.affId = job == Job::update ? upToDash(asker.affiliate) : asker.affiliate;
-    TolvaneHandler().splitString(asker.application, ',', question.appIds);
-    return serviceReply(releasesXml(release), question).value_or("");
-}
-
 // Catalogs as the engine has them on a machine, in a folder of one's own.
 class Downloads {
 public:
-    Downloads(const Release &release, Job job)
-        : m_release(release) {
+    Downloads(const CatalogText &textOf, Job job)
+        : m_textOf(textOf) {
         m_records.setFreshInstallMode(job == Job::freshInstall);
     }
 
@@ -58,19 +48,12 @@ public:
 private:
     std::string write(const OfferedCatalog &catalog) {
         const std::filesystem::path file = m_folder.path() / catalog.group / afterLastSlash(catalog.path);
-        writeNewFile(file, textOf(catalog.url));
+        if (const std::optional<std::string> text = m_textOf(catalog))
+            writeNewFile(file, *text);
         return file.string();
     }
 
-    std::string textOf(const std::string &url) const {
-        for (const ReleaseCatalog &catalog : m_release.catalogs) {
-            if (catalog.url() == url)
-                return catalogXml(catalog, factsByName);
-        }
-        return "";
-    }
-
-    const Release &m_release;
+    const CatalogText &m_textOf;
     PackageRecords m_records; // empty, as long as catalogs are fetched
     TemporaryFolder m_folder;
     std::list<std::string> m_files;
@@ -78,9 +61,8 @@ private:
 
 } // namespace
 
-Offer offerTo(const Asker &asker, const Release &release, Job job) {
+Offer offerOf(const std::string &reply, Job job, const CatalogText &textOf) {
     const OwnStreams quiet; // the engine prints what it reads
-    const std::string reply = replyTo(asker, release, job);
     Offer offer;
     offer.isAnswered = TolvaneHandler().processResponse(reply);
     if (!offer.isAnswered)
@@ -91,7 +73,7 @@ Offer offerTo(const Asker &asker, const Release &release, Job job) {
     std::map<std::string, std::list<const char *>> urls = parser.getCatalogUrls(reply);
     OwnedTexts core(std::move(urls["Core"]));
     OwnedTexts partner(std::move(urls["Partner"]));
-    Downloads downloads(release, job);
+    Downloads downloads(textOf, job);
     offer.catalogs = downloads.fetch("Core", core.list(), coreCatalogDirectory());
     for (OfferedCatalog &catalog : downloads.fetch("Partner", partner.list(), partnerCatalogDirectory()))
         offer.catalogs.push_back(std::move(catalog));
@@ -106,16 +88,11 @@ Offer offerTo(const Asker &asker, const Release &release, Job job) {
     return offer;
 }
 
-std::vector<std::string> orderNamesOf(const Release &release) {
+std::vector<std::string> orderNamesIn(const std::string &propertyList) {
     const TemporaryFolder folder;
     const std::filesystem::path file = folder.path() / "DynaConfig.plist";
-    writeNewFile(file, orderList(release.order));
+    writeNewFile(file, propertyList);
     const std::optional<PropertyList> list = PropertyList::read(file.string());
     return list ? list->strings("InstallPkgOrder").value_or(std::vector<std::string>())
                 : std::vector<std::string>();
-}
-
-Asker firstAsker(const Release &release) {
-    const Audience &audience = release.audience.front();
-    return {audience.affiliates.front(), audience.products.front().application};
 }

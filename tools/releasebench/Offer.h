@@ -2,11 +2,12 @@
 // catalogs one by one (LintInput); whatever else is told of machines comes from here.
 #pragma once
 
+#include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "CatalogParser.h"
-#include "Release.h"
 
 enum class Job { update, freshInstall };
 
@@ -34,13 +35,12 @@ struct Offer {
     std::vector<ProductInfo> products;       // for a fresh installation
 };
 
-// A package's hash is the name of its file here. Throws std::system_error when the temporary files that the
-// engine reads cannot be made.
-Offer offerTo(const Asker &asker, const Release &release, Job job);
+// Gives a catalog's text; none when it could not be fetched.
+using CatalogText = std::function<std::optional<std::string>(const OfferedCatalog &catalog)>;
 
-// The order of installation, as the engine reads it from the property list that the release ships. Throws
-// std::system_error as above.
-std::vector<std::string> orderNamesOf(const Release &release);
+// What a reply offers. Throws std::system_error when the temporary files that the engine reads cannot be
+// made.
+Offer offerOf(const std::string &reply, Job job, const CatalogText &textOf);
 
-// The first who is asked for by a release.
-Asker firstAsker(const Release &release);
+// The order of installation, as the engine reads it from a property list of that text. Throws as above.
+std::vector<std::string> orderNamesIn(const std::string &propertyList);

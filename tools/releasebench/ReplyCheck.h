@@ -3,6 +3,7 @@
 #include <string>
 
 #include "Offer.h"
+#include "Release.h"
 #include "ServerCheck.h"
 
 // A request of the engine's to the update service.

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "ReleaseFile.h"
+#include "ReleaseOffer.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "Explain.h"
+#include "Explanation.h"
 
 #include <nlohmann/json.hpp>
 
@@ -84,10 +84,10 @@ Json orderOf(const Plan &plan) {
 
 } // namespace
 
-std::string explanationInJson(const Explanation &explanation) {
+Json explanationInJson(const Explanation &explanation) {
     const Offer &offer = explanation.offer;
     const Plan &plan = explanation.plan;
-    const Json json = {
+    return {
         {"job", explanation.job == Job::update ? "update" : "fresh-install"},
         {"product", explanation.machine.product},
         {"system", explanation.machine.system},
@@ -108,6 +108,4 @@ std::string explanationInJson(const Explanation &explanation) {
           {"partnerVersion", offer.partnerVersion},
           {"brandingBuild", offer.brandingBuild}}},
     };
-    // Names may hold any bytes; those that are no UTF-8 are replaced.
-    return json.dump(2, ' ', false, Json::error_handler_t::replace);
 }
