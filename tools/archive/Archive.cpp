@@ -178,7 +178,8 @@ ArchivedFiles filesOfArchive(const std::string &path, const ArchiveBounds &bound
         const std::string name = pathOf(entry);
         if (files.size() == bounds.files)
             throw UnusableArchive("holds too many files");
-        if (archive_entry_size_is_set(entry) != 0 && archive_entry_size(entry) > static_cast<la_int64_t>(left))
+        if (archive_entry_size_is_set(entry) != 0 &&
+            archive_entry_size(entry) > static_cast<la_int64_t>(left))
             throw UnusableArchive(name + " is too long");
         const auto [place, isNew] = files.emplace(name, contentOf(reader.get(), left));
         if (!isNew)

@@ -78,6 +78,7 @@ void OpenRun::tell(const LogEntry &entry) {
     m_isJobStarted |= id == "job-started";
     m_transfers.take(entry, m_room);
     tellService(id, known);
+    keepExchange(entry);
     tellInstallation(id, known);
     tellEnd(id, isFailure);
 }
@@ -101,6 +102,15 @@ void OpenRun::tellService(const std::string &id, const Recognised &known) {
     } else if (id == "reply-failed" || id == "reply-unsupported") {
         m_story.answer = "a refusal";
     }
+}
+
+void OpenRun::keepExchange(const LogEntry &entry) {
+    const std::string &id = entry.known->message->id;
+    if ((id != "request" && id != "reply") || entry.isShortened)
+        return;
+    std::string text = valueOf(*entry.known, id);
+    if (m_room.take(text.size()))
+        (id == "request" ? m_story.request : m_story.reply) = std::move(text);
 }
 
 void OpenRun::tellInstallation(const std::string &id, const Recognised &known) {

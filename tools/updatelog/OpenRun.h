@@ -44,6 +44,7 @@ private:
     void keepUnknown(const LogEntry &entry);
     void tell(const LogEntry &entry);
     void tellService(const std::string &id, const Recognised &known);
+    void keepExchange(const LogEntry &entry);
     void tellInstallation(const std::string &id, const Recognised &known);
     void addInstallation(const std::string &path);
     void tellEnd(const std::string &id, bool isFailure);

@@ -71,6 +71,8 @@ struct RunStory {
     std::string affiliate;
     std::string httpCode;
     std::string answer; // in words; empty when the service was not asked
+    std::string request; // as it went out; empty where the log does not have it whole
+    std::string reply;   // likewise
     bool waited = false;
     std::vector<TransferStory> transfers;
     std::vector<InstallationStory> installations;

@@ -1,9 +1,12 @@
 #include <exception>
+#include <functional>
 #include <iostream>
 
 #include <CLI/CLI.hpp>
 
+#include "BundleCommand.h"
 #include "Follower.h"
+#include "ReplayCommand.h"
 #include "UpdateLog.h"
 
 int main(int argc, char **argv) {
@@ -32,12 +35,17 @@ int main(int argc, char **argv) {
                "  0  the newest run, or the one that was asked for, was well\n"
                "  1  it was not\n"
                "  2  no usable log, or a wrong call\n");
+    std::function<int()> command = [&options, &follow] {
+        if (!follow)
+            return runUpdateLog(options);
+        followLog(options.file); // until a signal ends the process
+        return Statuses::unusable;
+    };
+    addBundleCommand(app, command);
+    addReplayCommand(app, command);
     try {
         app.parse(argc, argv);
-        if (follow)
-            followLog(options.file);
-        else
-            return runUpdateLog(options);
+        return command();
     } catch (const CLI::ParseError &error) {
         return app.exit(error) == 0 ? Statuses::well : Statuses::unusable;
     } catch (const std::exception &error) {
