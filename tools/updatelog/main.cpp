@@ -5,6 +5,7 @@
 #include <CLI/CLI.hpp>
 
 #include "BundleCommand.h"
+#include "CheckCommand.h"
 #include "Follower.h"
 #include "ReplayCommand.h"
 #include "UpdateLog.h"
@@ -41,6 +42,7 @@ int main(int argc, char **argv) {
         followLog(options.file); // until a signal ends the process
         return Statuses::unusable;
     };
+    addCheckCommand(app, command);
     addBundleCommand(app, command);
     addReplayCommand(app, command);
     try {

@@ -1,0 +1,136 @@
+// The configuration files, as the engine reads them.
+#include <map>
+#include <optional>
+#include <string>
+
+#include <libxml/tree.h>
+
+#include "CheckPaths.h"
+#include "CheckTheme.h"
+#include "ExternalLibraries.h"
+#include "LibXmlWrapper.h"
+#include "OsVersion.h"
+#include "OwnStreams.h"
+#include "Paths.h"
+#include "PropertyList.h"
+#include "RegularFile.h"
+#include "UpdateManager.h"
+
+namespace {
+
+constexpr CheckRule configurationUnreadable = {
+    "configuration-unreadable",
+    "A check asks for release \"legacy\" and without any product, and prepares what it finds; before the "
+    "first "
+    "installation that is as it should be.",
+    "Put a copy of the product's configuration back, or install the product anew.", CheckDocument::faults,
+    "KilledChild.CopyOfTheConfiguration"};
+constexpr CheckRule applicationUnknown = {
+    "application-unknown", "A check asks without any product, and is offered nothing.",
+    "Give the product's configuration its one AppID.", CheckDocument::faults,
+    "InputSubscription.TellsAProductNothingOrEndsTheRun"};
+constexpr CheckRule settingTwice = {
+    "setting-twice", "Each update appends another copy, and readers that expect one take none.",
+    "Leave one of them in the configuration.", CheckDocument::limits,
+    "A setting that stands twice in the product configuration"};
+constexpr CheckRule orderMissing = {
+    "order-missing", "No package whose path contains \"repost\" is ever installed.",
+    "Put the suite's dynamic configuration back, with its \"InstallPkgOrder\".", CheckDocument::limits,
+    "Packages whose path contains \"repost\""};
+constexpr CheckRule propertyListNoFile = {
+    "property-list-is-no-file",
+    "A fresh installation asks with the default ids, and puts a list of its own in its place.",
+    "Remove it, and have the suite's installer write its list.", CheckDocument::faults,
+    "PlantedPropertyList.IsNeitherFollowedNorWaitedFor"};
+constexpr CheckRule propertyListUnreadable = {"property-list-unreadable",
+                                              "A fresh installation asks with the default ids.",
+                                              "Remove it, and have the suite's installer write its list.",
+                                              CheckDocument::faults, "InputFault.EndsInTimeAndHarmsNothing"};
+constexpr CheckRule propertyListAnothers = {
+    "property-list-of-another",
+    "Whoever may write it chooses the product that a fresh installation asks for.",
+    "Remove it, and have the suite's installer write its list as root.", CheckDocument::limits,
+    "The installer's property list may be anybody's"};
+constexpr CheckRule systemUnknown = {
+    "system-version-unknown", "A run asks for system 0.0.0, and hot-fixes for later systems do not apply.",
+    "Put the system's own version list back.", CheckDocument::faults, "InputFault.EndsInTimeAndHarmsNothing"};
+
+// --- the product's
+
+bool tellsApplication(const LibXmlWrapper &configuration) {
+    if (!configuration.getXPathStringValue("/ProductConfiguration/AppID").empty())
+        return true;
+    // Else the subscription does, once: the marker says that it was asked.
+    return isAbsent(appIdMarkerPath) && statusOf(subscriptionLibraryPath);
+}
+
+void lookForSettingsTwice(const LibXmlWrapper &configuration, const TellCheck &tell) {
+    std::map<std::string, int> counts;
+    for (const xmlNode *node = configuration.PrintRootElement()->children; node != nullptr;
+         node = node->next) {
+        if (node->type == XML_ELEMENT_NODE)
+            ++counts[reinterpret_cast<const char *>(node->name)];
+    }
+    for (const auto &[name, count] : counts) {
+        if (count > 1)
+            tell(settingTwice, name + " stands " + std::to_string(count) + " times in " + prodConfigXml);
+    }
+}
+
+void lookAtProduct(const TellCheck &tell) {
+    const OwnStreams quiet; // the engine tells what it cannot parse
+    const LibXmlWrapper configuration(prodConfigXml);
+    if (!configuration.isXPathElementExists("/ProductConfiguration")) {
+        tell(configurationUnreadable, "there is no product configuration at " + prodConfigXml);
+        return;
+    }
+    if (!tellsApplication(configuration))
+        tell(applicationUnknown,
+             prodConfigXml + " does not tell the product's AppID, nor does a subscription");
+    lookForSettingsTwice(configuration, tell);
+}
+
+// --- the others'
+
+void lookAtOrder(const TellCheck &tell) {
+    if (UpdateManager().getInstalationOrder().empty())
+        tell(orderMissing, std::string("there is no order of installation in ") + dynaConfigPlistPath);
+}
+
+// The installer makes it, so without one no fresh installation is at hand. A folder is another finding.
+void lookAtPropertyList(const TellCheck &tell) {
+    const std::string path = configurationPlistPath;
+    const auto status = statusAt(path);
+    if (!status || S_ISDIR(status->st_mode))
+        return;
+    if (!S_ISREG(status->st_mode)) {
+        tell(propertyListNoFile, path + " is a link, or no file");
+        return;
+    }
+    if (!isOnlyRoots(*status))
+        tell(propertyListAnothers, "others than root may write " + path);
+    if (!PropertyList::readFromOpenFolder(path))
+        tell(propertyListUnreadable, path + " is no property list");
+}
+
+void lookAtSystem(const TellCheck &tell) {
+    const OsVersion version = readOsVersion();
+    if (version.major == 0)
+        tell(systemUnknown, std::string(systemVersionPlistPath) + " does not tell the system's version");
+}
+
+void look(const TellCheck &tell) {
+    initialiseExternalLibraries();
+    lookAtProduct(tell);
+    lookAtOrder(tell);
+    lookAtPropertyList(tell);
+    lookAtSystem(tell);
+}
+
+} // namespace
+
+CheckTheme checkedConfigurations() {
+    return {{&configurationUnreadable, &applicationUnknown, &settingTwice, &orderMissing, &propertyListNoFile,
+             &propertyListUnreadable, &propertyListAnothers, &systemUnknown},
+            look};
+}
