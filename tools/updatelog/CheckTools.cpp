@@ -123,12 +123,24 @@ void lookAtHashing(const TellCheck &tell) {
     }
 }
 
-// Where sudo looks for them, which may be elsewhere.
+// By the shell that sudo starts: where that looks may be elsewhere.
+bool isThereForSudo(const std::string &lookUp) {
+    return ask("sudo -n sh -c '" + lookUp + "'") == Answer::yes;
+}
+
+std::string lookUpOf(const ToolOfSudo &tool) {
+    return std::string("command -v ") + tool.name;
+}
+
 void lookAtToolsOfSudo(const TellCheck &tell) {
+    std::string all = ":";
+    for (const ToolOfSudo &tool : toolsOfSudo)
+        all += " && " + lookUpOf(tool);
+    if (isThereForSudo(all))
+        return; // as nearly always, at once
     for (const ToolOfSudo &tool : toolsOfSudo) {
-        const std::string name = tool.name;
-        if (ask("sudo -n sh -c 'command -v " + name + "'") != Answer::yes)
-            tell(tool.missing, "sudo finds no " + name);
+        if (!isThereForSudo(lookUpOf(tool)))
+            tell(tool.missing, std::string("sudo finds no ") + tool.name);
     }
 }
 
