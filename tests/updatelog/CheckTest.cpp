@@ -346,6 +346,7 @@ const std::vector<Unfit> &unfitMachines() {
         {"installer-missing", "Missing", [] { return missing("installer"); }},
 
         {"job-running", "Locked", lockedByAnother},
+        {"job-running", "WithItsMarker", [] { return both(lockedByAnother(), madeFile(updateMarkerPath)); }},
         {"marker-without-list", "Alone", [] { return madeFile(updateMarkerPath); }},
         {"list-without-marker", "Alone", [] { return waitingUpdateWithout(updateMarkerPath); }},
         {"list-without-configuration", "Alone", [] { return waitingUpdateWithout(updatedProdConfigXml); }},

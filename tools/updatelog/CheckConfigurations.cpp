@@ -64,6 +64,10 @@ bool tellsApplication(const LibXmlWrapper &configuration) {
     return isAbsent(appIdMarkerPath) && statusOf(subscriptionLibraryPath);
 }
 
+std::string repeatedText(const std::string &setting, int count) {
+    return setting + " stands " + std::to_string(count) + " times in " + prodConfigXml;
+}
+
 void lookForSettingsTwice(const LibXmlWrapper &configuration, const TellCheck &tell) {
     std::map<std::string, int> counts;
     for (const xmlNode *node = configuration.PrintRootElement()->children; node != nullptr;
@@ -73,7 +77,7 @@ void lookForSettingsTwice(const LibXmlWrapper &configuration, const TellCheck &t
     }
     for (const auto &[name, count] : counts) {
         if (count > 1)
-            tell(settingTwice, name + " stands " + std::to_string(count) + " times in " + prodConfigXml);
+            tell(settingTwice, repeatedText(name, count));
     }
 }
 
