@@ -47,6 +47,31 @@ TEST_F(Bundle, TellsTheVersionsAndTheMarkers) {
         EXPECT_EQ(marker.at("there"), std::filesystem::exists(marker.at("path"))) << marker;
 }
 
+TEST_F(Bundle, HoldsWhatACheckOfTheMachineFinds) {
+    std::filesystem::remove("/usr/local/Brovik/ProductConfig.xml");
+    const Ended checked = run({program, "check", "--json"});
+    EXPECT_THAT(checked.out, HasSubstr("configuration-unreadable"));
+    EXPECT_THAT(bundle().out, HasSubstr("  check.json  what a check of this machine finds\n"));
+    EXPECT_EQ(bundled().at("check.json"), checked.out);
+}
+
+TEST_F(Bundle, IsMadeWithoutACheckWhereOnlyRootCanCheck) {
+    shell("cd /tmp && setpriv --reuid 1234 --regid 1234 --clear-groups " + std::string(program) +
+          " bundle update.tar.gz >/tmp/told || true");
+    EXPECT_THAT(readText("/tmp/told"), HasSubstr("without check.json: only root "));
+    EXPECT_EQ(bundled().count("check.json"), 0u);
+    std::filesystem::remove("/tmp/told");
+}
+
+TEST_F(Bundle, KeepsNamesAsTheyAreAndIsUnpackedWithoutAWarning) {
+    std::filesystem::create_directories(coreCatalogDirectory());
+    const std::string path = coreCatalogDirectory() + "/" + std::string(200, 'x') + "\xc3\xa4\xff.xml";
+    writeText(path, "<a/>");
+    bundle();
+    EXPECT_EQ(shell("tar -tzf " + std::string(file) + " --quoting-style=literal 2>&1 >/dev/null"), "");
+    EXPECT_EQ(bundled().at("files" + path), "<a/>");
+}
+
 TEST_F(Bundle, ListsWhatItHoldsWithSizesBeforeItWrites) {
     check();
     const Ended made = bundle();

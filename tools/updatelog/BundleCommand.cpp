@@ -15,6 +15,7 @@
 #include "Archive.h"
 #include "BundleFacts.h"
 #include "BundleSources.h"
+#include "Check.h"
 #include "Descriptor.h"
 #include "Interrupts.h"
 #include "Paper.h"
@@ -47,7 +48,7 @@ BundleContent bundleContent() {
     std::optional<std::string> findings;
     std::optional<MissingFile> missing;
     try {
-        findings = bundledFindings();
+        findings = checkFindingsInJson(findingsOfMachine(false));
     } catch (const std::exception &error) {
         missing = MissingFile{bundleCheckName, error.what()};
     }

@@ -87,7 +87,3 @@ std::string bundleManifest(const BundleContent &content, bool isMasked) {
     // Names may hold any bytes; those that are no UTF-8 are replaced.
     return manifest.dump(2, ' ', false, Json::error_handler_t::replace) + "\n";
 }
-
-std::optional<std::string> bundledFindings() {
-    return std::nullopt;
-}
