@@ -56,6 +56,13 @@ TEST_F(LintCommand, WaitsForNoPipe) {
     EXPECT_THAT(ended.err, StartsWith("pipe: cannot be read, expected"));
 }
 
+TEST_F(LintCommand, AsksForTheFolderOfARelease) {
+    const Ended ended = lint({std::string(folder) + "/release.json"});
+    EXPECT_EQ(ended.status, 2);
+    EXPECT_EQ(ended.err,
+              std::string(folder) + "/release.json: is no catalog, expected the folder that it is in\n");
+}
+
 // They are told and are no findings.
 TEST_F(LintCommand, EndsWellWithNotesOnly) {
     change([](Json &release) { release["order"] = {"services.pkg"}; });

@@ -4,6 +4,7 @@
 #include "Example.h"
 #include "OutputFolder.h"
 #include "Paper.h"
+#include "Release.h"
 #include "Statuses.h"
 #include "UnusableInput.h"
 
@@ -14,7 +15,7 @@ std::string packageOf(const std::string &name, const std::string &version) {
 }
 
 FolderFiles exampleFiles() {
-    FolderFiles files = {{"release.json", exampleRelease}, {"README.md", exampleReadme}};
+    FolderFiles files = {{releaseFileName, exampleRelease}, {"README.md", exampleReadme}};
     for (const std::string name : {"platform", "services", "toolbar"})
         files["packages/1.0.1.0/" + name + ".pkg"] = packageOf(name, "1.0.1.0");
     for (const std::string name : {"suite", "extras"})

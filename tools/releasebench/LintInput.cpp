@@ -239,6 +239,10 @@ void readFolder(const fs::path &folder, LintInput &input) {
 }
 
 void readCatalogs(const std::vector<fs::path> &files, LintInput &input) {
+    for (const fs::path &file : files) {
+        if (file.filename() == releaseFileName)
+            throw UnusableInput(file.string() + ": is no catalog, expected the folder that it is in");
+    }
     const OwnStreams quiet;
     for (const fs::path &file : files)
         input.catalogs.push_back(catalogAlone(file));

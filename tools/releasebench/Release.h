@@ -81,6 +81,8 @@ struct Audience {
     std::vector<ReleaseProduct> partners;
 };
 
+constexpr const char *releaseFileName = "release.json";
+
 struct Release {
     std::filesystem::path folder;
     std::vector<Audience> audience;
@@ -88,7 +90,7 @@ struct Release {
     std::vector<std::string> order;
     Places places;
 
-    std::filesystem::path file() const { return folder / "release.json"; }
+    std::filesystem::path file() const { return folder / releaseFileName; }
     const ReleaseCatalog &catalogNamed(const std::string &name) const;
     // "FOLDER/release.json:12: catalogs[0].name", for messages.
     std::string at(const std::string &place) const;
