@@ -70,7 +70,7 @@ struct RunStory {
     std::string version;
     std::string affiliate;
     std::string httpCode;
-    std::string answer; // in words; empty when the service was not asked
+    std::string answer;  // in words; empty when the service was not asked
     std::string request; // as it went out; empty where the log does not have it whole
     std::string reply;   // likewise
     bool waited = false;
