@@ -21,6 +21,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "Background.h"
 #include "Check.h"
 #include "OtherUsers.h"
 #include "Paths.h"
@@ -265,6 +266,12 @@ Held pipeAt(const std::string &path) {
     return undoneBy([path] { fs::remove(path); });
 }
 
+Held pipeInPlaceOf(const std::string &path) {
+    const Held held = missing(path);
+    EXPECT_EQ(mkfifo(path.c_str(), 0644), 0);
+    return held;
+}
+
 Held ownedByAnother(const std::string &path) {
     EXPECT_EQ(chown(path.c_str(), 65534, 65534), 0);
     return undoneBy([path] { EXPECT_EQ(chown(path.c_str(), 0, 0), 0); });
@@ -276,6 +283,26 @@ std::string configurationWith(const std::string &from, const std::string &to) {
     if (at == std::string::npos)
         throw std::runtime_error("the product's configuration has no " + from);
     return text.replace(at, from.size(), to);
+}
+
+Held withVariable(const std::string &name, const std::string &value) {
+    const char *const before = getenv(name.c_str()); // NOLINT(concurrency-mt-unsafe)
+    setenv(name.c_str(), value.c_str(), 1);          // NOLINT(concurrency-mt-unsafe)
+    if (before == nullptr)
+        return undoneBy([name] { unsetenv(name.c_str()); }); // NOLINT(concurrency-mt-unsafe)
+    return undoneBy([name, was = std::string(before)] {
+        setenv(name.c_str(), was.c_str(), 1); // NOLINT(concurrency-mt-unsafe)
+    });
+}
+
+Held pathWith(const std::string &first) {
+    return withVariable("PATH", first + getenv("PATH")); // NOLINT(concurrency-mt-unsafe)
+}
+
+Held sharedFolder(const std::string &path) {
+    const Held held = madeFolder(path);
+    fs::permissions(path, fs::perms(0777));
+    return held;
 }
 
 // --- what is found
@@ -296,6 +323,26 @@ const std::vector<Unfit> &unfitMachines() {
     static const std::vector<Unfit> all = {
         {"others-may-write", "Folder", [] { return withMode(markerFolder, 0757); }},
         {"others-may-write", "Tool", [] { return withMode(hashToolPath, 0775); }},
+        {"others-may-write", "FolderAround", [] { return withMode("/usr/local", 0775); }},
+        {"others-may-write", "WaitingPackage",
+         [] {
+             const Held held = waitingUpdate();
+             fs::permissions(waitingPackage, fs::perms(0666));
+             return held;
+         }},
+        {"others-may-write", "FolderOfTheWaitingPackage",
+         [] {
+             const Held held = waitingUpdate();
+             fs::permissions(fs::path(waitingPackage).parent_path(), fs::perms(0777));
+             return held;
+         }},
+        {"path-others-may-write", "Writable",
+         [] { return both(pathWith("/tmp/tools:"), sharedFolder("/tmp/tools")); }},
+        {"path-others-may-write", "Here", [] { return pathWith(":"); }},
+        {"path-others-may-write", "Relative", [] { return pathWith("tools:"); }},
+        {"variable-decides", "Bash", [] { return withVariable("BASH_ENV", "/tmp/of-bash"); }},
+        {"variable-decides", "Keys", [] { return withVariable("SSLKEYLOGFILE", "/tmp/keys"); }},
+
         {"downloads-blocked", "File", [] { return madeFile(keyCoreDownloadCache); }},
         {"downloads-unwritable", "ReadOnly",
          [] {
@@ -367,6 +414,17 @@ const std::vector<Unfit> &unfitMachines() {
         {"list-not-taken", "SecondName", linkedTwice},
         {"list-not-taken", "Pipe", [] { return pipeAt(packageListPath); }},
         {"package-missing", "Missing", [] { return waitingUpdateWithout(waitingPackage); }},
+        {"download-is-no-file", "Package",
+         [] {
+             return both(madeFolder(keyCoreDownloadCache),
+                         madeFolder(packageDirectory() + "/1.0.1.0/One.pkg"));
+         }},
+        {"download-is-no-file", "Catalog",
+         [] {
+             const Held downloads = madeFolder(keyCoreDownloadCache);
+             fs::create_directories(partnerCatalogDirectory());
+             return both(downloads, pipeAt(partnerCatalogDirectory() + "/a.xml"));
+         }},
         {"left-beside", "List", [] { return madeFile(std::string(packageListPath) + ".4711"); }},
         {"left-beside", "PropertyList", [] { return madeFile(std::string(configurationPlistPath) + ".1"); }},
 
@@ -394,6 +452,7 @@ const std::vector<Unfit> &unfitMachines() {
         {"configuration-unreadable", "Missing", [] { return missing(prodConfigXml); }},
         {"configuration-unreadable", "Cut",
          [] { return changedTo(prodConfigXml, "<ProductConfiguration><A"); }},
+        {"configuration-is-a-pipe", "Pipe", [] { return pipeInPlaceOf(prodConfigXml); }},
         {"application-unknown", "NoId",
          [] { return changedTo(prodConfigXml, configurationWith("quaformac", "")); }},
         {"setting-twice", "Twice",
@@ -427,9 +486,8 @@ Held hostsWith(const std::string &name, const std::string &addition) {
     return changedTo("/etc/hosts", hosts.replace(at, service.size(), name) + addition);
 }
 
-Held proxied() {
-    setenv("https_proxy", "http://proxy.example.invalid:1", 1); // NOLINT(concurrency-mt-unsafe)
-    return undoneBy([] { unsetenv("https_proxy"); });           // NOLINT(concurrency-mt-unsafe)
+Held withoutAuthorities() {
+    return changedTo("/etc/ssl/certs/ca-certificates.crt", "none");
 }
 
 const std::vector<Unfit> &unfitNetworks() {
@@ -437,7 +495,9 @@ const std::vector<Unfit> &unfitNetworks() {
         {"service-unknown", "Unknown", [] { return hostsWith("another.example", ""); }},
         {"service-unreachable", "PortClosed",
          [] { return hostsWith("another.example", "127.0.0.77 " + service + "\n"); }},
-        {"proxy-unknown", "Unknown", proxied},
+        {"proxy-unknown", "Unknown",
+         [] { return withVariable("https_proxy", "http://proxy.example.invalid:1"); }},
+        {"service-certificate", "NoStoreOfAuthorities", withoutAuthorities},
         {"service-certificate", "Expired", [] { return withCertificate("expired"); }},
         {"service-certificate", "OfAnother", [] { return withCertificate("wrong-name"); }},
         {"service-tls", "Old", [] { return withHandshake("tls1.0"); }},
@@ -563,6 +623,41 @@ TEST(Check, TellsSeveralFindingsWithTheirRemediesAndRows) {
     EXPECT_EQ(finding.at("remedy"), "Run a check, which brings the list back.");
     for (const char *key : {"id", "text", "consequence", "row"})
         EXPECT_NE(finding.at(key), "") << key;
+}
+
+TEST(Check, LooksAlsoWhereTheStarterIgnoresTheEndsOfProcesses) {
+    EXPECT_EQ(check({"--json"}, {"env", "--ignore-signal=CHLD"}).out, "{\"findings\":[]}\n");
+}
+
+pid_t startedCheck() {
+    std::string words[] = {program, "check"};
+    char *const arguments[] = {words[0].data(), words[1].data(), nullptr};
+    pid_t process = 0;
+    if (posix_spawn(&process, program.c_str(), nullptr, nullptr, arguments, environ) != 0)
+        throw std::runtime_error("the test cannot start a check");
+    return process;
+}
+
+TEST(Check, EndsWhatItWaitsForWhenItIsInterrupted) {
+    const Held held =
+        scriptAt(hashToolPath, "echo $$ >/tmp/started && mv /tmp/started /tmp/at-work; exec sleep 1000");
+    const pid_t process = startedCheck();
+    ASSERT_TRUE(comesTrue([] { return fs::exists("/tmp/at-work"); }));
+    const std::string tool = "/proc/" + std::to_string(std::stoi(readText("/tmp/at-work"))) + "/cmdline";
+    fs::remove("/tmp/at-work");
+    EXPECT_EQ(kill(process, SIGTERM), 0);
+    int status = 0;
+    EXPECT_EQ(waitpid(process, &status, 0), process);
+    EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGTERM);
+    EXPECT_TRUE(comesTrue([&tool] { return readText(tool).empty(); }));
+}
+
+TEST(Check, LongAPipeInPlaceOfTheConfigurationIsWaitedForByARun) {
+    const Held held = pipeInPlaceOf(prodConfigXml);
+    const std::string engine = installed + "/bin/productUpdater";
+    EXPECT_EQ(runQuietly({"timeout", "2", engine, "1.0.0.5", "105-1", "CheckForInstall"}).status, 124);
+    fs::remove(traceLogPath);
+    fs::remove(jobLockPath);
 }
 
 // Every rule is set off above.

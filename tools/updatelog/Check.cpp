@@ -11,8 +11,8 @@
 namespace {
 
 std::vector<CheckTheme> themesOfMachine() {
-    return {checkedFolders(), checkedTools(),  checkedLeftovers(),
-            checkedDisks(),   checkedLimits(), checkedConfigurations()};
+    return {checkedFolders(), checkedEnvironment(), checkedTools(),         checkedLeftovers(),
+            checkedDisks(),   checkedLimits(),      checkedConfigurations()};
 }
 
 const char *nameOf(CheckDocument document) {

@@ -22,9 +22,57 @@ bool hasNullStreams() {
            dup2(null, STDERR_FILENO) >= 0;
 }
 
-[[noreturn]] void askAndExit(const std::function<bool()> &question) {
+// What ends this process waits while one lives, so that nobody goes without ending what he started; and the
+// ends of processes are told, also where the starter ignores them.
+class HeldSignals {
+public:
+    HeldSignals() {
+        sigemptyset(&m_ending);
+        for (const int number : {SIGINT, SIGTERM, SIGHUP, SIGQUIT}) {
+            if (!isIgnored(number))
+                sigaddset(&m_ending, number);
+        }
+        // These fail for unknown signals and ways of setting only.
+        static_cast<void>(pthread_sigmask(SIG_BLOCK, &m_ending, &m_before));
+        struct sigaction told {};
+        told.sa_handler = SIG_DFL;
+        static_cast<void>(sigaction(SIGCHLD, &told, &m_childsEnd));
+    }
+    // One that has come takes effect then.
+    ~HeldSignals() {
+        static_cast<void>(sigaction(SIGCHLD, &m_childsEnd, nullptr));
+        letThrough();
+    }
+    HeldSignals(const HeldSignals &) = delete;
+    HeldSignals &operator=(const HeldSignals &) = delete;
+
+    bool hasCome() const {
+        sigset_t pending{};
+        if (sigpending(&pending) != 0)
+            return false;
+        for (const int number : {SIGINT, SIGTERM, SIGHUP, SIGQUIT}) {
+            if (sigismember(&m_ending, number) == 1 && sigismember(&pending, number) == 1)
+                return true;
+        }
+        return false;
+    }
+    void letThrough() const { static_cast<void>(pthread_sigmask(SIG_SETMASK, &m_before, nullptr)); }
+
+private:
+    static bool isIgnored(int number) {
+        struct sigaction action {};
+        return sigaction(number, nullptr, &action) == 0 && action.sa_handler == SIG_IGN;
+    }
+
+    sigset_t m_ending{};
+    sigset_t m_before{};
+    struct sigaction m_childsEnd {};
+};
+
+[[noreturn]] void askAndExit(const std::function<bool()> &question, const HeldSignals &held) {
     bool isYes = false;
     try {
+        held.letThrough();
         // Without a terminal there is nobody to be asked for a password.
         isYes = setsid() != -1 && hasNullStreams() && question();
     } catch (...) {
@@ -52,13 +100,14 @@ void endWithAllItStarted(pid_t process) {
 } // namespace
 
 Answer answerTo(const std::function<bool()> &question) {
+    const HeldSignals held;
     const auto end = std::chrono::steady_clock::now() + patience;
     const pid_t process = fork();
     if (process < 0)
         throw std::system_error(errno, std::generic_category(), "fork");
     if (process == 0)
-        askAndExit(question);
-    while (std::chrono::steady_clock::now() < end) {
+        askAndExit(question, held);
+    while (!held.hasCome() && std::chrono::steady_clock::now() < end) {
         if (const auto status = statusOf(process))
             return *status == 0 ? Answer::yes : Answer::no;
         std::this_thread::sleep_for(betweenLooks);

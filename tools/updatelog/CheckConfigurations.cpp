@@ -25,6 +25,10 @@ constexpr CheckRule configurationUnreadable = {
     "installation that is as it should be.",
     "Put a copy of the product's configuration back, or install the product anew.", CheckDocument::faults,
     "KilledChild.CopyOfTheConfiguration"};
+constexpr CheckRule configurationIsPipe = {
+    "configuration-is-a-pipe", "A run waits for good for what comes out of it.",
+    "Remove it, and put a copy of the product's configuration back, or install the product anew.",
+    CheckDocument::limits, "The product's configuration is read whatever stands at its name"};
 constexpr CheckRule applicationUnknown = {
     "application-unknown", "A check asks without any product, and is offered nothing.",
     "Give the product's configuration its one AppID.", CheckDocument::faults,
@@ -82,6 +86,11 @@ void lookForSettingsTwice(const LibXmlWrapper &configuration, const TellCheck &t
 }
 
 void lookAtProduct(const TellCheck &tell) {
+    const auto status = statusOf(prodConfigXml);
+    if (status && (S_ISFIFO(status->st_mode) || S_ISCHR(status->st_mode))) {
+        tell(configurationIsPipe, prodConfigXml + " is a pipe or a device");
+        return;
+    }
     const OwnStreams quiet; // the engine tells what it cannot parse
     const LibXmlWrapper configuration(prodConfigXml);
     if (!configuration.isXPathElementExists("/ProductConfiguration")) {
@@ -134,7 +143,8 @@ void look(const TellCheck &tell) {
 } // namespace
 
 CheckTheme checkedConfigurations() {
-    return {{&configurationUnreadable, &applicationUnknown, &settingTwice, &orderMissing, &propertyListNoFile,
-             &propertyListUnreadable, &propertyListAnothers, &systemUnknown},
+    return {{&configurationUnreadable, &configurationIsPipe, &applicationUnknown, &settingTwice,
+             &orderMissing, &propertyListNoFile, &propertyListUnreadable, &propertyListAnothers,
+             &systemUnknown},
             look};
 }

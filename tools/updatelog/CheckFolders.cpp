@@ -1,12 +1,15 @@
 // The fixed folders: whether they are there, whether files can be made in them, and who else may do that.
 #include <cerrno>
 #include <set>
+#include <string>
 #include <system_error>
+#include <vector>
 
 #include <fcntl.h>
 
 #include "CheckPaths.h"
 #include "CheckTheme.h"
+#include "PackageList.h"
 #include "Paths.h"
 
 namespace {
@@ -87,6 +90,14 @@ void addWithFolders(std::set<std::string> &paths, const std::string &path, const
         paths.insert(part);
 }
 
+// Beside what follows: the packages that an installation takes as they are then.
+void addListedPackages(std::set<std::string> &paths) {
+    for (const std::string &package : readPackageList().value_or(std::vector<std::string>())) {
+        if (package.rfind(packageDirectory() + "/", 0) == 0)
+            addWithFolders(paths, package, packageDirectory());
+    }
+}
+
 // What decides what root runs and installs. All of it is the suite's own.
 std::set<std::string> suitePaths() {
     std::set<std::string> paths;
@@ -98,15 +109,32 @@ std::set<std::string> suitePaths() {
           partnerCatalogDirectory(), packageDirectory()})
         addWithFolders(paths, path, suite);
     paths.insert(installerScriptFolder);
+    addListedPackages(paths);
     return paths;
 }
 
-void lookWhoMayWrite(const TellCheck &tell) {
-    for (const std::string &path : suitePaths()) {
+// The system's own folders around them: who may write there may put others in their place.
+std::set<std::string> foldersAround() {
+    std::set<std::string> folders = {"/"};
+    for (std::string path : {folderOfPath(prodConfigXml), std::string(installerScriptFolder)}) {
+        while ((path = folderOfPath(path)) != "/")
+            folders.insert(path);
+    }
+    return folders;
+}
+
+void lookWhoMayWriteTo(const std::set<std::string> &paths, bool (*isSafe)(const struct stat &status),
+                       const TellCheck &tell) {
+    for (const std::string &path : paths) {
         const auto status = statusOf(path);
-        if (status && !isOnlyRoots(*status))
+        if (status && !isSafe(*status))
             tell(othersWrite, "others than root may write to " + path);
     }
+}
+
+void lookWhoMayWrite(const TellCheck &tell) {
+    lookWhoMayWriteTo(suitePaths(), isOnlyRoots, tell);
+    lookWhoMayWriteTo(foldersAround(), isOnlyTheSystems, tell);
 }
 
 // --- whether files can be made

@@ -44,6 +44,12 @@ constexpr CheckRule listNotTaken = {
 constexpr CheckRule packageMissing = {
     "package-missing", "The installer script ends there, and its list is gone.",
     "Run a check, which downloads it again.", CheckDocument::faults, "InstallationTool.InstallerFails"};
+constexpr CheckRule downloadIsNoFile = {"download-is-no-file",
+                                        "A catalog or package of that name cannot be written: the run fails, "
+                                        "or goes on without it and records the "
+                                        "new version all the same.",
+                                        "Remove it.", CheckDocument::faults,
+                                        "DiskFault.PackageAmongOthersIsADirectory"};
 constexpr CheckRule leftBeside = {"left-beside", "Nobody reads it; it takes room.", "Remove it.",
                                   CheckDocument::limits, "A process that is killed while it replaces a file"};
 
@@ -61,12 +67,45 @@ bool isDraftOf(const std::string &name, const std::string &other) {
                        [](char digit) { return digit >= '0' && digit <= '9'; });
 }
 
-void lookBeside(const std::string &path, const TellCheck &tell) {
+std::string nameOf(const std::string &path) {
+    return path.substr(path.rfind('/') + 1);
+}
+
+// What stands right in a folder, in order. One that is not there, or cannot be read on, holds no more.
+std::vector<std::string> pathsIn(const std::string &folder) {
     namespace fs = std::filesystem;
-    std::error_code refused; // a folder that is not there holds nothing
-    for (const fs::directory_entry &entry : fs::directory_iterator(folderOfPath(path), refused)) {
-        if (isDraftOf(fs::path(path).filename(), entry.path().filename()))
-            tell(leftBeside, "an earlier run left " + entry.path().string());
+    std::vector<std::string> paths;
+    std::error_code refused;
+    for (fs::directory_iterator entry(folder, refused); !refused && entry != fs::directory_iterator();
+         entry.increment(refused))
+        paths.push_back(entry->path());
+    std::sort(paths.begin(), paths.end());
+    return paths;
+}
+
+void lookBeside(const std::string &path, const TellCheck &tell) {
+    for (const std::string &other : pathsIn(folderOfPath(path))) {
+        if (isDraftOf(nameOf(path), nameOf(other)))
+            tell(leftBeside, "an earlier run left " + other);
+    }
+}
+
+// Links are followed there, also to what is still to be made.
+void lookAtDownloadsIn(const std::string &folder, const TellCheck &tell) {
+    for (const std::string &path : pathsIn(folder)) {
+        const auto status = statusOf(path);
+        if (status && !S_ISREG(status->st_mode))
+            tell(downloadIsNoFile, path + " is no file");
+    }
+}
+
+// Packages are in folders by version.
+void lookAtDownloads(const TellCheck &tell) {
+    lookAtDownloadsIn(coreCatalogDirectory(), tell);
+    lookAtDownloadsIn(partnerCatalogDirectory(), tell);
+    for (const std::string &version : pathsIn(packageDirectory())) {
+        if (isFolder(version))
+            lookAtDownloadsIn(version, tell);
     }
 }
 
@@ -107,6 +146,7 @@ void look(const TellCheck &tell) {
         return; // it makes and removes what follows
     }
     lookAtList(tell);
+    lookAtDownloads(tell);
     for (const std::string &path : {std::string(packageListPath), std::string(configurationPlistPath),
                                     std::string(prodConfigXml), std::string(updatedProdConfigXml)})
         lookBeside(path, tell);
@@ -116,6 +156,6 @@ void look(const TellCheck &tell) {
 
 CheckTheme checkedLeftovers() {
     return {{&jobRunning, &markerWithoutList, &listWithoutMarker, &listWithoutConfiguration, &listNotTaken,
-             &packageMissing, &leftBeside},
+             &packageMissing, &downloadIsNoFile, &leftBeside},
             look};
 }

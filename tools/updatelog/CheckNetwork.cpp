@@ -83,6 +83,7 @@ const CheckRule &ruleOf(int result) {
     case CURLE_COULDNT_RESOLVE_PROXY:
         return proxyUnknown;
     case CURLE_PEER_FAILED_VERIFICATION:
+    case CURLE_SSL_CACERT_BADFILE: // the store itself cannot be read
         return certificateRefused;
     case CURLE_SSL_CONNECT_ERROR:
         return handshakeFails;

@@ -34,6 +34,14 @@ inline bool isOnlyRoots(const struct stat &status) {
     return status.st_uid == 0 && (status.st_mode & (S_IWGRP | S_IWOTH)) == 0;
 }
 
+// Whether nobody may write to it but root, or whoever the whole machine belongs to: where a container knows
+// no root of the machine, its folders seem to be another's.
+inline bool isOnlyTheSystems(const struct stat &status) {
+    const auto whole = statusOf("/");
+    return isOnlyRoots(status) ||
+           (whole && status.st_uid == whole->st_uid && (status.st_mode & (S_IWGRP | S_IWOTH)) == 0);
+}
+
 // The folder itself, or the one in which it would be made.
 inline std::string nearestFolder(std::string path) {
     while (path != "/" && !statusAt(path))

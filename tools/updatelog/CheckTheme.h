@@ -25,6 +25,7 @@ struct CheckTheme {
     void (*look)(const TellCheck &tell);
 };
 
+CheckTheme checkedEnvironment();
 CheckTheme checkedFolders();
 CheckTheme checkedTools();
 CheckTheme checkedLeftovers();
