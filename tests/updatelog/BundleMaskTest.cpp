@@ -33,11 +33,28 @@ const Case cases[] = {
     {"ElementWithAttributes", "<AffID type=\"a\">105</AffID>", "<AffID type=\"a\">masked_affiliate</AffID>"},
     {"ElementOfCharacterData", "<AffID><![CDATA[105]]></AffID>",
      "<AffID><![CDATA[masked_affiliate]]></AffID>"},
+    {"ElementWithASlashInAnAttribute", "<AffID xmlns=\"http://a/b\">105</AffID>",
+     "<AffID xmlns=\"http://a/b\">masked_affiliate</AffID>"},
+    {"ElementBehindAComment", "<AffID><!-- ours -->105-1</AffID>", "<AffID>masked_affiliate</AffID>"},
+    {"ElementOfSeveralParts", "<a:AffID>10<!-- -->5<![CDATA[-1]]></a:AffID> 105-1",
+     "<a:AffID>masked_affiliate</a:AffID> masked_affiliate"},
+    {"ElementOfElements", "<License><Key>AB-12</Key><Until>13</Until></License>",
+     "<License>masked_licence</License>"},
+    {"ElementWithoutAnEnd", "<AffID>105<BuildNumber>7</BuildNumber>",
+     "<AffID>masked_affiliate<BuildNumber>7</BuildNumber>"},
+    {"ElementWithinAnotherText", "&lt;AffID&gt;105&lt;/AffID&gt; affid=&quot;106&quot;",
+     "&lt;AffID&gt;masked_affiliate&lt;/AffID&gt; affid=&quot;masked_affiliate_2&quot;"},
     {"EmptyElement", "<AffID></AffID><AffID/>", "<AffID></AffID><AffID/>"},
     {"Key", "<key>AffID</key>\n\t<string>105</string>",
      "<key>AffID</key>\n\t<string>masked_affiliate</string>"},
     {"KeyOfANumber", "<key>SerialNumber</key><integer>7</integer>",
      "<key>SerialNumber</key><integer>masked_licence</integer>"},
+    {"KeyBehindAComment", "<key>AffID</key><!-- ours --><string>105</string>",
+     "<key>AffID</key><!-- ours --><string>masked_affiliate</string>"},
+    {"KeyOfAnArray", "<key>AffID</key><array><string>105</string></array>",
+     "<key>AffID</key><array>masked_affiliate</array>"},
+    {"Setting", "<setting name=\"affid\" value=\"105\"/><entry key='affid'>106</entry>",
+     "<setting name=\"affid\" value=\"masked_affiliate\"/><entry key='affid'>masked_affiliate_2</entry>"},
     {"KeyOfNoText", "<key>LicenseAccepted</key><true/>", "<key>LicenseAccepted</key><true/>"},
     {"Attribute", "<partner affid=\"105\" relname='x'>", "<partner affid=\"masked_affiliate\" relname='x'>"},
     {"AttributeInOtherQuotes", "<partner affid = '105'>", "<partner affid = 'masked_affiliate'>"},
@@ -45,14 +62,17 @@ const Case cases[] = {
     {"QueryInMarkup", "https://host/a?b=1&amp;licensekey=AB-12&amp;c=1",
      "https://host/a?b=1&amp;licensekey=masked_licence&amp;c=1"},
     {"QueryWithinAnother", "https://host/?to=https%3A%2F%2Fx%2F%3Faffid%3D105%26b",
-     "https://host/?to=https%3A%2F%2Fx%2F%3Faffid%3D105%26b"},
+     "https://host/?to=https%3A%2F%2Fx%2F%3Faffid%3Dmasked_affiliate%26b"},
+    {"QueryWithinAnotherOfAnEscapedValue", "https://host/?to=x%3Faffid%3D105%2D1%26b",
+     "https://host/?to=x%3Faffid%3Dmasked_affiliate%26b"},
     {"LogLine", "Product updater: CurProdVersion: 1.0.0.5 CurProdAffId: 105-1\nnext",
      "Product updater: CurProdVersion: 1.0.0.5 CurProdAffId: masked_affiliate\nnext"},
     {"LineOfAnotherSystem", "CurProdAffId: 105\r\n", "CurProdAffId: masked_affiliate\r\n"},
     {"Json", "{\"affid\": \"105\", \"build\": \"105\"}",
      "{\"affid\": \"masked_affiliate\", \"build\": \"105\"}"},
+    {"JsonWithinAText", R"("{\"affid\": \"105\"}")", R"("{\"affid\": \"masked_affiliate\"}")"},
     {"NameOfSeveralWords", "<license-key>A1</license-key><Licence_Key>B1</Licence_Key>",
-     "<license-key>masked_licence</license-key><Licence_Key>masked_licence</Licence_Key>"},
+     "<license-key>masked_licence</license-key><Licence_Key>masked_licence_2</Licence_Key>"},
     {"OtherName", "<AppID>105</AppID> license to 105", "<AppID>105</AppID> license to 105"},
     {"AtTheEnd", "affid=105", "affid=masked_affiliate"},
     {"NothingBehindIt", "affid", "affid"},
@@ -72,7 +92,20 @@ TEST(Masks, AValueThatIsLikeNoNumberWhereverItStands) {
     const std::string known = "<AffID>105-1</AffID>";
     EXPECT_EQ(maskedAfter(known, "Start download: https://105-1.host/x-105-1.pkg"),
               "Start download: https://masked_affiliate.host/x-masked_affiliate.pkg");
-    EXPECT_EQ(maskedAfter(known, "2105-1 105-10 x105-1"), "2105-1 105-10 x105-1");
+    EXPECT_EQ(maskedAfter(known, "2105-1 105-10 x105-1"), "2105-1 105-10 xmasked_affiliate");
+}
+
+TEST(Masks, AValueInEachOfTheFormsThatItTakes) {
+    const std::string known = "<License>{AB&amp;12-CD}</License>";
+    EXPECT_EQ(maskedAfter(known, "AB&12-CD {ab&12-cd} AB&amp;12-CD aB%2612-Cd AB%2612-CDE"),
+              "masked_licence {masked_licence} masked_licence masked_licence AB%2612-CDE");
+    EXPECT_EQ(maskedAfter("<AffID>105&#45;1</AffID>", "<affid>105-1</affid> 105-1 105&#x2d;1"),
+              "<affid>masked_affiliate</affid> masked_affiliate 105&#x2d;1");
+}
+
+TEST(Masks, SeveralValuesEachByItsOwn) {
+    EXPECT_EQ(maskedAfter("<affid>105-1</affid><affid>106-1</affid>", "/105-1.xml /106-1.xml affid=107-1"),
+              "/masked_affiliate.xml /masked_affiliate_2.xml affid=masked_affiliate");
 }
 
 TEST(Masks, AValueThatIsLikeANumberAsAFolderOfAPathOnly) {
@@ -84,12 +117,12 @@ TEST(Masks, AValueThatIsLikeANumberAsAFolderOfAPathOnly) {
 }
 
 TEST(Masks, TheLongestOfSeveralValues) {
-    EXPECT_EQ(maskedAfter("<affid>105</affid><affid>105-1</affid>", "/105-1/"), "/masked_affiliate/");
+    EXPECT_EQ(maskedAfter("<affid>105</affid><affid>105-1</affid>", "/105-1/"), "/masked_affiliate_2/");
 }
 
 TEST(Masks, NothingTwice) {
     BundleMask mask;
-    const std::string once = "<AffID>masked_affiliate</AffID>";
+    const std::string once = "<AffID>masked_affiliate</AffID><affid>masked_affiliate_12</affid>";
     mask.learn(once);
     MaskCount count;
     EXPECT_EQ(mask.masked(once, count), once);

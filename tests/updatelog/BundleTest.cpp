@@ -106,6 +106,30 @@ TEST_F(Bundle, MasksAffiliateAndLicenceValuesUnlessAskedOtherwise) {
     EXPECT_THAT(bundled().at("files" + std::string(configurationPlistPath)), HasSubstr("QX-77-12"));
 }
 
+TEST_F(Bundle, TellsWhatItLeavesOutForTheSakeOfItsMasks) {
+    std::filesystem::create_directories(coreCatalogDirectory());
+    const std::string catalog = coreCatalogDirectory() + "/";
+    writeText(catalog + "wide.xml", std::string("<\0A\0f\0f\0I\0D\0>\0", 14));
+    writeText(catalog + "a.xml", "<AffID>105-1</AffID><AffID>106-1</AffID>");
+    for (const char *const name : {"105-1.xml", "106-1.xml", "masked_affiliate.xml"})
+        writeText(catalog + name, name);
+    const Ended made = bundle();
+    EXPECT_THAT(made.out, HasSubstr("without " + catalog + "wide.xml: no plain text"));
+    EXPECT_THAT(made.out, HasSubstr("masked_affiliate.xml: another file has that name once it is masked"));
+    const Files files = bundled();
+    EXPECT_EQ(files.count("files" + catalog + "wide.xml"), 0U);
+    EXPECT_EQ(manifest().at("files").size() + 2, files.size()); // and the manifest and the findings
+    bundle({"--force", "--unmasked"});
+    EXPECT_EQ(bundled().at("files" + catalog + "wide.xml").size(), 14U);
+}
+
+TEST_F(Bundle, TellsThatAFolderHoldsMoreThanItTakes) {
+    shell("mkdir -p " + coreCatalogDirectory() + " && cd " + coreCatalogDirectory() +
+          " && seq 2100 | xargs touch");
+    EXPECT_THAT(bundle().out, HasSubstr("without " + coreCatalogDirectory() +
+                                        ": it holds more files than are looked at\n"));
+}
+
 TEST_F(Bundle, FollowsNoLinkAndTakesNoFifoNoDeviceAndNoSecondName) {
     writeText("/tmp/secret", "a secret");
     shell("mkdir -p /tmp/elsewhere " + keyCoreDownloadCache +

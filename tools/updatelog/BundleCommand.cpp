@@ -1,7 +1,9 @@
 #include "BundleCommand.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <memory>
+#include <set>
 #include <stdexcept>
 #include <string>
 #include <system_error>
@@ -19,6 +21,7 @@
 #include "Descriptor.h"
 #include "Interrupts.h"
 #include "Paper.h"
+#include "Paths.h"
 #include "RegularFile.h"
 #include "TemporaryFolder.h"
 #include "UpdateLog.h"
@@ -59,7 +62,24 @@ BundleContent bundleContent() {
     return content;
 }
 
+// Files for whose sake something could stay unmasked, or be lost, are left out.
+template <typename IsBad>
+void leaveOut(BundleContent &content, const IsBad &isBad, const std::string &why) {
+    const auto taken = std::stable_partition(content.files.begin(), content.files.end(),
+                                             [&isBad](const BundledFile &file) { return !isBad(file); });
+    for (auto file = taken; file != content.files.end(); ++file)
+        content.missing.push_back({file->path, why});
+    content.files.erase(taken, content.files.end());
+}
+
+// What has characters of two bytes has names and values that nobody finds. The log is lines whatever is in
+// it.
+bool isNoPlainText(const BundledFile &file) {
+    return file.path != traceLogPath && file.content.find('\0') != std::string::npos;
+}
+
 void maskAll(BundleContent &content) {
+    leaveOut(content, isNoPlainText, "no plain text, in which values could be masked; --unmasked takes it");
     BundleMask mask;
     for (const BundledFile &file : content.files) {
         mask.learn(file.content);
@@ -76,6 +96,10 @@ void maskAll(BundleContent &content) {
         file.path = mask.masked(file.path, uncounted);
         file.why = mask.masked(file.why, uncounted);
     }
+    std::set<std::string> paths;
+    leaveOut(
+        content, [&paths](const BundledFile &file) { return !paths.insert(file.path).second; },
+        "another file has that name once it is masked");
 }
 
 std::string sizeOf(const BundledFile &file) {

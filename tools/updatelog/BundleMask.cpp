@@ -1,177 +1,16 @@
 #include "BundleMask.h"
 
 #include <algorithm>
-#include <array>
 #include <optional>
+
+#include "Characters.h"
+#include "ValueForms.h"
 
 namespace {
 
-bool isDigit(char character) {
-    return character >= '0' && character <= '9';
-}
-
-bool isWord(char character) {
-    return isDigit(character) || (character >= 'a' && character <= 'z') ||
-           (character >= 'A' && character <= 'Z') || (static_cast<unsigned char>(character) & 0x80U) != 0;
-}
-
-bool isOfName(char character) {
-    return isWord(character) || character == '_' || character == '-';
-}
-
-bool isBlank(char character) {
-    return character == ' ' || character == '\t' || character == '\n' || character == '\r';
-}
-
-// In lower case, without what only divides words.
-std::string plainName(std::string_view name) {
-    std::string plain;
-    for (const char character : name) {
-        if (character != '_' && character != '-')
-            plain +=
-                character >= 'A' && character <= 'Z' ? static_cast<char>(character - 'A' + 'a') : character;
-    }
-    return plain;
-}
-
-constexpr std::size_t longestName = 24;
-constexpr std::string_view beginnings = "aclpsACLPS"; // of all of these names
-// A longer value is masked behind its name only.
+// A longer value is masked behind its name only, and so is one beyond that many.
 constexpr std::size_t longestKnown = 200;
-
-template <std::size_t size>
-bool isOneOf(const std::string &name, const std::array<std::string_view, size> &names) {
-    return std::find(names.begin(), names.end(), name) != names.end();
-}
-
-bool isOfAffiliate(const std::string &name) {
-    static constexpr std::array<std::string_view, 4> names = {"affid", "affiliate", "affiliateid",
-                                                              "curprodaffid"};
-    return isOneOf(name, names);
-}
-
-bool isOfLicence(const std::string &name) {
-    static constexpr std::array<std::string_view, 20> names = {
-        "license",       "licence",        "licensekey",      "licencekey",     "licensenumber",
-        "licencenumber", "licenseno",      "licenceno",       "licenseid",      "licenceid",
-        "licensecode",   "licencecode",    "serial",          "serialnumber",   "serialno",
-        "activationkey", "activationcode", "subscriptionkey", "subscriptionid", "productkey"};
-    return isOneOf(name, names);
-}
-
-// Where a value stands.
-struct Span {
-    std::size_t begin;
-    std::size_t end;
-};
-
-// What a text has at a place, read from the left to the right.
-class Cursor {
-public:
-    Cursor(std::string_view text, std::size_t place)
-        : m_text(text)
-        , m_place(place) {}
-
-    bool takes(std::string_view expected) {
-        if (m_text.substr(m_place, expected.size()) != expected)
-            return false;
-        m_place += expected.size();
-        return true;
-    }
-    void skipBlanks() {
-        while (m_place < m_text.size() && isBlank(m_text[m_place]))
-            ++m_place;
-    }
-    void skipSpaces() {
-        while (m_place < m_text.size() && (m_text[m_place] == ' ' || m_text[m_place] == '\t'))
-            ++m_place;
-    }
-    // Up to the first of these, or to the end.
-    Span until(std::string_view ends) const {
-        return {m_place, std::min(m_text.find_first_of(ends, m_place), m_text.size())};
-    }
-    Span untilText(std::string_view end) const {
-        return {m_place, std::min(m_text.find(end, m_place), m_text.size())};
-    }
-    void goTo(std::size_t place) { m_place = place; }
-    std::size_t place() const { return m_place; }
-
-private:
-    std::string_view m_text;
-    std::size_t m_place;
-};
-
-Span contentOfElement(Cursor cursor) {
-    return cursor.takes("<![CDATA[") ? cursor.untilText("]]>") : cursor.until("<");
-}
-
-// "affid=105", "affid="105"", and as it stands in the query of a URL within another one.
-std::optional<Span> behindEquals(Cursor cursor) {
-    if (cursor.takes("%3D") || cursor.takes("%3d"))
-        return cursor.until("%&#\"'<>; \t\r\n");
-    cursor.skipSpaces();
-    if (!cursor.takes("="))
-        return std::nullopt;
-    Cursor quoted = cursor;
-    quoted.skipBlanks();
-    if (quoted.takes("\""))
-        return quoted.until("\"");
-    if (quoted.takes("'"))
-        return quoted.until("'");
-    return cursor.until("&#\"'<>;, \t\r\n/");
-}
-
-// "CurProdAffId: 105-1" up to the line's end, and ""affid": "105"".
-std::optional<Span> behindColon(Cursor cursor) {
-    cursor.takes("\"");
-    cursor.skipSpaces();
-    if (!cursor.takes(":"))
-        return std::nullopt;
-    cursor.skipSpaces();
-    return cursor.takes("\"") ? cursor.until("\"") : cursor.until("\"<,\r\n");
-}
-
-// "<AffID>105</AffID>", behind the name.
-std::optional<Span> inElement(Cursor cursor) {
-    const Span attributes = cursor.until("<>/");
-    cursor.goTo(attributes.end);
-    if (!cursor.takes(">"))
-        return std::nullopt;
-    return contentOfElement(cursor);
-}
-
-// "<key>AffID</key> <string>105</string>", behind the name.
-std::optional<Span> behindKey(Cursor cursor) {
-    cursor.skipBlanks();
-    if (!cursor.takes("</key>"))
-        return std::nullopt;
-    cursor.skipBlanks();
-    if (!cursor.takes("<string>") && !cursor.takes("<integer>"))
-        return std::nullopt;
-    return contentOfElement(cursor);
-}
-
-std::optional<Span> valueOf(std::string_view text, std::size_t nameBegin, std::size_t nameEnd) {
-    const Cursor behind(text, nameEnd);
-    const char before = nameBegin == 0 ? ' ' : text[nameBegin - 1];
-    if (before == '<' || before == ':') {
-        if (const auto value = inElement(behind))
-            return value;
-    }
-    if (const auto value = behindKey(behind))
-        return value;
-    if (const auto value = behindEquals(behind))
-        return value;
-    return behindColon(behind);
-}
-
-Span trimmed(std::string_view text, Span span) {
-    while (span.begin < span.end && isBlank(text[span.begin]))
-        ++span.begin;
-    while (span.begin < span.end && isBlank(text[span.end - 1]))
-        --span.end;
-    return span;
-}
+constexpr std::size_t mostKnown = 100000;
 
 // What a version, a build number or a number of anything may look like too.
 bool isLikeNumber(std::string_view value) {
@@ -188,100 +27,115 @@ bool isSegment(std::string_view text, std::size_t begin, std::size_t end) {
            (end == text.size() || ends.find(text[end]) != std::string_view::npos);
 }
 
+// Whether another word or number begins there, with a character of it.
+bool isBorder(std::string_view text, std::size_t place) {
+    if (place == 0 || place == text.size())
+        return true;
+    const char before = text[place - 1];
+    const char behind = text[place];
+    return !(isDigit(before) && isDigit(behind)) && !(isLetter(before) && isLetter(behind));
+}
+
+// What stands there instead of a value already.
+bool isMask(std::string_view value) {
+    for (const std::string *const mask : {&BundleMask::affiliate, &BundleMask::licence}) {
+        if (value.substr(0, mask->size()) == *mask) {
+            const std::string_view number = value.substr(mask->size());
+            return number.empty() || (number.front() == '_' && number.size() > 1 &&
+                                      std::all_of(number.begin() + 1, number.end(), isDigit));
+        }
+    }
+    return false;
+}
+
 } // namespace
 
 const std::string BundleMask::affiliate = "masked_affiliate";
 const std::string BundleMask::licence = "masked_licence";
 
-std::vector<BundleMask::Named> BundleMask::namedIn(std::string_view text) {
-    std::vector<Named> found;
-    std::size_t place = 0;
-    while (place < text.size()) {
-        if (!isOfName(text[place])) {
-            ++place;
-            continue;
-        }
-        const std::size_t begin = place;
-        while (place < text.size() && isOfName(text[place]))
-            ++place;
-        if (place - begin > longestName || beginnings.find(text[begin]) == std::string_view::npos)
-            continue;
-        const std::string name = plainName(text.substr(begin, place - begin));
-        if (!isOfAffiliate(name) && !isOfLicence(name))
-            continue;
-        const std::optional<Span> value = valueOf(text, begin, place);
-        if (!value)
-            continue;
-        const Span span = trimmed(text, *value);
-        if (span.begin == span.end)
-            continue;
-        found.push_back({span.begin, span.end, isOfAffiliate(name) ? Kind::affiliate : Kind::licence});
-        place = span.end;
+void BundleMask::learn(const std::string &text) {
+    for (const NamedValue &named : namedValuesIn(text)) {
+        const std::string_view value = std::string_view(text).substr(named.begin, named.end - named.begin);
+        if (!isMask(value) && value.size() <= longestKnown && m_known.size() < mostKnown)
+            learnValue(value, named.kind);
     }
-    return found;
 }
 
-void BundleMask::learn(const std::string &text) {
-    for (const Named &named : namedIn(text)) {
-        const std::string value = text.substr(named.begin, named.end - named.begin);
-        if (value == affiliate || value == licence || value.size() > longestKnown)
-            continue;
-        m_known.emplace(value, named.kind);
-        m_lengths.insert(value.size());
+void BundleMask::learnValue(std::string_view value, SecretKind kind) {
+    const std::vector<std::string> forms = formsOf(value);
+    if (forms.empty() || m_known.count(forms.front()) != 0)
+        return;
+    std::size_t &count = kind == SecretKind::affiliate ? m_affiliates : m_licences;
+    ++count;
+    const std::string mask = plainMask(kind) + (count > 1 ? "_" + std::to_string(count) : "");
+    for (const std::string &form : forms) {
+        m_known.emplace(form, Known{kind, mask});
+        m_lengths.insert(form.size());
     }
 }
 
 std::string BundleMask::masked(const std::string &text, MaskCount &count) const {
     std::string result;
     std::size_t behind = 0;
-    for (const Named &named : namedIn(text)) {
+    for (const NamedValue &named : namedValuesIn(text)) {
         result.append(withoutKnown(text.substr(behind, named.begin - behind), count));
         const std::string value = text.substr(named.begin, named.end - named.begin);
-        if (value == affiliate || value == licence)
+        if (isMask(value))
             result.append(value);
         else
-            append(result, named.kind, count);
+            append(result, maskOf(value, named.kind), count);
         behind = named.end;
     }
     return result.append(withoutKnown(text.substr(behind), count));
 }
 
+BundleMask::Known BundleMask::maskOf(std::string_view value, SecretKind kind) const {
+    const std::vector<std::string> forms = formsOf(value);
+    const auto known = forms.empty() ? m_known.end() : m_known.find(forms.front());
+    return known == m_known.end() ? Known{kind, plainMask(kind)} : known->second;
+}
+
 std::string BundleMask::withoutKnown(const std::string &text, MaskCount &count) const {
     if (m_known.empty())
         return text;
+    const std::string plain = inLowerCase(text);
     std::string result;
     std::size_t place = 0;
     while (place < text.size()) {
-        const bool beginsWord = isWord(text[place]) && (place == 0 || !isWord(text[place - 1]));
-        Kind kind{};
-        const std::size_t length = beginsWord ? knownAt(text, place, kind) : 0;
+        const bool mayBegin = isWord(text[place]) && isBorder(text, place);
+        const Known *known = nullptr;
+        const std::size_t length = mayBegin ? knownAt(plain, place, known) : 0;
         if (length == 0) {
             result += text[place];
             ++place;
             continue;
         }
-        append(result, kind, count);
+        append(result, *known, count);
         place += length;
     }
     return result;
 }
 
-std::size_t BundleMask::knownAt(std::string_view text, std::size_t begin, Kind &kind) const {
+std::size_t BundleMask::knownAt(std::string_view text, std::size_t begin, const Known *&known) const {
     for (const std::size_t length : m_lengths) {
         const std::size_t end = begin + length;
-        if (end > text.size() || (end < text.size() && isWord(text[end])))
+        if (end > text.size() || !isBorder(text, end))
             continue;
         const std::string value(text.substr(begin, length));
-        const auto known = m_known.find(value);
-        if (known == m_known.end() || (isLikeNumber(value) && !isSegment(text, begin, end)))
+        const auto found = m_known.find(value);
+        if (found == m_known.end() || (isLikeNumber(value) && !isSegment(text, begin, end)))
             continue;
-        kind = known->second;
+        known = &found->second;
         return length;
     }
     return 0;
 }
 
-void BundleMask::append(std::string &text, Kind kind, MaskCount &count) {
-    text += kind == Kind::affiliate ? affiliate : licence;
-    ++(kind == Kind::affiliate ? count.affiliates : count.licences);
+const std::string &BundleMask::plainMask(SecretKind kind) {
+    return kind == SecretKind::affiliate ? affiliate : licence;
+}
+
+void BundleMask::append(std::string &text, const Known &known, MaskCount &count) {
+    text += known.mask;
+    ++(known.kind == SecretKind::affiliate ? count.affiliates : count.licences);
 }

@@ -141,7 +141,7 @@ bool isBranchEnd(const std::string &name) {
     return name == "." || name == "..";
 }
 
-// In the order of their names.
+// In the order of their names; one more than may be taken at most.
 std::vector<std::string> namesIn(Descriptor folder) {
     const int copy = dup(folder.number());
     DIR *const opened = copy < 0 ? nullptr : fdopendir(copy);
@@ -156,7 +156,7 @@ std::vector<std::string> namesIn(Descriptor folder) {
     while (const dirent *const entry = readdir(entries.get())) {
         if (!isBranchEnd(entry->d_name))
             names.emplace_back(entry->d_name);
-        if (names.size() == mostBundledFiles)
+        if (names.size() > mostBundledFiles)
             break;
     }
     std::sort(names.begin(), names.end());
@@ -176,8 +176,11 @@ public:
     void takeFolder(const std::string &path) {
         try {
             const Descriptor above = folderOf(path);
-            for (const std::string &name : namesIn(folderIn(above.number(), partsOf(path).back())))
+            const std::vector<std::string> names = namesIn(folderIn(above.number(), partsOf(path).back()));
+            for (const std::string &name : names)
                 take(path + "/" + name);
+            if (names.size() > mostBundledFiles)
+                throw NotTaken("it holds more files than are looked at");
         } catch (const NotTaken &reason) {
             m_content.missing.push_back({path, reason.what(), reason.isAbsent});
         }
@@ -214,12 +217,12 @@ private:
 
 BundleContent bundleSources() {
     Collection collection;
+    collection.take(traceLogPath, mostBundledOfLog); // first, so that nothing else takes its room
     for (const std::string &path :
          {prodConfigXml, updatedProdConfigXml, std::string(configurationPlistPath),
           std::string(dynaConfigPlistPath), std::string(systemVersionPlistPath), std::string(packageListPath),
           std::string(installerScriptPath), std::string(newInstallerScriptPath)})
         collection.take(path);
-    collection.take(traceLogPath, mostBundledOfLog);
     collection.takeFolder(coreCatalogDirectory());
     collection.takeFolder(partnerCatalogDirectory());
     return std::move(collection).content();
