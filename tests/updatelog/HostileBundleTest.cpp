@@ -20,7 +20,7 @@ std::ostream &operator<<(std::ostream &stream, const Hostile &each) {
 }
 
 constexpr const char *makeManifest =
-    R"(echo '{"format":1,"made":"","engine":{"version":""},"system":{"version":""},"missing":[]}' >bundle.json; )";
+    R"(echo '{"format":1,"made":"","engine":{"version":""},"system":{"version":""},"masked":true,"missing":[]}' >bundle.json; )";
 
 const Hostile hostiles[] = {
     {"NoArchive", "echo none >$bundle", "no archive, or a broken one"},
@@ -49,6 +49,8 @@ const Hostile hostiles[] = {
     {"ManyFiles", "for i in $(seq 2100); do : >files/$i; done; tar czf $bundle bundle.json files/*",
      "too many files"},
     {"WithoutALog", "tar czf $bundle bundle.json", "the bundle has no /var/log/DownloadManager.log"},
+    {"ManifestThatDoesNotTellWhetherItIsMasked",
+     "sed -i s/masked/x/ bundle.json; tar czf $bundle bundle.json", "is another one"},
     {"LogOfNoRun",
      "mkdir -p files/var/log; echo x >files/var/log/DownloadManager.log; "
      "tar czf $bundle bundle.json files/var/log/DownloadManager.log",

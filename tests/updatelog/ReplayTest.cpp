@@ -68,17 +68,27 @@ std::vector<std::string> pathsIn(const json &order) {
     return paths;
 }
 
-class Replay : public BundleFixture {};
+class Replay : public BundleFixture {
+protected:
+    // The bundle alone answers: nothing of the engine's is at its place.
+    static Ended replayWithoutTheEngine(const std::vector<std::string> &arguments) {
+        shell("mkdir /tmp/away && mv /usr/local/Brovik /System /private /tmp/away/");
+        std::vector<std::string> command{"/tmp/away/Brovik/qrn/bin/updatelog", "replay", file};
+        command.insert(command.end(), arguments.begin(), arguments.end());
+        const Ended ended = run(command);
+        shell(
+            "mv /tmp/away/Brovik /usr/local/ && mv /tmp/away/System /tmp/away/private / && rmdir /tmp/away");
+        return ended;
+    }
+};
 
 TEST_F(Replay, TellsOfARunWhatItsLogTells) {
     publishRelease();
     ASSERT_EQ(checkForInstall().status, 0);
     ASSERT_EQ(bundle().status, 0);
-    std::filesystem::rename(keyCoreDownloadCache, "/usr/local/Brovik/Moved"); // the bundle alone answers
     const std::string log = readText(traceLogPath);
-    const Ended told = replay();
-    const json answer = replayed();
-    std::filesystem::rename("/usr/local/Brovik/Moved", keyCoreDownloadCache);
+    const Ended told = replayWithoutTheEngine({});
+    const json answer = json::parse(replayWithoutTheEngine({"--json"}).out);
 
     EXPECT_EQ(told.err, "");
     EXPECT_EQ(told.status, 0) << told.out;
@@ -171,6 +181,107 @@ TEST_F(Replay, PutsNothingOfABundleAnywhereElse) {
               "");
     EXPECT_EQ(shell("ls -A /tmp | grep -c -e '^releasebench-' -e '^.updatelog-' || true"), "0\n");
     shell("rm /tmp/mark");
+}
+
+std::string product(const std::vector<std::string> &catalogs) {
+    std::string list;
+    for (const std::string &catalog : catalogs)
+        list += "<catalog><caturlroot>" + downloadHost + "</caturlroot><name>" + catalog +
+                "</name><version>7</version></catalog>";
+    return "<product appid=\"quaformac\"><catlist>" + list + "</catlist></product>";
+}
+
+void answerWithCatalogs(const std::vector<std::string> &core, const std::vector<std::string> &partner) {
+    answerWith(
+        "<productresponse status=\"0\"><pkglist><package><products relname=\"basicmac3.4\" relver=\"3.1\">" +
+        product(core) + "</products><partner relver=\"2.2\">" + product(partner) +
+        "</partner></package></pkglist></productresponse>");
+}
+
+// Of a release that is installed whole.
+void publishWhole(const std::string &catalog, const std::string &name, const std::string &version) {
+    const HotFix package =
+        publishPackage(downloadHost + "/" + name, packed({{"/usr/local/Brovik/" + name, name}}));
+    publish(downloadHost + "/" + catalog + ".xml",
+            "<product_catalog><configuration><version>" + version +
+                "</version><mainbuildno>110</mainbuildno></configuration><manifest>"
+                "<server_package_information><fullinstall_package_list><server_package name=\"" +
+                name + "\" url=\"" + package.url + "\" hash=\"" + package.hash +
+                "\"/></fullinstall_package_list></server_package_information></manifest></product_catalog>");
+}
+
+TEST_F(Replay, TellsOfAFreshInstallationWhatItsLogTells) {
+    publishWhole("core_maccat", "Core.pkg", "1.0.1.0");
+    publishWhole("partner_maccat", "Partner.pkg", "1.0.2.0");
+    answerWithCatalogs({"core_maccat"}, {"partner_maccat"});
+    ASSERT_EQ(run({"/usr/local/Brovik/qrn/bin/freshinstall", "--json"}).status, 0);
+    ASSERT_EQ(bundle().status, 0);
+    const Ended told = replay();
+    EXPECT_EQ(told.status, 0) << told.out;
+    EXPECT_THAT(told.out, HasSubstr("fetched were just the packages that were to be: 2"));
+    const json explanation = replayed().at("explanation");
+    EXPECT_EQ(explanation.at("job"), "fresh-install");
+    std::set<std::string> chosen;
+    for (const json &each : explanation.at("downloads")) {
+        EXPECT_TRUE(std::filesystem::is_regular_file(each.at("path"))) << each;
+        chosen.insert(each.at("url").get<std::string>());
+    }
+    EXPECT_EQ(chosen, startedPackages(readText(traceLogPath)));
+}
+
+// And of packages that are for fresh installations only.
+TEST_F(Replay, TellsOfPartnersCatalogsToo) {
+    publishCatalog(downloadHost + "/core_maccat.xml", {hotFix("One.pkg", "1.0.1.0")});
+    publishCatalog(downloadHost + "/partner_maccat.xml",
+                   {hotFix("Two.pkg", "1.0.1.0"), hotFix("No.pkg", "")});
+    publishWhole("whole_maccat", "Whole.pkg", "1.0.2.0");
+    answerWithCatalogs({"core_maccat", "whole_maccat"}, {"partner_maccat"});
+    ASSERT_EQ(checkForInstall().status, 0);
+    ASSERT_EQ(bundle().status, 0);
+    const Ended told = replay();
+    EXPECT_EQ(told.status, 0) << told.out;
+    EXPECT_THAT(told.out, HasSubstr("  Partner  " + downloadHost + "/partner_maccat.xml\n"));
+    EXPECT_THAT(told.out, HasSubstr("fetched were just the packages that were to be: 2"));
+    EXPECT_EQ(startedPackages(readText(traceLogPath)).size(), 2U);
+}
+
+TEST_F(Replay, TellsOfTheNewestOfSeveralRunsThatAsked) {
+    offer({hotFix("One.pkg", "1.0.1.0")});
+    ASSERT_EQ(checkForInstall().status, 0);
+    answerWith("");
+    ASSERT_EQ(checkForInstall().status, 0);
+    ASSERT_EQ(run(updaterWith({"1.0.0.5", "105-1", "Nonsense"})).out, ""); // asks nobody
+    ASSERT_EQ(bundle().status, 0);
+    const Ended told = replay();
+    EXPECT_EQ(told.status, 1);
+    EXPECT_THAT(told.out, HasSubstr("\nrun 2  "));
+    EXPECT_THAT(told.out, HasSubstr("the log does not have the service's reply, since none came."));
+}
+
+TEST_F(Replay, TellsWhereAMaskMayHaveChangedItsAnswer) {
+    offer({hotFix("One105-1.pkg", "1.0.1.0"), hotFix("Two.pkg", "1.0.1.0")});
+    ASSERT_EQ(checkForInstall().status, 0);
+    ASSERT_EQ(bundle().status, 0);
+    const Ended told = replay();
+    EXPECT_EQ(told.status, 1);
+    EXPECT_THAT(told.out, HasSubstr(", system 10.8.5, masked\n"));
+    EXPECT_THAT(told.out, HasSubstr("how Onemasked_affiliate.pkg is chosen and named: a masked value"));
+    EXPECT_TRUE(replayed().at("bundle").at("masked"));
+    ASSERT_EQ(bundle({"--force", "--unmasked"}).status, 0);
+    EXPECT_EQ(replay().status, 0);
+    EXPECT_FALSE(replayed().at("bundle").at("masked"));
+}
+
+TEST_F(Replay, RefusesCatalogsThatTogetherAreTooLong) {
+    offer({hotFix("One.pkg", "1.0.1.0")});
+    ASSERT_EQ(checkForInstall().status, 0);
+    ASSERT_EQ(bundle().status, 0);
+    change("sed -i 's,<catalog>.*</catalog>,&&&&&,' files" + std::string(traceLogPath) +
+           " && head -c 4000000 /dev/zero | tr '\\0' ' ' >>files" + coreCatalogDirectory() +
+           "/core_maccat.xml");
+    const Ended told = replay();
+    EXPECT_EQ(told.status, 2);
+    EXPECT_EQ(told.err, "updatelog: /tmp/update.tar.gz: the catalogs that its log names are too long\n");
 }
 
 TEST_F(Replay, RefusesWrongCallsAndTellsItsUsage) {

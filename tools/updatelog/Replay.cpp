@@ -10,11 +10,15 @@
 #include "LogReader.h"
 #include "OwnStreams.h"
 #include "Paths.h"
+#include "ReplayMasks.h"
 #include "Story.h"
 
 namespace {
 
 using Paths = std::vector<std::string>;
+
+// What the engine's parsers make of catalogs takes many times their bytes.
+constexpr std::size_t mostJudgedBytes = std::size_t(16) << 20;
 
 const char *const packages = "/productrequest/pkglist/package";
 
@@ -130,15 +134,33 @@ private:
         explanation.plan = explanation.job == Job::update
                                ? planUpdate(explanation.offer, explanation.machine, m_orderNames)
                                : planFreshInstall(explanation.offer);
+        tellMasked(explanation);
         m_replay.explanation = std::move(explanation);
+    }
+
+    void tellMasked(const Explanation &explanation) {
+        if (!m_bundle.isMasked())
+            return;
+        for (const std::string &judged : maskedJudgements(explanation, m_orderNames))
+            miss("For certain, " + judged +
+                 ": a masked value stands in it. A bundle that is made with --unmasked tells it.");
     }
 
     std::optional<std::string> textOf(const OfferedCatalog &catalog) {
         const std::string *const text = m_bundle.find(catalog.path);
-        if (text != nullptr)
+        if (text != nullptr) {
+            countJudged(text->size());
             return *text;
+        }
         m_missing.insert(catalog.url);
         return std::nullopt;
+    }
+
+    // A catalog that is named again is read again.
+    void countJudged(std::size_t bytes) {
+        m_judgedBytes += bytes;
+        if (m_judgedBytes > mostJudgedBytes)
+            throw std::runtime_error(m_bundle.path() + ": the catalogs that its log names are too long");
     }
 
     // Where none was to be fetched, none is missing.
@@ -272,6 +294,7 @@ private:
     std::vector<std::string> m_orderNames;
     std::set<std::string> m_catalogUrls;
     std::set<std::string> m_missing; // catalogs
+    std::size_t m_judgedBytes = 0;   // of catalogs
 };
 
 } // namespace

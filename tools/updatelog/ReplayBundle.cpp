@@ -61,6 +61,7 @@ void ReplayBundle::readManifest(const std::string &text) {
     m_made = manifest.at("made").get<std::string>();
     m_engineVersion = manifest.at("engine").at("version").get<std::string>();
     m_systemVersion = manifest.at("system").at("version").get<std::string>();
+    m_isMasked = manifest.at("masked").get<bool>();
     for (const nlohmann::json &missing : manifest.at("missing")) {
         if (missing.at("absent").get<bool>())
             m_absent.insert(missing.at("path").get<std::string>());

@@ -23,6 +23,7 @@ public:
     const std::string &made() const { return m_made; }
     const std::string &engineVersion() const { return m_engineVersion; }
     const std::string &systemVersion() const { return m_systemVersion; }
+    bool isMasked() const { return m_isMasked; }
 
 private:
     void readManifest(const std::string &text);
@@ -33,4 +34,5 @@ private:
     std::string m_made;
     std::string m_engineVersion;
     std::string m_systemVersion;
+    bool m_isMasked = false;
 };

@@ -50,7 +50,7 @@ Json orderOf(const Plan &order) {
 
 void tellReplay(const Replay &replay, const ReplayBundle &bundle, Paper &paper) {
     paper.line("Bundle of " + bundle.made() + ", engine " + bundle.engineVersion() + ", system " +
-               bundle.systemVersion());
+               bundle.systemVersion() + (bundle.isMasked() ? ", masked" : ""));
     paper.line(inOneLine(replay.run).text, hanging);
     if (replay.explanation) {
         tellExplanation(*replay.explanation, paper);
@@ -67,7 +67,10 @@ std::string replayInJson(const Replay &replay, const ReplayBundle &bundle) {
     const Json run = inJson(replay.run);
     const Json json = {
         {"bundle",
-         {{"made", bundle.made()}, {"engine", bundle.engineVersion()}, {"system", bundle.systemVersion()}}},
+         {{"made", bundle.made()},
+          {"engine", bundle.engineVersion()},
+          {"system", bundle.systemVersion()},
+          {"masked", bundle.isMasked()}}},
         {"run",
          {{"run", run.at("run")},
           {"kind", run.at("kind")},
