@@ -305,6 +305,14 @@ Held sharedFolder(const std::string &path) {
     return held;
 }
 
+Held applicationIs(const std::string &id) {
+    return changedTo(prodConfigXml, configurationWith("quaformac", id));
+}
+
+Held askedSubscription() {
+    return madeFile(appIdMarkerPath);
+}
+
 // --- what is found
 
 struct Unfit {
@@ -353,6 +361,12 @@ const std::vector<Unfit> &unfitMachines() {
          [] {
              const Held downloads = madeFolder(keyCoreDownloadCache);
              return both(madeFolder(updatedProdConfigXml), downloads);
+         }},
+        {"configuration-unwritable", "ReadOnly",
+         [] {
+             shell("mount --bind " + prodConfigXml + " " + prodConfigXml + " && mount -o remount,ro,bind " +
+                   prodConfigXml);
+             return undoneBy([] { shell("umount " + prodConfigXml); });
          }},
         {"script-folder-missing", "Missing",
          [] {
@@ -442,19 +456,34 @@ const std::vector<Unfit> &unfitMachines() {
         {"lock-no-file-numbers", "Full", [] { return disk("/var/run", "mode=755,nr_inodes=1"); }},
         {"list-full", "Full", [] { return disk("/tmp", "size=4096"); }},
         {"list-full", "NoFileNumbers", [] { return disk("/tmp", "nr_inodes=1"); }},
+        {"configuration-full", "Full",
+         [] {
+             const Held folder = madeFolder("/srv/small");
+             const Held small = both(folder, disk("/srv/small", "size=8192"));
+             fs::copy_file(prodConfigXml, "/srv/small/ProductConfig.xml");
+             const Held link = missing(prodConfigXml);
+             fs::create_symlink("/srv/small/ProductConfig.xml", prodConfigXml);
+             return both(small, link);
+         }},
         {"property-list-full", "Full", [] { return disk("/private/tmp", "size=4096"); }},
         {"script-full", "Full", [] { return disk(installerScriptFolder, "mode=755,size=4096"); }},
         {"marker-no-file-numbers", "Full", [] { return disk(markerFolder, "mode=755,nr_inodes=1"); }},
 
         {"open-file-limit", "Soft", [] { return limited(RLIMIT_NOFILE, 100); }},
+#if !defined(__SANITIZE_ADDRESS__) &&                                                                        \
+    !defined(__SANITIZE_THREAD__) // which take all the address space there is
+        {"memory-limit", "Soft", [] { return limited(RLIMIT_AS, 900 << 20); }},
+#endif
+        {"time-limit", "Soft", [] { return limited(RLIMIT_CPU, 600); }},
         {"file-size-limit", "Soft", [] { return limited(RLIMIT_FSIZE, 100 << 20); }},
 
         {"configuration-unreadable", "Missing", [] { return missing(prodConfigXml); }},
         {"configuration-unreadable", "Cut",
          [] { return changedTo(prodConfigXml, "<ProductConfiguration><A"); }},
         {"configuration-is-a-pipe", "Pipe", [] { return pipeInPlaceOf(prodConfigXml); }},
-        {"application-unknown", "NoId",
-         [] { return changedTo(prodConfigXml, configurationWith("quaformac", "")); }},
+        {"application-unknown", "NoId", [] { return both(askedSubscription(), applicationIs("")); }},
+        {"subscription-missing", "NoId", [] { return applicationIs(""); }},
+        {"subscription-missing", "LeftToIt", [] { return applicationIs("quiformac"); }},
         {"setting-twice", "Twice",
          [] {
              return changedTo(prodConfigXml, configurationWith("<BuildNumber>",
@@ -625,6 +654,39 @@ TEST(Check, TellsSeveralFindingsWithTheirRemediesAndRows) {
         EXPECT_NE(finding.at(key), "") << key;
 }
 
+TEST(Check, TellsNothingOfWhatStandsTwiceWithoutHarm) {
+    const Held held =
+        changedTo(prodConfigXml, configurationWith("<BuildNumber>", "<Own>1</Own><Own>1</Own><BuildNumber>"));
+    EXPECT_THAT(idsOf(check({"--json"})), IsEmpty());
+}
+
+// What a check by the engine asks the service for.
+std::string products() {
+    runQuietly({installed + "/bin/productUpdater", "1.0.0.5", "105-1", "CheckForInstall"});
+    const std::string log = readText(traceLogPath);
+    fs::remove(traceLogPath);
+    fs::remove(jobLockPath);
+    const std::size_t begin = log.find("<products ");
+    return begin == std::string::npos ? log : log.substr(begin, log.find("</products>", begin) - begin);
+}
+
+// What is told of a machine is what a run of the engine does there.
+TEST(Check, IsRightAboutWhatARunAsksFor) {
+    const std::string inGeneral = "relver=\"1\"><product appid=\"quaformac\"/>";
+    {
+        const Held unreadable = missing(prodConfigXml);
+        EXPECT_EQ(products(), "<products relname=\"legacy\" " + inGeneral);
+        const Held asked = askedSubscription();
+        EXPECT_EQ(products(), "<products relname=\"legacy\" relver=\"1\">");
+    }
+    for (const char *const id : {"", "quiformac"}) { // subscription-missing
+        const Held held = applicationIs(id);
+        EXPECT_EQ(products(), "<products relname=\"basicmac3.3\" " + inGeneral) << id;
+    }
+    const Held unknown = both(askedSubscription(), applicationIs(""));
+    EXPECT_EQ(products(), "<products relname=\"basicmac3.3\" relver=\"1\">");
+}
+
 TEST(Check, LooksAlsoWhereTheStarterIgnoresTheEndsOfProcesses) {
     EXPECT_EQ(check({"--json"}, {"env", "--ignore-signal=CHLD"}).out, "{\"findings\":[]}\n");
 }
@@ -666,6 +728,9 @@ TEST(Check, HasATestForEachOfItsRules) {
     for (const auto &cases : {unfitMachines(), unfitNetworks(), slowMachines()})
         for (const Unfit &unfit : cases)
             tested.emplace_back(unfit.id);
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+    tested.emplace_back("memory-limit");
+#endif
     for (const CheckRule *rule : checkRules())
         EXPECT_THAT(tested, testing::Contains(rule->id));
 }

@@ -1,9 +1,6 @@
 // The configuration files, as the engine reads them.
-#include <map>
 #include <optional>
 #include <string>
-
-#include <libxml/tree.h>
 
 #include "CheckPaths.h"
 #include "CheckTheme.h"
@@ -14,15 +11,17 @@
 #include "Paths.h"
 #include "PropertyList.h"
 #include "RegularFile.h"
+#include "ReleaseRecord.h"
+#include "TolvaneHandler.h"
 #include "UpdateManager.h"
 
 namespace {
 
 constexpr CheckRule configurationUnreadable = {
     "configuration-unreadable",
-    "A check asks for release \"legacy\" and without any product, and prepares what it finds; before the "
-    "first "
-    "installation that is as it should be.",
+    "A check asks for release \"legacy\" with the default application id, or with none where the "
+    "subscription was "
+    "asked before, and prepares what it finds; before the first installation that is as it should be.",
     "Put a copy of the product's configuration back, or install the product anew.", CheckDocument::faults,
     "KilledChild.CopyOfTheConfiguration"};
 constexpr CheckRule configurationIsPipe = {
@@ -33,6 +32,11 @@ constexpr CheckRule applicationUnknown = {
     "application-unknown", "A check asks without any product, and is offered nothing.",
     "Give the product's configuration its one AppID.", CheckDocument::faults,
     "InputSubscription.TellsAProductNothingOrEndsTheRun"};
+constexpr CheckRule subscriptionMissing = {
+    "subscription-missing",
+    "A check asks with the default application id and releases, whatever product is installed.",
+    "Put the suite's subscription back, or give the product's configuration its one AppID.",
+    CheckDocument::faults, "InputSubscription.TellsAProductNothingOrEndsTheRun"};
 constexpr CheckRule settingTwice = {
     "setting-twice", "Each update appends another copy, and readers that expect one take none.",
     "Leave one of them in the configuration.", CheckDocument::limits,
@@ -61,27 +65,22 @@ constexpr CheckRule systemUnknown = {
 
 // --- the product's
 
-bool tellsApplication(const LibXmlWrapper &configuration) {
-    if (!configuration.getXPathStringValue("/ProductConfiguration/AppID").empty())
-        return true;
-    // Else the subscription does, once: the marker says that it was asked.
-    return isAbsent(appIdMarkerPath) && statusOf(subscriptionLibraryPath);
+// The subscription is asked once: the marker says that it was.
+void lookAtApplication(const LibXmlWrapper &configuration, const TellCheck &tell) {
+    const std::string id = configuration.getXPathStringValue("/ProductConfiguration/AppID");
+    const bool isAsked = isDecidedBySubscription(id) && isAbsent(appIdMarkerPath);
+    if (isAsked && !statusOf(subscriptionLibraryPath))
+        tell(subscriptionMissing, prodConfigXml + " leaves the AppID to a subscription, and there is none");
+    else if (!isAsked && id.empty())
+        tell(applicationUnknown, prodConfigXml + " does not tell the product's one AppID");
 }
 
-std::string repeatedText(const std::string &setting, int count) {
-    return setting + " stands " + std::to_string(count) + " times in " + prodConfigXml;
-}
-
+// Of those that an update sets.
 void lookForSettingsTwice(const LibXmlWrapper &configuration, const TellCheck &tell) {
-    std::map<std::string, int> counts;
-    for (const xmlNode *node = configuration.PrintRootElement()->children; node != nullptr;
-         node = node->next) {
-        if (node->type == XML_ELEMENT_NODE)
-            ++counts[reinterpret_cast<const char *>(node->name)];
-    }
-    for (const auto &[name, count] : counts) {
+    for (const std::string setting : configurationElements) {
+        const std::size_t count = configuration.countNodes("/ProductConfiguration/" + setting).value_or(0);
         if (count > 1)
-            tell(settingTwice, repeatedText(name, count));
+            tell(settingTwice, setting + " stands " + std::to_string(count) + " times in " + prodConfigXml);
     }
 }
 
@@ -97,9 +96,7 @@ void lookAtProduct(const TellCheck &tell) {
         tell(configurationUnreadable, "there is no product configuration at " + prodConfigXml);
         return;
     }
-    if (!tellsApplication(configuration))
-        tell(applicationUnknown,
-             prodConfigXml + " does not tell the product's AppID, nor does a subscription");
+    lookAtApplication(configuration, tell);
     lookForSettingsTwice(configuration, tell);
 }
 
@@ -143,8 +140,8 @@ void look(const TellCheck &tell) {
 } // namespace
 
 CheckTheme checkedConfigurations() {
-    return {{&configurationUnreadable, &configurationIsPipe, &applicationUnknown, &settingTwice,
-             &orderMissing, &propertyListNoFile, &propertyListUnreadable, &propertyListAnothers,
-             &systemUnknown},
+    return {{&configurationUnreadable, &configurationIsPipe, &applicationUnknown, &subscriptionMissing,
+             &settingTwice, &orderMissing, &propertyListNoFile, &propertyListUnreadable,
+             &propertyListAnothers, &systemUnknown},
             look};
 }

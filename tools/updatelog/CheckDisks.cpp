@@ -33,6 +33,12 @@ constexpr CheckRule listFull = {
 constexpr CheckRule propertyListFull = {
     "property-list-full", "A fresh installation tells success, and its release is recorded nowhere.",
     "Make room on the property list's disk.", CheckDocument::faults, "RecordFault.DiskIsFull"};
+constexpr CheckRule configurationFull = {"configuration-full",
+                                         "The installed configuration may be cut when an installation copies "
+                                         "the new one over it; later checks ask "
+                                         "for release \"legacy\".",
+                                         "Make room on the configuration's disk.", CheckDocument::faults,
+                                         "InstallFault.DiskIsFullAtTheCopyOfTheConfiguration"};
 constexpr CheckRule scriptFull = {
     "script-full", "An \"Install\" run installs nothing, and its package list is gone.",
     "Make room on the script's disk.", CheckDocument::faults, "InstallFault.DiskIsFullAtTheScriptLong"};
@@ -47,7 +53,7 @@ constexpr std::uint64_t smallFileBytes = 1U << 20U;
 constexpr std::uint64_t packagesFiles = 16;
 
 struct Place {
-    std::string folder;
+    std::string folder; // or a file that is there, and may be a link
     std::uint64_t bytes;
     const CheckRule *full; // null where an empty file does
     std::uint64_t files;
@@ -58,6 +64,7 @@ struct Place {
 const std::vector<Place> &places() {
     static const std::vector<Place> all = {
         {keyCoreDownloadCache, packagesBytes, &downloadsFull, packagesFiles, &downloadsNoFiles},
+        {prodConfigXml, smallFileBytes, &configurationFull, 0, nullptr},
         {folderOfPath(packageListPath), smallFileBytes, &listFull, 2, &listFull},
         {installerScriptFolder, smallFileBytes, &scriptFull, 2, &scriptFull},
         {folderOfPath(configurationPlistPath), smallFileBytes, &propertyListFull, 2, &propertyListFull},
@@ -116,7 +123,7 @@ void look(const TellCheck &tell) {
 } // namespace
 
 CheckTheme checkedDisks() {
-    return {{&downloadsFull, &downloadsNoFiles, &logFull, &lockNoFiles, &listFull, &propertyListFull,
-             &scriptFull, &markerNoFiles},
+    return {{&downloadsFull, &downloadsNoFiles, &configurationFull, &logFull, &lockNoFiles, &listFull,
+             &propertyListFull, &scriptFull, &markerNoFiles},
             look};
 }

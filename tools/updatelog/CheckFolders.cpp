@@ -34,6 +34,11 @@ constexpr CheckRule preparedIsFolder = {
     "The new release cannot be prepared: an installation leaves the old version recorded, and the next check "
     "offers the same packages again.",
     "Remove the folder.", CheckDocument::faults, "UpdateFileFault.PreparedConfigurationIsADirectory"};
+constexpr CheckRule configurationUnwritable = {
+    "configuration-unwritable",
+    "Packages are installed and the old version stays recorded, so the next check offers them again.",
+    "Let root write it: mount the disk for writing.", CheckDocument::faults,
+    "InstallationTool.CpDoesNothing"};
 constexpr CheckRule scriptFolderMissing = {
     "script-folder-missing",
     "An \"Install\" run cannot write its script: it installs nothing, and its package list is gone.",
@@ -171,6 +176,13 @@ void lookAtDownloads(const TellCheck &tell) {
     lookForFolder(updatedProdConfigXml, preparedIsFolder, tell);
 }
 
+// An installation copies the new one over it. Where there is none, that is another finding.
+void lookAtConfiguration(const TellCheck &tell) {
+    const std::string refusal = statusOf(prodConfigXml) ? refusalOf(prodConfigXml, W_OK) : "";
+    if (!refusal.empty())
+        tell(configurationUnwritable, prodConfigXml + " cannot be written: " + refusal);
+}
+
 void lookAtScript(const TellCheck &tell) {
     if (!isFolder(installerScriptFolder)) {
         tell(scriptFolderMissing, std::string("there is no folder ") + installerScriptFolder);
@@ -218,6 +230,7 @@ void lookAtPropertyList(const TellCheck &tell) {
 void look(const TellCheck &tell) {
     lookWhoMayWrite(tell);
     lookAtDownloads(tell);
+    lookAtConfiguration(tell);
     lookAtScript(tell);
     lookAtLog(tell);
     lookAtLock(tell);
@@ -230,9 +243,9 @@ void look(const TellCheck &tell) {
 } // namespace
 
 CheckTheme checkedFolders() {
-    return {{&othersWrite, &downloadsBlocked, &downloadsUnwritable, &preparedIsFolder, &scriptFolderMissing,
-             &scriptFolderUnwritable, &scriptIsFolder, &logUnwritable, &logIsNoFile, &lockUnwritable,
-             &lockIsNoFile, &listUnwritable, &listIsFolder, &markerUnwritable, &propertyListUnwritable,
-             &propertyListIsFolder},
+    return {{&othersWrite, &downloadsBlocked, &downloadsUnwritable, &preparedIsFolder,
+             &configurationUnwritable, &scriptFolderMissing, &scriptFolderUnwritable, &scriptIsFolder,
+             &logUnwritable, &logIsNoFile, &lockUnwritable, &lockIsNoFile, &listUnwritable, &listIsFolder,
+             &markerUnwritable, &propertyListUnwritable, &propertyListIsFolder},
             look};
 }

@@ -21,6 +21,16 @@ constexpr CheckRule fileSize = {
     "Take the limit of file sizes from whoever starts the engine (ulimit -f unlimited).",
     CheckDocument::faults, "DiskFault.PackageLargerThanAFileMayBe"};
 
+constexpr CheckRule memory = {
+    "memory-limit", "A run that needs more memory ends before it is complete.",
+    "Start runs without a limit of memory, or with a gigabyte at least (ulimit -v unlimited).",
+    CheckDocument::faults, "LittleMemory.EndsCompleteOrSaysWhy"};
+constexpr CheckRule processorTime = {"time-limit",
+                                     "A run is ended when it has used up its time on the processor.",
+                                     "Start runs without a limit of processor time (ulimit -t unlimited).",
+                                     CheckDocument::faults, "EndedBySignal.TimeLimit"};
+
+constexpr rlim_t enoughMemory = rlim_t(1) << 30U;
 constexpr rlim_t enoughOpenFiles = 256; // some eighty packages at once
 
 // What a process may use.
@@ -44,6 +54,12 @@ void lookAtOpenFiles(const TellCheck &tell) {
 
 void look(const TellCheck &tell) {
     lookAtOpenFiles(tell);
+    const rlim_t memoryBytes = limitOf(RLIMIT_AS);
+    if (memoryBytes < enoughMemory) // no limit is more than any
+        tell(memory, "a run may have only " + std::to_string(memoryBytes) + " bytes of memory");
+    const rlim_t seconds = limitOf(RLIMIT_CPU);
+    if (seconds != RLIM_INFINITY)
+        tell(processorTime, "a run may use the processor for " + std::to_string(seconds) + " seconds only");
     const rlim_t size = limitOf(RLIMIT_FSIZE);
     if (size != RLIM_INFINITY)
         tell(fileSize, "no file may have more than " + std::to_string(size) + " bytes");
@@ -52,5 +68,5 @@ void look(const TellCheck &tell) {
 } // namespace
 
 CheckTheme checkedLimits() {
-    return {{&openFiles, &fileSize}, look};
+    return {{&openFiles, &fileSize, &memory, &processorTime}, look};
 }

@@ -8,6 +8,10 @@
 #include "CatalogParser.h"
 #include "ThreadSafety.h"
 
+// The product configuration's elements for a release, in the order in which its values stand.
+inline constexpr std::array<const char *, 6> configurationElements = {
+    "ProductVersion", "BuildNumber", "CoreRelVer", "PartnerRelVer", "ReleaseName", "CBRMSBuildNo"};
+
 // The six values of the release that a job brings, and the two files that keep them after the job. May be
 // used by any thread at any time: the values are held for moments only, and the writers follow each other.
 class ReleaseRecord {

@@ -18,6 +18,10 @@ inline const std::string &keyResponseStatus = constantText("status");
 inline const std::string &keyTolvaneErrorCode = constantText("/productresponse/error/errorcode");
 inline const std::string &keyTolvaneErrorDetails = constantText("/productresponse/error/errordetail");
 
+// Whether a product's configuration leaves its application id to the subscription: where it tells none, and
+// for the two editions that nothing else tells apart.
+bool isDecidedBySubscription(const std::string &configuredAppId);
+
 // Asks the maker's update service which catalogs apply to this machine: gathers the parameters, posts the
 // request over HTTPS and judges the reply.
 //

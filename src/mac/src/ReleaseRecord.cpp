@@ -21,11 +21,9 @@ namespace {
 
 using Values = std::array<std::string, 6>;
 
-// Both in the order in which the values stand. The names differ between the two files (kept as shipped).
+// In the order in which the values stand. The names differ between the two files (kept as shipped).
 constexpr std::array<const char *, 6> plistKeys = {"Version",       "BuildNo", "CoreRelVer",
                                                    "PartnerRelVer", "RelName", "CBRMSBuildNo"};
-constexpr std::array<const char *, 6> configurationElements = {
-    "ProductVersion", "BuildNumber", "CoreRelVer", "PartnerRelVer", "ReleaseName", "CBRMSBuildNo"};
 
 // Removes the prepared configuration unless it is kept: the installer script would put it in place.
 class PreparedConfiguration {

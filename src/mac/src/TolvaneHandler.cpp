@@ -187,13 +187,16 @@ void TolvaneHandler::getRequestParameterFromConfigurationPlist() {
     }
 }
 
+bool isDecidedBySubscription(const std::string &configuredAppId) {
+    return configuredAppId.empty() || configuredAppId == "quiformac" || configuredAppId == "queformac";
+}
+
 void TolvaneHandler::getRequestParameterFromProductConfigXmlForUpdate() {
     trace.info("INFO : TolvaneHandler - getRequestParameterFromProductConfigXmlForUpdate\n");
     const LibXmlWrapper config(strProductconfigXml);
     std::string id = config.getXPathStringValue("/ProductConfiguration/AppID");
-    // These two editions are told apart by the subscription only; the marker says that it was asked.
-    const bool subscriptionDecides = id.empty() || id == "quiformac" || id == "queformac";
-    if (subscriptionDecides && !appIdMarkerExists()) {
+    // The marker says that it was asked.
+    if (isDecidedBySubscription(id) && !appIdMarkerExists()) {
         const std::string subscribedId = getAppIdForExistingCustomer();
         if (subscribedId.empty()) {
             trace.error("ERROR : TolvaneHandler - ERROR Getting Appid\n");
