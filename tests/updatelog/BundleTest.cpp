@@ -123,6 +123,14 @@ TEST_F(Bundle, TellsWhatItLeavesOutForTheSakeOfItsMasks) {
     EXPECT_EQ(bundled().at("files" + catalog + "wide.xml").size(), 14U);
 }
 
+TEST_F(Bundle, LeavesOutNamesThatMakeLinesOfTheirOwn) {
+    std::filesystem::create_directories(coreCatalogDirectory());
+    writeText(coreCatalogDirectory() + "/a\n  b\x1b[2J.xml", "<a/>");
+    EXPECT_THAT(bundle().out, HasSubstr("without " + coreCatalogDirectory() +
+                                        "/a?  b?[2J.xml: its name has control characters\n"));
+    EXPECT_THAT(replay().err, HasSubstr("the bundle has no /var/log/DownloadManager.log"));
+}
+
 TEST_F(Bundle, TellsThatAFolderHoldsMoreThanItTakes) {
     shell("mkdir -p " + coreCatalogDirectory() + " && cd " + coreCatalogDirectory() +
           " && seq 2100 | xargs touch");

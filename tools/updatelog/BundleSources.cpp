@@ -17,6 +17,7 @@
 
 #include "Descriptor.h"
 #include "Paths.h"
+#include "Readable.h"
 
 namespace {
 
@@ -163,6 +164,13 @@ std::vector<std::string> namesIn(Descriptor folder) {
     return names;
 }
 
+bool hasControls(const std::string &name) {
+    return std::any_of(name.begin(), name.end(), [](char character) {
+        const auto code = static_cast<unsigned char>(character);
+        return code < 0x20 || code == 0x7f;
+    });
+}
+
 class Collection {
 public:
     void take(const std::string &path, std::size_t mostOfEnd = 0) {
@@ -178,7 +186,7 @@ public:
             const Descriptor above = folderOf(path);
             const std::vector<std::string> names = namesIn(folderIn(above.number(), partsOf(path).back()));
             for (const std::string &name : names)
-                take(path + "/" + name);
+                takeNamed(path, name);
             if (names.size() > mostBundledFiles)
                 throw NotTaken("it holds more files than are looked at");
         } catch (const NotTaken &reason) {
@@ -188,6 +196,14 @@ public:
     BundleContent content() && { return std::move(m_content); }
 
 private:
+    // A list of files has a line for each, and no archive that means well has such a name.
+    void takeNamed(const std::string &folder, const std::string &name) {
+        if (hasControls(name))
+            m_content.missing.push_back({folder + "/" + printable(name), "its name has control characters"});
+        else
+            take(folder + "/" + name);
+    }
+
     void takeFrom(const Descriptor &folder, const std::string &path, std::size_t mostOfEnd) {
         if (m_content.files.size() == mostBundledFiles)
             throw NotTaken("there are too many files");
