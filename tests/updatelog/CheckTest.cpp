@@ -42,6 +42,16 @@ const std::string service = "update.brovik.example";
 
 // --- running it
 
+// That of whoever runs the tests may lead anywhere.
+class SystemsPath : public testing::Environment {
+    void SetUp() override {
+        setenv("PATH", "/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin",
+               1); // NOLINT(concurrency-mt-unsafe)
+    }
+};
+
+testing::Environment *const systemsPath = testing::AddGlobalTestEnvironment(new SystemsPath); // it is gtest's
+
 // A file that stands nowhere: neither a shell nor a folder is needed, which a test may have taken away.
 class OutputFile {
 public:
@@ -689,6 +699,10 @@ TEST(Check, IsRightAboutWhatARunAsksFor) {
 
 TEST(Check, LooksAlsoWhereTheStarterIgnoresTheEndsOfProcesses) {
     EXPECT_EQ(check({"--json"}, {"env", "--ignore-signal=CHLD"}).out, "{\"findings\":[]}\n");
+}
+
+TEST(Check, LooksAlsoWhereTheStarterSetsNoPath) {
+    EXPECT_EQ(check({"--json"}, {"env", "-u", "PATH"}).out, "{\"findings\":[]}\n");
 }
 
 pid_t startedCheck() {

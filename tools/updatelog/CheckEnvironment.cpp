@@ -23,9 +23,9 @@ constexpr CheckRule variableDecides = {
 
 constexpr const char *keysVariable = "SSLKEYLOGFILE";
 
-std::string variable(const char *name) {
+bool isSet(const char *name) {
     const char *const value = std::getenv(name); // NOLINT(concurrency-mt-unsafe): nobody sets any
-    return value == nullptr ? "" : value;
+    return value != nullptr && *value != '\0';
 }
 
 std::vector<std::string> foldersOf(const std::string &path) {
@@ -49,8 +49,12 @@ std::vector<std::string> foldersBefore(const std::vector<std::string> &folders, 
     return {folders.begin(), found == folders.end() ? found : found + 1};
 }
 
+// Where there is none, the shell has one of its own.
 void lookAtPath(const TellCheck &tell) {
-    const std::vector<std::string> folders = foldersOf(variable("PATH"));
+    const char *const path = std::getenv("PATH"); // NOLINT(concurrency-mt-unsafe): nobody sets any
+    if (path == nullptr)
+        return;
+    const std::vector<std::string> folders = foldersOf(path);
     std::set<std::string> asked;
     for (const char *const tool : {"sudo", "awk", "rm"}) {
         for (const std::string &folder : foldersBefore(folders, tool))
@@ -68,7 +72,7 @@ void lookAtPath(const TellCheck &tell) {
 
 void lookAtVariables(const TellCheck &tell) {
     for (const char *const name : {"BASH_ENV", keysVariable}) {
-        if (!variable(name).empty())
+        if (isSet(name))
             tell(variableDecides, std::string(name) + " is set");
     }
 }
