@@ -103,6 +103,11 @@ TEST(Masks, AValueInEachOfTheFormsThatItTakes) {
               "<affid>masked_affiliate</affid> masked_affiliate 105&#x2d;1");
 }
 
+TEST(Masks, NoNameOfAnElement) {
+    EXPECT_EQ(maskedAfter("<License>Package</License>", "<package>a package</package>"),
+              "<package>a masked_licence</package>");
+}
+
 TEST(Masks, SeveralValuesEachByItsOwn) {
     EXPECT_EQ(maskedAfter("<affid>105-1</affid><affid>106-1</affid>", "/105-1.xml /106-1.xml affid=107-1"),
               "/masked_affiliate.xml /masked_affiliate_2.xml affid=masked_affiliate");

@@ -110,7 +110,7 @@ TEST_F(Bundle, TellsWhatItLeavesOutForTheSakeOfItsMasks) {
     std::filesystem::create_directories(coreCatalogDirectory());
     const std::string catalog = coreCatalogDirectory() + "/";
     writeText(catalog + "wide.xml", std::string("<\0A\0f\0f\0I\0D\0>\0", 14));
-    writeText(catalog + "a.xml", "<AffID>105-1</AffID><AffID>106-1</AffID>");
+    writeText(catalog + "a.xml", "<AffID>105-1</AffID><AffID>106-1</AffID><License>Core</License>");
     for (const char *const name : {"105-1.xml", "106-1.xml", "masked_affiliate.xml"})
         writeText(catalog + name, name);
     const Ended made = bundle();

@@ -78,6 +78,14 @@ bool isNoPlainText(const BundledFile &file) {
     return file.path != traceLogPath && file.content.find('\0') != std::string::npos;
 }
 
+// The engine's own folders tell nobody's secret, whatever word is one.
+std::string maskedPath(const BundleMask &mask, const std::string &path, MaskCount &count) {
+    const std::size_t name = path.rfind('/');
+    if (name == std::string::npos)
+        return path;
+    return path.substr(0, name) + mask.masked(path.substr(name), count);
+}
+
 void maskAll(BundleContent &content) {
     leaveOut(content, isNoPlainText, "no plain text, in which values could be masked; --unmasked takes it");
     BundleMask mask;
@@ -87,13 +95,13 @@ void maskAll(BundleContent &content) {
     }
     for (BundledFile &file : content.files) {
         file.content = mask.masked(file.content, file.masked);
-        file.path = mask.masked(file.path, file.masked);
+        file.path = maskedPath(mask, file.path, file.masked);
     }
     MaskCount uncounted;
     if (content.findings)
         content.findings = mask.masked(*content.findings, uncounted);
     for (MissingFile &file : content.missing) {
-        file.path = mask.masked(file.path, uncounted);
+        file.path = maskedPath(mask, file.path, uncounted);
         file.why = mask.masked(file.why, uncounted);
     }
     std::set<std::string> paths;

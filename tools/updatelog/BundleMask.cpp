@@ -36,6 +36,13 @@ bool isBorder(std::string_view text, std::size_t place) {
     return !(isDigit(before) && isDigit(behind)) && !(isLetter(before) && isLetter(behind));
 }
 
+// Documents stay what they are, whatever words are secrets.
+bool isElementsName(std::string_view text, std::size_t begin) {
+    if (begin > 0 && text[begin - 1] == '/')
+        --begin;
+    return begin > 0 && text[begin - 1] == '<';
+}
+
 // What stands there instead of a value already.
 bool isMask(std::string_view value) {
     for (const std::string *const mask : {&BundleMask::affiliate, &BundleMask::licence}) {
@@ -102,7 +109,7 @@ std::string BundleMask::withoutKnown(const std::string &text, MaskCount &count) 
     std::string result;
     std::size_t place = 0;
     while (place < text.size()) {
-        const bool mayBegin = isWord(text[place]) && isBorder(text, place);
+        const bool mayBegin = isWord(text[place]) && isBorder(text, place) && !isElementsName(text, place);
         const Known *known = nullptr;
         const std::size_t length = mayBegin ? knownAt(plain, place, known) : 0;
         if (length == 0) {

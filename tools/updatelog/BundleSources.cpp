@@ -3,11 +3,11 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <cstring>
 #include <memory>
 #include <optional>
 #include <stdexcept>
 #include <string_view>
+#include <system_error>
 #include <utility>
 
 #include <dirent.h>
@@ -38,7 +38,7 @@ public:
     // For errno.
     static NotTaken byError() {
         const bool isGone = errno == ENOENT || errno == ENOTDIR;
-        NotTaken reason(isGone ? "there is none" : std::strerror(errno));
+        NotTaken reason(isGone ? "there is none" : std::generic_category().message(errno));
         reason.isAbsent = isGone;
         return reason;
     }
@@ -58,7 +58,7 @@ std::vector<std::string> partsOf(std::string_view path) {
 }
 
 std::string trustedFolderOf(const std::string &path) {
-    for (const std::string folder : trustedFolders) {
+    for (std::string folder : trustedFolders) {
         if (path.rfind(folder + "/", 0) == 0)
             return folder;
     }
@@ -154,6 +154,7 @@ std::vector<std::string> namesIn(Descriptor folder) {
     }
     const std::unique_ptr<DIR, int (*)(DIR *)> entries(opened, closedir);
     std::vector<std::string> names;
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): nobody else has the stream
     while (const dirent *const entry = readdir(entries.get())) {
         if (!isBranchEnd(entry->d_name))
             names.emplace_back(entry->d_name);

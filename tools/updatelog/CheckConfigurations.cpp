@@ -75,12 +75,16 @@ void lookAtApplication(const LibXmlWrapper &configuration, const TellCheck &tell
         tell(applicationUnknown, prodConfigXml + " does not tell the product's one AppID");
 }
 
+std::string repeatedText(const std::string &setting, std::size_t count) {
+    return setting + " stands " + std::to_string(count) + " times in " + prodConfigXml;
+}
+
 // Of those that an update sets.
 void lookForSettingsTwice(const LibXmlWrapper &configuration, const TellCheck &tell) {
     for (const std::string setting : configurationElements) {
         const std::size_t count = configuration.countNodes("/ProductConfiguration/" + setting).value_or(0);
         if (count > 1)
-            tell(settingTwice, setting + " stands " + std::to_string(count) + " times in " + prodConfigXml);
+            tell(settingTwice, repeatedText(setting, count));
     }
 }
 
