@@ -391,6 +391,13 @@ const std::vector<Unfit> &unfitMachines() {
         {"log-is-no-file", "Folder", [] { return madeFolder(traceLogPath); }},
         {"log-is-no-file", "Pipe", [] { return pipeAt(traceLogPath); }},
         {"lock-unwritable", "ReadOnly", [] { return disk("/var/run", "mode=755", MS_RDONLY); }},
+        {"lock-unwritable", "ReadOnlyWithItsFile",
+         [] {
+             const auto small = std::make_shared<SmallDisk>("/var/run", "mode=755");
+             writeText(jobLockPath, "");
+             small->change("mode=755", MS_RDONLY);
+             return Held(small);
+         }},
         {"lock-is-no-file", "Folder", [] { return madeFolder(jobLockPath); }},
         {"lock-is-no-file", "Link",
          [] {

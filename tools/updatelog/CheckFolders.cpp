@@ -209,14 +209,21 @@ void lookAtLog(const TellCheck &tell) {
         tell(logUnwritable, std::string(traceLogPath) + " cannot be written: " + refusal);
 }
 
-// A pipe will do.
+// A pipe will do. Jobs leave the file there, and open it for writing.
 void lookAtLock(const TellCheck &tell) {
-    const auto status = statusAt(jobLockPath);
-    if (!status)
-        lookWhetherFilesCanBeMade(folderOfPath(jobLockPath), lockUnwritable, tell);
-    else if (S_ISDIR(status->st_mode) || S_ISLNK(status->st_mode))
-        tell(lockIsNoFile,
-             std::string(jobLockPath) + " is a " + (S_ISDIR(status->st_mode) ? "folder" : "link"));
+    const std::string path = jobLockPath;
+    const auto status = statusAt(path);
+    if (!status) {
+        lookWhetherFilesCanBeMade(folderOfPath(path), lockUnwritable, tell);
+        return;
+    }
+    if (S_ISDIR(status->st_mode) || S_ISLNK(status->st_mode) || S_ISSOCK(status->st_mode)) {
+        tell(lockIsNoFile, path + " is a folder, a link or a socket");
+        return;
+    }
+    const std::string refusal = refusalOf(path, W_OK);
+    if (!refusal.empty())
+        tell(lockUnwritable, path + " cannot be written: " + refusal);
 }
 
 // The installer makes it, and its folder, before an installation.
