@@ -44,6 +44,7 @@ const Case cases[] = {
      "<AffID>masked_affiliate<BuildNumber>7</BuildNumber>"},
     {"ElementWithinAnotherText", "&lt;AffID&gt;105&lt;/AffID&gt; affid=&quot;106&quot;",
      "&lt;AffID&gt;masked_affiliate&lt;/AffID&gt; affid=&quot;masked_affiliate_2&quot;"},
+    {"NoElement", "<a href=\"x:affid=105\">105</a>", "<a href=\"x:affid=masked_affiliate\">105</a>"},
     {"EmptyElement", "<AffID></AffID><AffID/>", "<AffID></AffID><AffID/>"},
     {"Key", "<key>AffID</key>\n\t<string>105</string>",
      "<key>AffID</key>\n\t<string>masked_affiliate</string>"},
@@ -101,6 +102,18 @@ TEST(Masks, AValueInEachOfTheFormsThatItTakes) {
               "masked_licence {masked_licence} masked_licence masked_licence AB%2612-CDE");
     EXPECT_EQ(maskedAfter("<AffID>105&#45;1</AffID>", "<affid>105-1</affid> 105-1 105&#x2d;1"),
               "<affid>masked_affiliate</affid> masked_affiliate 105&#x2d;1");
+}
+
+// Each of these begins what never ends.
+TEST(Masks, AreFoundInTimeInWhateverALogHolds) {
+    for (const char *const part : {"affid%3D105 ", ":affid ", "affid=\"", "&lt;affid&gt;", "<affid>",
+                                   "<affid ", "<key>affid</key><!--", "\"affid\":\"", "affid=&quot;"}) {
+        std::string text;
+        while (text.size() < 500000)
+            text += part;
+        EXPECT_NE(maskedAfter(text, text), "");
+    }
+    EXPECT_EQ(maskedAfter("", "&lt;affid&gt;105\nnext"), "&lt;affid&gt;masked_affiliate\nnext");
 }
 
 TEST(Masks, NoNameOfAnElement) {

@@ -27,7 +27,7 @@ std::string plainName(std::string_view name) {
 constexpr std::size_t longestName = 24;
 constexpr std::string_view beginnings = "aclpsACLPS"; // of all of these names
 // So far the end of an element is looked for, when other markup stands in it.
-constexpr std::size_t longestContent = 1024;
+constexpr std::size_t longestContent = 256;
 
 template <std::size_t size>
 bool isOneOf(const std::string &name, const std::array<std::string_view, size> &names) {
@@ -80,8 +80,14 @@ public:
     Span until(std::string_view ends) const {
         return {m_place, std::min(m_text.find_first_of(ends, m_place), m_text.size())};
     }
-    Span untilText(std::string_view end) const {
-        return {m_place, std::min(m_text.find(end, m_place), m_text.size())};
+    // Up to that text, or to the line's end where it does not come soon: nobody looks through a whole log for
+    // the end of what one line begins.
+    Span upTo(std::string_view end) const {
+        const std::string_view near = m_text.substr(m_place, longestContent);
+        const std::size_t found = near.find(end);
+        const std::size_t length =
+            found == std::string_view::npos ? std::min(near.find('\r'), near.find('\n')) : found;
+        return {m_place, m_place + std::min(length, near.size())};
     }
     void goTo(std::size_t place) { m_place = place; }
     std::size_t place() const { return m_place; }
@@ -132,31 +138,32 @@ Span contentOfElement(std::string_view text, Cursor cursor, std::string_view nam
 }
 
 // The value of a query that stands within another one: up to the next sign that divides there.
-Span withinQuery(Cursor cursor) {
+Span withinQuery(std::string_view text, Cursor cursor) {
     Span span = cursor.until("&#\"'<>; \t\r\n");
+    const std::string_view value = text.substr(span.begin, span.end - span.begin);
     for (const char *const sign :
          {"%26", "%23", "%3B", "%3b", "%22", "%27", "%20", "%3C", "%3c", "%0A", "%0a"})
-        span.end = std::min(span.end, cursor.untilText(sign).end);
+        span.end = std::min(span.end, span.begin + std::min(value.find(sign), value.size()));
     return span;
 }
 
 // "affid=105", "affid="105"", and as it stands in the query of a URL within another one.
-std::optional<Span> behindEquals(Cursor cursor) {
+std::optional<Span> behindEquals(std::string_view text, Cursor cursor) {
     if (cursor.takes("%3D") || cursor.takes("%3d"))
-        return withinQuery(cursor);
+        return withinQuery(text, cursor);
     cursor.skipSpaces();
     if (!cursor.takes("="))
         return std::nullopt;
     Cursor quoted = cursor;
     quoted.skipBlanks();
     if (quoted.takes("\""))
-        return quoted.until("\"");
+        return quoted.upTo("\"");
     if (quoted.takes("\\\""))
-        return quoted.until("\\\"");
+        return quoted.upTo("\\\"");
     if (quoted.takes("&quot;"))
-        return quoted.untilText("&quot;");
+        return quoted.upTo("&quot;");
     if (quoted.takes("'"))
-        return quoted.until("'");
+        return quoted.upTo("'");
     return cursor.until("&#\"'<>;, \t\r\n/");
 }
 
@@ -169,12 +176,12 @@ std::optional<Span> behindColon(Cursor cursor) {
         return std::nullopt;
     cursor.skipSpaces();
     if (cursor.takes("\\\""))
-        return cursor.until("\\\"");
-    return cursor.takes("\"") ? cursor.until("\"") : cursor.until("\"<,\r\n");
+        return cursor.upTo("\\\"");
+    return cursor.takes("\"") ? cursor.upTo("\"") : cursor.until("\"<,\r\n");
 }
 
 // "<setting name="affid" value="105"/>" and "<entry key="affid">105</entry>", behind the name.
-std::optional<Span> behindQuotes(Cursor cursor) {
+std::optional<Span> behindQuotes(std::string_view text, Cursor cursor) {
     if (!cursor.takes("\"") && !cursor.takes("'"))
         return std::nullopt;
     cursor.skipBlanks();
@@ -182,24 +189,26 @@ std::optional<Span> behindQuotes(Cursor cursor) {
         return cursor.until("<");
     for (const char *const name : {"value", "content", "string"}) {
         if (cursor.takes(name))
-            return behindEquals(cursor);
+            return behindEquals(text, cursor);
     }
     return std::nullopt;
 }
 
 // "<AffID>105</AffID>", behind the name.
 std::optional<Span> inElement(std::string_view text, Cursor cursor, std::string_view name) {
-    const Span attributes = cursor.until("<>");
+    const Span attributes = cursor.upTo(">");
     cursor.goTo(attributes.end);
-    const bool isEmpty = attributes.end > attributes.begin && text[attributes.end - 1] == '/';
-    if (isEmpty || !cursor.takes(">"))
+    const std::string_view between = text.substr(attributes.begin, attributes.end - attributes.begin);
+    const bool isElement = between.empty() || (isBlank(between.front()) && between.back() != '/' &&
+                                               between.find('<') == std::string_view::npos);
+    if (!isElement || !cursor.takes(">"))
         return std::nullopt;
     return contentOfElement(text, cursor, name);
 }
 
 // The same, in a text that stands in another document: "&lt;AffID&gt;105&lt;/AffID&gt;".
 std::optional<Span> inEscapedElement(Cursor cursor) {
-    return cursor.takes("&gt;") ? std::optional(cursor.untilText("&lt;")) : std::nullopt;
+    return cursor.takes("&gt;") ? std::optional(cursor.upTo("&lt;")) : std::nullopt;
 }
 
 // "<key>AffID</key> <string>105</string>", behind the name.
@@ -209,8 +218,9 @@ std::optional<Span> behindKey(std::string_view text, Cursor cursor) {
         return std::nullopt;
     cursor.skipBlanks();
     while (cursor.takes("<!--")) {
-        cursor.goTo(cursor.untilText("-->").end);
-        static_cast<void>(cursor.takes("-->"));
+        cursor.goTo(cursor.upTo("-->").end);
+        if (!cursor.takes("-->"))
+            return std::nullopt;
         cursor.skipBlanks();
     }
     for (const std::string name : {"string", "integer", "real", "data", "array"}) {
@@ -233,11 +243,11 @@ std::optional<Span> valueOf(std::string_view text, std::size_t nameBegin, std::s
     }
     if (const auto value = behindKey(text, behind))
         return value;
-    if (const auto value = behindEquals(behind))
+    if (const auto value = behindEquals(text, behind))
         return value;
     if (const auto value = behindColon(behind))
         return value;
-    return behindQuotes(behind);
+    return behindQuotes(text, behind);
 }
 
 // A byte as URLs have it: "%3F".
