@@ -60,6 +60,7 @@ INSTANTIATE_TEST_SUITE_P(Seal, EndOfCommand,
                                          EndCase{"unknownOption", "--no-such true", 64},
                                          EndCase{"noService", "--servers true", 64},
                                          EndCase{"noBuild", "--install /no/such true", 64},
+                                         EndCase{"noFiles", "--files /no/such true", 64},
                                          EndCase{"failedInstall", "--install / true", 70},
                                          EndCase{"failedServer", "--servers --service /bin/false true", 70}),
                          [](const auto &one) { return one.param.name; });
@@ -80,6 +81,19 @@ TEST(Seal, hasTheCommandRunByAnotherProgramWhenAsked) {
         "$seal" --under missing true 2>/dev/null; echo "$?"
         rm -r "$dir")sh");
     EXPECT_EQ(outcome, (Outcome{"under echo one two\none two\n7\n64\n", 0}));
+}
+
+TEST(Seal, hasTheFilesFromTheBeginningWhenAsked) {
+    const Outcome outcome = outside(R"sh(
+        dir=$(mktemp -d) && cd "$dir" && mkdir -p "with blank"/usr/local/{Brovik/qrn/bin,new}
+        echo '#!/bin/sh' >"with blank/usr/local/Brovik/qrn/bin/own" && chmod 755 "with blank/usr/local/Brovik/qrn/bin/own"
+        ln -s own "with blank/usr/local/Brovik/qrn/bin/link" && echo new >"with blank/usr/local/new/file"
+        cd / && "$seal" --files "$dir/with blank" bash -c '
+            cd /usr/local/Brovik/qrn/bin && ./link && ls && cat ../../../new/file && stat -c %a . ../../../new
+            echo other >../../../new/file && rm own'
+        cat "$dir/with blank/usr/local/new/file" && ls "$dir/with blank/usr/local/Brovik/qrn/bin"
+        rm -r "$dir")sh");
+    EXPECT_EQ(outcome, (Outcome{"link\nown\nqrn\nsha1sum\nnew\n755\n755\nnew\nlink\nown\n", 0}));
 }
 
 TEST(Seal, addsNothingToTheCommandsStandardError) {
