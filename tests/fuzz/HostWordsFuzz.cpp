@@ -57,8 +57,8 @@ void requireHarmless(const std::string &line) {
         require(character >= 0x20 && (character < 0x7f || character > 0x9f), "no line commands a terminal");
         require(character <= 0x10ffff && (character < 0xd800 || character > 0xdfff),
                 "what is shown is UTF-8");
-        require((character < 0x202a || character > 0x202e) && (character < 0x2066 || character > 0x2069),
-                "no line turns the text behind it");
+        require((character < 0x2028 || character > 0x202e) && (character < 0x2066 || character > 0x2069),
+                "no line turns the text behind it or is two");
     }
 }
 

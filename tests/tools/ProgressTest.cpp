@@ -507,13 +507,17 @@ INSTANTIATE_TEST_SUITE_P(Words, PrintableName,
                                               "c\x9b"
                                               "31m",
                                               "c?31m"},
-                                         Name{"CutShort", "\xe2\x82", "??"}, //
+                                         Name{"TurnedAround", "a\xe2\x80\xaegkp.exe", "a???gkp.exe"}, //
+                                         Name{"LineSeparator", "\xe2\x80\xa8", "???"},                //
+                                         Name{"MarkOfDirection", "\xd8\x9c", "??"},                   //
+                                         Name{"Isolated", "\xe2\x81\xa6", "???"},                     //
+                                         Name{"CutShort", "\xe2\x82", "??"},                          //
                                          Name{"CutShortByText", "\xe2\x82z", "??z"},
                                          Name{"LongerThanNeeded", "\xc0\x9b\xe0\x82\x9b", "?????"},
                                          Name{"TurnedText", "a\xe2\x80\xaeg", "a???g"}, //
                                          Name{"IsolatedText", "\xe2\x81\xa6g\xe2\x81\xa9", "???g???"},
-                                         Name{"BesideThoseThatTurn", "\xe2\x80\xa9\xe2\x80\xaf\xe2\x81\xaa",
-                                              "\xe2\x80\xa9\xe2\x80\xaf\xe2\x81\xaa"},
+                                         Name{"BesideThoseThatTurn", "\xe2\x80\xa7\xe2\x80\xaf\xe2\x81\xaa",
+                                              "\xe2\x80\xa7\xe2\x80\xaf\xe2\x81\xaa"},
                                          Name{"HalfOfAPair", "\xed\xa0\x80", "???"}, //
                                          Name{"BeyondTheLast", "\xf4\x90\x80\x80", "????"},
                                          Name{"NoSuchByte", "\xff\xf8", "??"}),

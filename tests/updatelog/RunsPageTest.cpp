@@ -29,7 +29,7 @@ std::string pageOf(const std::string &text, const std::string &name = "/some.log
     LineKeeper keeper;
     StoryTeller teller(
         [&runs, &keeper](const RunStory &story) {
-            runs.push_back({story, keeper.linesOf(story.number)});
+            runs.push_back(forPage(story, keeper.linesOf(story.number)));
         },
         [&keeper](const LogEntry &entry, const OpenRun &run) { keeper.take(entry, run); });
     std::istringstream log(text);
@@ -167,6 +167,30 @@ TEST(RunsPage, KeepsTheFirstLinesOfARunThatHasTooMany) {
                 Contains(StartsWith("And " + std::to_string(lines + 4 - kept) + " lines more")));
     // What is not there is not led to.
     EXPECT_THAT(textsOf(document, elements("ol") + elements("span")), Contains("line 10004"));
+}
+
+TEST(RunsPage, HasNoMoreFilesThanCanBeLookedAt) {
+    std::string log = checkStarts(0) + asks(0);
+    for (std::size_t number = 0; number < RunOfPage::mostFiles + 7; ++number)
+        log += at(1, "INFO : Start download: https://host/" + std::to_string(number) + ".pkg");
+    const Document document = parsed(pageOf(log));
+    ASSERT_TRUE(document);
+    EXPECT_THAT(textsOf(document, elements("summary")), SizeIs(RunOfPage::mostFiles + 1));
+    EXPECT_THAT(textsOf(document, elements("p")), Contains("And 7 more, which are too many for a page."));
+}
+
+// A name may be that of many files: a thousand times a thousand lines would be no page.
+TEST(RunsPage, HasNoMoreLinesBehindItsBarsThanFourTimesThoseOfTheRun) {
+    constexpr std::size_t files = 300;
+    std::string log = checkStarts(0) + asks(0);
+    for (std::size_t number = 0; number < files; ++number)
+        log += at(1, "INFO : Start download: https://host/" + std::to_string(number) + "/One.pkg") +
+               at(1, "INFO: Checking HashSUM : " + packagePath);
+    const Document document = parsed(pageOf(log));
+    ASSERT_TRUE(document);
+    const std::size_t lines = textsOf(document, elements("tr", "@id")).size();
+    EXPECT_LT(textsOf(document, elements("tr")).size(), 5 * lines + 1);
+    EXPECT_THAT(textsOf(document, elements("p")), Contains("Its lines are among those of the run, below."));
 }
 
 TEST(TimeSpan, GivesTheShareOfATimeOrNoneWhereThereIsNoSense) {

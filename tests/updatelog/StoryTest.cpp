@@ -1,4 +1,5 @@
 // What is told of the runs of a log.
+#include <ctime>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -121,6 +122,51 @@ TEST(Story, OfAnInstallationThatFailsOrStopsIsNotWell) {
     EXPECT_EQ(failed.installations[0].state, InstallationStory::State::failed);
     EXPECT_EQ(failed.installations[1].state, InstallationStory::State::listed);
     EXPECT_EQ(storyOf(installationStarts() + " Installing /One.pkg\n").end, RunEnd::stopped);
+}
+
+// Each line of the script is about one of them.
+TEST(Story, OfAnInstallationTellsAPackageThatIsListedTwiceTwice) {
+    using State = InstallationStory::State;
+    const std::string twice = checkStarts(0) + at(0, "INFO: Installing /One.pkg ") +
+                              at(0, "INFO: Installing /One.pkg ") +
+                              at(1, "Child process: executing /usr/local/repost/installer.sh ") +
+                              " Installing /One.pkg\nInstalled /One.pkg successfully\n";
+    const auto statesOf = [](const RunStory &story) {
+        std::vector<State> states;
+        for (const InstallationStory &each : story.installations)
+            states.push_back(each.state);
+        return states;
+    };
+    EXPECT_THAT(statesOf(storyOf(twice)), ElementsAre(State::done, State::listed));
+    EXPECT_EQ(storyOf(twice).end, RunEnd::stopped);
+    const RunStory whole = storyOf(twice + " Installing /One.pkg\nFailed to install /One.pkg\n");
+    EXPECT_THAT(statesOf(whole), ElementsAre(State::done, State::failed));
+    EXPECT_EQ(whole.end, RunEnd::failed);
+    EXPECT_THAT(statesOf(storyOf(twice + " Installing /One.pkg\nInstalled /One.pkg successfully\n"
+                                         "Installed /One.pkg successfully\n")),
+                ElementsAre(State::done, State::done));
+}
+
+double secondsToTell(const std::string &log) {
+    const std::clock_t began = std::clock();
+    static_cast<void>(storyOf(log));
+    return static_cast<double>(std::clock() - began) / CLOCKS_PER_SEC;
+}
+
+// Whoever compares each line with every package needs ten times as long.
+TEST(Stories, OfManyPackagesTakeAsLongAsThatOfOne) {
+    constexpr int lines = 15000;
+    std::string one = installationStarts();
+    std::string many = checkStarts(0);
+    for (int number = 0; number < lines; ++number)
+        many += at(0, "INFO: Installing /" + std::to_string(number) + ".pkg ");
+    const double listing = secondsToTell(many);
+    many += at(1, "Child process: executing /usr/local/repost/installer.sh ");
+    for (int number = 0; number < lines; ++number) {
+        many += " Installing /" + std::to_string(number) + ".pkg\n";
+        one += " Installing /One.pkg\n";
+    }
+    EXPECT_LT(secondsToTell(many), 3 * (listing + secondsToTell(one)));
 }
 
 TEST(Story, OfAFreshInstallationIsWellOnceItIsRecorded) {
@@ -326,7 +372,7 @@ TEST(Stories, TakeBoundedMemoryForWhateverIsLongOrMany) {
     for (const InstallationStory &installation : story.installations)
         bytes += installation.path.size();
     EXPECT_LT(bytes, RunStory::mostBytes);
-    EXPECT_GT(bytes, RunStory::mostBytes / 2);
+    EXPECT_GT(bytes, RunStory::mostBytes / 3); // some are kept to find them, too
     EXPECT_EQ(story.left, 400 - story.unknownLines.size() - story.findings.size() - story.transfers.size() -
                               story.installations.size());
 }

@@ -11,13 +11,15 @@ std::string twoDigits(long long number) {
     return (number < 10 ? "0" : "") + std::to_string(number);
 }
 
-// Those that turn the direction of what follows, beyond the text that they came with.
-bool turnsText(unsigned long code) {
-    return (code >= 0x202a && code <= 0x202e) || (code >= 0x2066 && code <= 0x2069);
+// Marks that turn the direction in which a text is shown, and line ends of their own: with them a name looks
+// like another one.
+bool rearranges(unsigned long code) {
+    return code == 0x61c || code == 0x200e || code == 0x200f || (code >= 0x2028 && code <= 0x202e) ||
+           (code >= 0x2066 && code <= 0x2069);
 }
 
 // Of the UTF-8 character that begins there; 0 for control characters, the second set of them included, for
-// those that turn the text, and for what is no UTF-8.
+// what rearranges the others, and for what is no UTF-8.
 std::size_t printableLength(const std::string &text, std::size_t at) {
     const auto byte = [&text, at](std::size_t i) {
         return at + i < text.size() ? static_cast<unsigned char>(text[at + i]) : 0U;
@@ -35,7 +37,7 @@ std::size_t printableLength(const std::string &text, std::size_t at) {
     constexpr unsigned long least[] = {0, 0, 0xa0, 0x800,
                                        0x10000}; // by length; smaller ones have shorter forms
     const bool isCharacter = code >= least[length] && code <= 0x10ffff && (code < 0xd800 || code > 0xdfff);
-    return first >= 0xc0 && first < 0xf8 && isCharacter && !turnsText(code) ? length : 0;
+    return first >= 0xc0 && first < 0xf8 && isCharacter && !rearranges(code) ? length : 0;
 }
 
 } // namespace

@@ -1,6 +1,5 @@
 #include "Findings.h"
 
-#include <algorithm>
 #include <map>
 #include <utility>
 
@@ -94,7 +93,8 @@ void Findings::expect(const Message &message, const std::string &file) {
 }
 
 bool Findings::isExpected(const std::string &id, const std::string &file) const {
-    return std::any_of(m_expected.begin(), m_expected.end(), [&id, &file](const auto &expected) {
-        return expected.first == id && mayBeOne(expected.second, file);
-    });
+    const auto first = m_expected.lower_bound({id, ""}); // the one about no file comes before the others
+    if (first == m_expected.end() || first->first != id)
+        return false;
+    return mayBeOne(first->second, file) || m_expected.count({id, file}) > 0;
 }

@@ -87,7 +87,7 @@ void Follower::readOn() {
         m_stories.take(*entry);
         hasRead = true;
     }
-    if (hasRead)
+    if (hasRead && m_isLive) // until then nobody is told, and a long log would have it made many times
         m_newest = inBrief(m_stories.newestRun()->soFar());
 }
 
@@ -97,7 +97,9 @@ void Follower::goLive() {
     if (run == nullptr)
         return m_view.line(
             {m_tail.isThere() ? m_path + " has no line yet" : m_path + " is not there yet", 0, Tone::plain});
-    for (const TellingLine &line : inFull(run->soFar()))
+    const RunStory story = run->soFar();
+    m_newest = inBrief(story);
+    for (const TellingLine &line : inFull(story))
         m_view.line(line);
     if (run->hasEnd())
         m_ended.insert(run->number());

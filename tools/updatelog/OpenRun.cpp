@@ -119,28 +119,13 @@ void OpenRun::tellInstallation(const std::string &id, const Recognised &known) {
         m_story.kind = RunKind::installation;
     m_hasScript |= id == "script-ready" || id == "script-executed";
     const std::string path = valueOf(known, "path");
-    if (id == "package-listed") {
-        addInstallation(path);
-        return;
-    }
     const bool isDone = id == "script-installed" || id == "branding-started";
     const bool isFailed = id == "script-failed" || id == "package-not-listed";
-    if (!isDone && !isFailed && id != "script-installing")
-        return;
     m_hasFailedPackage |= isFailed;
-    auto &all = m_story.installations;
-    const auto isIt = [&path](const InstallationStory &each) { return each.path == path; };
-    if (std::none_of(all.begin(), all.end(), isIt))
-        addInstallation(path); // of a log whose beginning is missing
-    for (InstallationStory &installation : all) {
-        if (installation.path == path && installation.state <= State::begun)
-            installation.state = isDone ? State::done : isFailed ? State::failed : State::begun;
-    }
-}
-
-void OpenRun::addInstallation(const std::string &path) {
-    if (m_room.take(sizeof(InstallationStory) + path.size()))
-        m_story.installations.push_back({path, InstallationStory::State::listed});
+    if (id == "package-listed")
+        m_installations.add(path, m_room);
+    else if (isDone || isFailed || id == "script-installing")
+        m_installations.tell(path, isDone ? State::done : isFailed ? State::failed : State::begun, m_room);
 }
 
 void OpenRun::tellEnd(const std::string &id, bool isFailure) {
@@ -190,6 +175,7 @@ bool OpenRun::hasEnd() const {
 RunStory OpenRun::story() && {
     m_story.end = end();
     m_story.transfers = std::move(m_transfers).stories();
+    m_story.installations = std::move(m_installations).stories();
     m_story.findings = std::move(m_findings).findings();
     m_story.left = m_room.refused();
     return std::move(m_story);
@@ -200,8 +186,8 @@ RunEnd OpenRun::end() const {
         return m_story.end;
     if (m_hasFailedPackage)
         return RunEnd::failed;
-    if (!m_story.installations.empty())
-        return endOfInstallation();
+    if (!m_installations.isEmpty())
+        return m_installations.areAllDone() ? RunEnd::well : RunEnd::stopped;
     if (m_hasEnded)
         return m_story.kind == RunKind::unknown ? RunEnd::nothingToDo : RunEnd::well;
     if (m_story.kind != RunKind::freshInstallation)
@@ -210,12 +196,4 @@ RunEnd OpenRun::end() const {
     if (m_story.isRecorded)
         return RunEnd::well;
     return m_hasFailedRecord || m_transfers.hasFailed() ? RunEnd::failed : RunEnd::stopped;
-}
-
-RunEnd OpenRun::endOfInstallation() const {
-    const auto &all = m_story.installations;
-    const bool isDone = std::all_of(all.begin(), all.end(), [](const InstallationStory &each) {
-        return each.state == InstallationStory::State::done;
-    });
-    return isDone ? RunEnd::well : RunEnd::stopped;
 }

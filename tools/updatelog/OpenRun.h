@@ -5,6 +5,7 @@
 #include <string>
 
 #include "Findings.h"
+#include "Installations.h"
 #include "LogReader.h"
 #include "Room.h"
 #include "RunStory.h"
@@ -46,16 +47,15 @@ private:
     void tellService(const std::string &id, const Recognised &known);
     void keepExchange(const LogEntry &entry);
     void tellInstallation(const std::string &id, const Recognised &known);
-    void addInstallation(const std::string &path);
     void tellEnd(const std::string &id, bool isFailure);
     void tellWrongMode(const LogEntry &entry);
     RunEnd end() const;
-    RunEnd endOfInstallation() const;
 
     RunStory m_story;
     Room m_room{RunStory::mostBytes};
     Findings m_findings;
     Transfers m_transfers;
+    Installations m_installations;
     bool m_hasFound = false; // by the last line
     bool m_isWaiting = false;
     bool m_hasEnded = false;

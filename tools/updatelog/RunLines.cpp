@@ -1,5 +1,8 @@
 #include "RunLines.h"
 
+#include <algorithm>
+#include <iterator>
+#include <set>
 #include <utility>
 
 #include "MessageFile.h"
@@ -37,6 +40,19 @@ RunLines LineKeeper::linesOf(std::uint64_t run) {
     return lines;
 }
 
-bool isAbout(const RunLine &line, const std::string &file) {
-    return !line.about.empty() && (line.about == file || line.about == fileNameOf(file));
+LinesByFile::LinesByFile(const std::vector<RunLine> &lines) {
+    for (const RunLine &line : lines) {
+        if (!line.about.empty())
+            m_lines.emplace(line.about, &line);
+    }
+}
+
+std::vector<const RunLine *> LinesByFile::about(const std::string &file) const {
+    std::vector<const RunLine *> found;
+    for (const std::string &name : std::set<std::string>{file, fileNameOf(file)}) {
+        const auto [begin, end] = m_lines.equal_range(name);
+        std::transform(begin, end, std::back_inserter(found), [](const auto &each) { return each.second; });
+    }
+    std::sort(found.begin(), found.end()); // they stand behind each other
+    return found;
 }

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <map>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "LogReader.h"
@@ -39,5 +40,14 @@ private:
     std::map<std::uint64_t, RunLines> m_runs; // by their numbers
 };
 
-// Whether the line is about the file that has this URL or path.
-bool isAbout(const RunLine &line, const std::string &file);
+// The lines by the file that they are about. They must stay as long as this.
+class LinesByFile {
+public:
+    explicit LinesByFile(const std::vector<RunLine> &lines);
+
+    // Of the file that has this URL or path, in their order.
+    std::vector<const RunLine *> about(const std::string &file) const;
+
+private:
+    std::multimap<std::string_view, const RunLine *> m_lines;
+};

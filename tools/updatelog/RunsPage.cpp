@@ -2,8 +2,9 @@
 
 #include <algorithm>
 #include <array>
-#include <functional>
+#include <cstddef>
 #include <string_view>
+#include <utility>
 
 #include "PageHead.h"
 #include "Readable.h"
@@ -15,7 +16,7 @@
 namespace {
 
 using Attributes = XmlOut::Attributes;
-using LineTest = std::function<bool(const RunLine &)>;
+using Lines = std::vector<const RunLine *>;
 
 // By what the page's lines can be filtered.
 constexpr std::array<std::string_view, 5> levels = {"error", "broken off", "information", "script",
@@ -148,24 +149,23 @@ void writeLine(const RunStory &story, const RunLine &line, Rows rows, XmlOut &ou
     out.close();
 }
 
-void writeLines(const RunOfPage &run, const LineTest &isWanted, Rows rows, XmlOut &out) {
+void writeLines(const RunStory &story, const Lines &lines, Rows rows, XmlOut &out) {
     out.open("div", {{"class", "scroll"}});
     out.open("table");
     out.open("tbody");
-    for (const RunLine &line : run.lines.lines) {
-        if (isWanted(line))
-            writeLine(run.story, line, rows, out);
-    }
+    for (const RunLine *const line : lines)
+        writeLine(story, *line, rows, out);
     out.close();
     out.close();
     out.close();
 }
 
 struct Bar {
-    std::string file; // its URL or path
     std::string words;
     bool isFine = false;
     std::optional<Share> share; // none where its lines have no times
+    Lines lines{};
+    bool hasAllLines = true;
 };
 
 void writeMark(const char *kind, const std::string &style, XmlOut &out) {
@@ -173,46 +173,75 @@ void writeMark(const char *kind, const std::string &style, XmlOut &out) {
 }
 
 // With a gap wherever it began anew.
-void writeBar(const RunOfPage &run, const Bar &bar, const TimeSpan &span, XmlOut &out) {
+void writeBar(const Bar &bar, const TimeSpan &span, XmlOut &out) {
     if (!bar.share)
         return;
     out.open("span", {{"class", bar.isFine ? "track fine" : "track bad"}, {"aria-hidden", "true"}});
     writeMark("bar", "left: " + percent(bar.share->begin) + "; width: " + percent(bar.share->length), out);
-    for (const RunLine &line : run.lines.lines) {
-        const std::optional<Share> at = span.shareOf(line.time, line.time);
-        if (isAbout(line, bar.file) && line.message->id == "transfer-started" && at &&
-            at->begin > bar.share->begin)
+    for (const RunLine *const line : bar.lines) {
+        const std::optional<Share> at = span.shareOf(line->time, line->time);
+        if (line->message->id == "transfer-started" && at && at->begin > bar.share->begin)
             writeMark("tick", "left: " + percent(at->begin), out);
     }
     out.close();
 }
 
-void writeFile(const RunOfPage &run, const Bar &bar, const TimeSpan &span, XmlOut &out) {
+void writeFile(const RunStory &story, const Bar &bar, const TimeSpan &span, XmlOut &out) {
     out.open("details");
     out.open("summary");
     out.leaf("span", printable(bar.words));
-    writeBar(run, bar, span, out);
+    writeBar(bar, span, out);
     out.close();
-    writeLines(
-        run, [&bar](const RunLine &line) { return isAbout(line, bar.file); }, Rows::behindABar, out);
+    writeLines(story, bar.lines, Rows::behindABar, out);
+    if (!bar.hasAllLines)
+        out.leaf("p", "Its lines are among those of the run, below.");
     out.close();
 }
 
-std::vector<Bar> barsOf(const RunStory &story, const TimeSpan &span) {
+// The lines behind the bars. A file name may be that of many files, and each line stands behind all of them:
+// so their number has a bound.
+class LinesBehindBars {
+public:
+    explicit LinesBehindBars(const std::vector<RunLine> &lines)
+        : m_lines(lines)
+        , m_left(most * lines.size()) {}
+
+    void put(const std::string &file, Bar &bar) {
+        Lines lines = m_lines.about(file);
+        bar.hasAllLines = lines.size() <= m_left;
+        if (!bar.hasAllLines)
+            return;
+        m_left -= lines.size();
+        bar.lines = std::move(lines);
+    }
+
+private:
+    static constexpr std::size_t most = 4;
+
+    const LinesByFile m_lines;
+    std::size_t m_left;
+};
+
+std::vector<Bar> barsOf(const RunOfPage &run, const TimeSpan &span) {
+    LinesBehindBars lines(run.lines.lines);
     std::vector<Bar> bars;
-    for (const TransferStory &transfer : story.transfers)
-        bars.push_back({transfer.url, inWords(transfer), transfer.state == TransferStory::State::done,
+    for (const TransferStory &transfer : run.story.transfers) {
+        bars.push_back({inWords(transfer), transfer.state == TransferStory::State::done,
                         span.shareOf(transfer.began, transfer.ended)});
+        lines.put(transfer.url, bars.back());
+    }
     // The script writes no times.
-    for (const InstallationStory &installation : story.installations)
-        bars.push_back({installation.path, inWords(installation),
-                        installation.state == InstallationStory::State::done, std::nullopt});
+    for (const InstallationStory &installation : run.story.installations) {
+        bars.push_back(
+            {inWords(installation), installation.state == InstallationStory::State::done, std::nullopt});
+        lines.put(installation.path, bars.back());
+    }
     return bars;
 }
 
 void writeTimeline(const RunOfPage &run, XmlOut &out) {
     const TimeSpan span(run.story.began, run.story.ended);
-    const std::vector<Bar> bars = barsOf(run.story, span);
+    const std::vector<Bar> bars = barsOf(run, span);
     if (bars.empty())
         return;
     out.leaf("h3", "Files and packages");
@@ -221,15 +250,19 @@ void writeTimeline(const RunOfPage &run, XmlOut &out) {
     out.leaf("span", run.story.ended);
     out.close();
     for (const Bar &bar : bars)
-        writeFile(run, bar, span, out);
+        writeFile(run.story, bar, span, out);
+    if (run.moreFiles > 0)
+        out.leaf("p", "And " + std::to_string(run.moreFiles) + " more, which are too many for a page.");
 }
 
 void writeAllLines(const RunOfPage &run, bool isOpen, XmlOut &out) {
     out.leaf("h3", "Lines");
     out.open("details", isOpen ? Attributes{{"open", "open"}} : Attributes{});
     out.leaf("summary", countOfLines(run.lines.lines.size()));
-    writeLines(
-        run, [](const RunLine &) { return true; }, Rows::all, out);
+    Lines lines;
+    for (const RunLine &line : run.lines.lines)
+        lines.push_back(&line);
+    writeLines(run.story, lines, Rows::all, out);
     if (run.lines.room.refused() > 0)
         out.leaf("p", "And " + countOfLines(run.lines.room.refused()) +
                           " more, which are too many for a page; they stand in the log.");
@@ -247,7 +280,29 @@ void writeRun(const RunOfPage &run, bool isNewest, XmlOut &out) {
     out.close();
 }
 
+// Keeps the first of them, and gives the number of the others.
+template <typename Story>
+std::size_t cut(std::vector<Story> &stories, std::size_t most) {
+    const std::size_t kept = std::min(stories.size(), most);
+    const std::size_t more = stories.size() - kept;
+    stories.resize(kept);
+    stories.shrink_to_fit();
+    return more;
+}
+
 } // namespace
+
+RunOfPage forPage(RunStory story, RunLines lines) {
+    story.request = std::string();
+    story.reply = std::string();
+    for (Finding &finding : story.findings)
+        finding.text = onOneLine(finding.text);
+    for (UnknownLine &unknown : story.unknownLines)
+        unknown.text = std::string(); // they are counted, and stand among the lines
+    std::size_t more = cut(story.transfers, RunOfPage::mostFiles);
+    more += cut(story.installations, RunOfPage::mostFiles - story.transfers.size());
+    return {std::move(story), std::move(lines), more};
+}
 
 std::string runsPage(const std::string &log, const std::vector<RunOfPage> &runs) {
     const std::string title = "What the update engine did, from " + printable(log);

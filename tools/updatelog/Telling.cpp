@@ -86,6 +86,12 @@ std::string causesInWords(const Finding &finding) {
     return words;
 }
 
+// Names may hold line ends.
+std::string withoutLineEnds(std::string text) {
+    std::replace(text.begin(), text.end(), '\n', ' ');
+    return text;
+}
+
 Json findingInJson(const Finding &finding) {
     return {{"line", finding.line},     {"time", finding.time},     {"text", finding.text},
             {"id", finding.id},         {"file", finding.file},     {"happened", finding.happened},
@@ -119,11 +125,11 @@ std::string inWords(const TransferStory &transfer) {
         text += ", " + counted(transfer.hashChecks, "hash check");
     if (transfer.hashFailures > 0)
         text += ", " + std::to_string(transfer.hashFailures) + " wrong";
-    return text + ", " + transfer.began + " to " + transfer.ended;
+    return withoutLineEnds(text) + ", " + transfer.began + " to " + transfer.ended;
 }
 
 std::string inWords(const InstallationStory &installation) {
-    return installation.path + ": " + stateInWords(installation.state);
+    return withoutLineEnds(installation.path) + ": " + stateInWords(installation.state);
 }
 
 std::string onOneLine(const std::string &text) {
@@ -131,8 +137,7 @@ std::string onOneLine(const std::string &text) {
     const std::size_t begin = text.find_first_not_of(" \n");
     if (begin == std::string::npos)
         return "";
-    std::string line = text.substr(begin, text.find_last_not_of(" \n") + 1 - begin);
-    std::replace(line.begin(), line.end(), '\n', ' ');
+    const std::string line = withoutLineEnds(text.substr(begin, text.find_last_not_of(" \n") + 1 - begin));
     if (line.size() <= most)
         return line;
     std::size_t end = most;
@@ -147,7 +152,7 @@ std::vector<std::string> factsOf(const RunStory &story) {
                                       std::to_string(story.lastLine) + ", last at " +
                                       (story.ended.empty() ? "no time" : story.ended)};
     if (!story.affiliate.empty())
-        facts.push_back("affiliate " + story.affiliate);
+        facts.push_back("affiliate " + withoutLineEnds(story.affiliate));
     if (story.waited)
         facts.emplace_back("waited for another job");
     if (!story.answer.empty())
@@ -198,8 +203,8 @@ std::vector<std::string> inBrief(const RunStory &story) {
 TellingLine inOneLine(const RunStory &story) {
     return {"run " + std::to_string(story.number) + "  " + (story.began.empty() ? "no time" : story.began) +
                 "  " + kindInWords(story.kind) +
-                (story.version.empty() ? "" : " of version " + story.version) + ": " + endInWords(story) +
-                unknownInWords(story),
+                (story.version.empty() ? "" : " of version " + withoutLineEnds(story.version)) + ": " +
+                endInWords(story) + unknownInWords(story),
             4, isWell(story) ? Tone::good : Tone::bad};
 }
 

@@ -71,7 +71,8 @@ private:
         m_hasTold = true;
         m_isToldWell = isWell(story);
         if (m_options.json)
-            m_paper.verbatim(inJson(story).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace) +
+            // All as ASCII: who looks at it in a terminal is not to have that commanded.
+            m_paper.verbatim(inJson(story).dump(-1, ' ', true, nlohmann::json::error_handler_t::replace) +
                              "\n");
         else if (m_kept.size() == 1)
             write(inFull(story));
@@ -110,7 +111,7 @@ public:
         m_hasRuns |= story.isOfEngine;
         if (!isWanted() || !isAskedFor(story, m_options))
             return;
-        m_runs.push_back({story, std::move(lines)});
+        m_runs.push_back(forPage(story, std::move(lines)));
         if (m_runs.size() > (m_options.all ? mostRunsOfPage : newestRuns))
             m_runs.erase(m_runs.begin());
     }

@@ -7,6 +7,7 @@
 #include "BundleCommand.h"
 #include "CheckCommand.h"
 #include "Follower.h"
+#include "OwnStreams.h"
 #include "ReplayCommand.h"
 #include "UpdateLog.h"
 
@@ -46,6 +47,7 @@ int main(int argc, char **argv) {
     addBundleCommand(app, command);
     addReplayCommand(app, command);
     try {
+        occupyClosedStreams();
         app.parse(argc, argv);
         return command();
     } catch (const CLI::ParseError &error) {
