@@ -230,6 +230,9 @@ TEST(FollowedLog, ThatIsNoneOrCannotBeToldEndsWithStatus2) {
     const Ended folder = run({program, "/tmp", "--follow"});
     EXPECT_EQ(folder.status, 2);
     EXPECT_EQ(folder.err, "updatelog: /tmp: Is a directory\n");
+    const Ended device = run({"timeout", "20", program, "/dev/null", "--follow"});
+    EXPECT_EQ(device.status, 2);
+    EXPECT_EQ(device.err, "updatelog: /dev/null is no file, so it cannot be followed\n");
     writeText(file, idleCheck());
     const Ended full = run({"bash", "-c", program + " " + file + " --follow >/dev/full"});
     EXPECT_EQ(full.status, 2);
@@ -272,6 +275,21 @@ TEST(FollowedInATerminal, LogLeavesTheTerminalAsItWasWhateverEndsIt) {
         EXPECT_TRUE(terminal.echoes());
         EXPECT_GT(terminal.output().rfind(showCursor) + 1, terminal.output().rfind(hideCursor) + 1);
     }
+}
+
+TEST(FollowedInATerminal, LogThatBecomesNoneIsToldOnALineOfItsOwn) {
+    writeText(file, idleCheck());
+    PseudoTerminal terminal({program, file, "--follow"}, 100);
+    ASSERT_TRUE(terminal.shows("last line")) << terminal.output();
+    std::filesystem::remove(file);
+    std::filesystem::create_directory(file);
+    EXPECT_EQ(terminal.end(), 2);
+    EXPECT_TRUE(terminal.echoes());
+    const std::string shown = terminal.output();
+    const std::string end = shown.substr(shown.rfind("last line"));
+    EXPECT_THAT(end, HasSubstr("\033[J"));
+    EXPECT_THAT(end.substr(end.rfind("\033[J")), HasSubstr("updatelog: " + file + ": Is a directory"));
+    std::filesystem::remove(file);
 }
 
 TEST(FollowedInATerminal, LogIsLeftThoughTheTerminalTakesNothing) {

@@ -1,4 +1,5 @@
 // The installed program, observed from outside.
+#include <algorithm>
 #include <filesystem>
 #include <sstream>
 
@@ -122,6 +123,20 @@ TEST(UpdateLog, PrintsBytesThatAreNoTextAsJson) {
     EXPECT_EQ(nlohmann::json::parse(ended.out).at("unknownLines").size(), 1U);
 }
 
+TEST(UpdateLog, PrintsNothingAsJsonThatCommandsATerminal) {
+    const std::string text = "\u009b2J \x7f \u202e of another program";
+    const Ended ended = tell(idleCheck() + text + "\n", {"--json"});
+    EXPECT_TRUE(std::all_of(ended.out.begin(), ended.out.end(), [](char byte) {
+        return byte == '\n' || (byte >= ' ' && byte < '\x7f');
+    })) << ended.out;
+    EXPECT_EQ(nlohmann::json::parse(ended.out).at("unknownLines").front().at("text"), text);
+}
+
+TEST(UpdateLog, TellsANameThatHoldsALineEndOnOneLine) {
+    const Ended ended = tell(checkStarts(0) + at(0, "INFO: Installing /One\nrun 7  ended well.pkg "));
+    EXPECT_THAT(ended.out, HasSubstr("  /One run 7  ended well.pkg: not begun\n"));
+}
+
 const std::string page = "/tmp/some.html";
 
 TEST(UpdateLog, WritesAPageOfTheRunsThatAreAskedFor) {
@@ -174,7 +189,19 @@ TEST(UpdateLog, HasNoLogInWhatIsNone) {
     const Ended missing = run({program, "/tmp/no.log"});
     EXPECT_EQ(missing.status, 2);
     EXPECT_EQ(missing.err, "updatelog: /tmp/no.log: No such file or directory\n");
-    EXPECT_EQ(run({program, "/tmp"}).status, 2);
+    const Ended folder = run({program, "/tmp"});
+    EXPECT_EQ(folder.status, 2);
+    EXPECT_THAT(folder.err, testing::StartsWith("updatelog: /tmp: "));
+    EXPECT_THAT(folder.err, HasSubstr("Is a directory\n"));
+}
+
+TEST(UpdateLog, EndsWithStatus2WhereItCannotTell) {
+    writeText(file, idleCheck());
+    const std::string call = program + " " + file;
+    for (const char *nowhere : {">/dev/full", "<&- >&-", "--json >/dev/full", "--html /tmp/some.html <&- >&-",
+                                "--follow <&- >&-", "--follow >&-"})
+        EXPECT_EQ(run({"timeout", "20", "bash", "-c", call + " " + nowhere}).status, 2) << nowhere;
+    std::filesystem::remove(page);
 }
 
 TEST(UpdateLog, RefusesWrongCallsAndTellsItsUsage) {

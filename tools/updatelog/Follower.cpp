@@ -164,9 +164,17 @@ void followLog(const std::string &path) {
     int signal = Wake::noSignal;
     {
         const Wake wake; // before the terminal is taken: from then on no signal may end the process by itself
-        signal = Follower(path, view, output, wake).untilInterrupted();
-        view.suspend();
-        static_cast<void>(output.isWritten(lastWords)); // whoever reads nothing must not hold up the end
+        const auto leave = [&view, &output] {
+            view.suspend();
+            static_cast<void>(output.isWritten(lastWords)); // whoever reads nothing must not hold up the end
+        };
+        try {
+            signal = Follower(path, view, output, wake).untilInterrupted();
+        } catch (...) {
+            leave(); // what is said of it stands on a line of its own
+            throw;
+        }
+        leave();
     }
     static_cast<void>(raise(signal)); // ends the process
 }

@@ -21,8 +21,8 @@ public:
     // The view, its output and the wake must stay as long as the follower.
     Follower(const std::string &path, FollowView &view, const Output &output, const Wake &wake);
 
-    // Until a signal is to end the process: gives its number. Throws std::system_error when the log cannot be
-    // read or the output not written.
+    // Until a signal is to end the process: gives its number. Throws UnusableInput when the log is no file,
+    // and std::system_error when it cannot be read or the output not written.
     int untilInterrupted();
 
 private:

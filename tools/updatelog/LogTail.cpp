@@ -10,6 +10,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "UnusableInput.h"
+
 namespace {
 
 constexpr std::size_t knownBehind = 256;
@@ -75,8 +77,10 @@ bool LogTail::open() {
     struct stat status {};
     if (fstat(m_file, &status) != 0)
         fail(errno, m_path);
+    if (S_ISDIR(status.st_mode))
+        fail(EISDIR, m_path);
     if (!S_ISREG(status.st_mode))
-        fail(S_ISDIR(status.st_mode) ? EISDIR : ESPIPE, m_path);
+        throw UnusableInput(m_path + " is no file, so it cannot be followed");
     return true;
 }
 

@@ -28,7 +28,7 @@ public:
     LogTail(const LogTail &) = delete;
     LogTail &operator=(const LogTail &) = delete;
 
-    // Throws std::system_error where the log is no file, or cannot be read.
+    // Throws UnusableInput where the log is no file, and std::system_error where it cannot be read.
     Look look();
     bool isThere() const { return m_file != -1; }
     // Since it was last written to.

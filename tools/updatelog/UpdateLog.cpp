@@ -134,6 +134,17 @@ void refuseTheLogAsPage(const UpdateLogOptions &options) {
         throw UnusableInput(*options.page + " is the log itself");
 }
 
+void read(std::istream &log, const std::string &name, StoryTeller &stories) {
+    LogReader reader(log);
+    try {
+        while (const std::optional<LogEntry> entry = reader.next())
+            stories.take(*entry);
+    } catch (const std::ios_base::failure &error) {
+        throw std::system_error(error.code(), name); // the stream knows no name
+    }
+    stories.finish();
+}
+
 } // namespace
 
 bool isTime(const std::string &text) {
@@ -157,10 +168,7 @@ int runUpdateLog(const UpdateLogOptions &options) {
             teller.take(std::move(story));
         },
         [&page](const LogEntry &entry, const OpenRun &run) { page.watch(entry, run); });
-    LogReader reader(log);
-    while (const std::optional<LogEntry> entry = reader.next())
-        stories.take(*entry);
-    stories.finish();
+    read(log, options.file, stories);
     page.finish();
     const int status = teller.finish();
     if (status == Statuses::unusable)
