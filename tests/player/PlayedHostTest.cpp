@@ -65,8 +65,9 @@ TEST(PlayerLibrary, HasTheEnginesNames) {
 
 // The same program that runs with the engine elsewhere.
 TEST(PlayerLibrary, IsTakenByAnUnchangedHost) {
-    const Answers last = recordingIn(fileOf("retried")).calls.at(1).moments.back().answers;
-    const auto help = std::find_if(last.hashes.begin(), last.hashes.end(),
+    const Recording retried = recordingIn(fileOf("retried"));
+    const Answers last = retried.calls.at(1).moments.back().answers;
+    const auto help = std::find_if(retried.hashes.begin(), retried.hashes.end(),
                                    [](const auto &hash) { return hash.first == "help.pkg"; });
     const Ended ended = run(played(fileOf("retried"), "100", {HOST_IN_C, "help.pkg", "retry"}));
     EXPECT_EQ(ended.status, 0) << ended.err;
@@ -77,7 +78,7 @@ TEST(PlayerLibrary, IsTakenByAnUnchangedHost) {
              << "after: 0 % of 0 KB, failed 1, completed 0, resumable 1\n"
              << "after retry: " << std::lround(last.progress->progressPercent) << " % of "
              << std::lround(last.progress->totalSize) << " KB, failed 1, completed 0, resumable 1\n"
-             << "hash: " << help->second << "\npackages: " << *last.packages << "\n";
+             << "hash: " << help->second << "\npackages: " << **last.packages << "\n";
     EXPECT_EQ(ended.out, expected.str());
 }
 
@@ -145,7 +146,7 @@ TEST(InstalledRecordings, RecordedFromThePlayerAreTheSame) {
             EXPECT_EQ(again[i].result, call.result) << name;
             const Answers &expected = call.moments.back().answers;
             const Answers &seen = again[i].moments.back().answers;
-            EXPECT_EQ(seen.packages, expected.packages) << name;
+            EXPECT_EQ(*seen.packages, *expected.packages) << name;
             EXPECT_EQ(progressLine({}, seen.progress), progressLine({}, expected.progress)) << name;
         }
     }

@@ -81,6 +81,15 @@ INSTANTIATE_TEST_SUITE_P(
         Unusable{"TwoEnds", head + install + returnsAt(5, 0) + returnsAt(6, 0),
                  "line 4: the end of a call that did not begin"},
         Unusable{"NoResult", head + install + returnsAt(5, std::nullopt), "line 3: "},
+        Unusable{"AResultThatIsNoInt", head + install + R"({"event":"return","at":5,"result":4294967296})",
+                 "line 3: no result: 4294967296"},
+        Unusable{"AResultBelowAnInt", head + install + R"({"event":"return","at":5,"result":-4294967296})",
+                 "line 3: no result: -4294967296"},
+        Unusable{"AResultBeyondEveryNumber",
+                 head + install + R"({"event":"return","at":5,"result":18446744073709551615})",
+                 "line 3: no result: 18446744073709551615"},
+        Unusable{"AResultWithAFraction", head + install + R"({"event":"return","at":5,"result":1e300})",
+                 "line 3: no result: 1e+300"},
         Unusable{"AFigureMissing", head + install + R"({"event":"progress","at":1,"failed":true})",
                  "line 3: "},
         Unusable{"ATimeThatRunsBackwards", head + install + figures(5, 1) + figures(4, 2),
@@ -89,6 +98,21 @@ INSTANTIATE_TEST_SUITE_P(
         Unusable{"ATimeBeyondAMonth", head + install + R"({"event":"return","at":2592000001,"result":0})",
                  "line 3: no time: 2592000001"}),
     [](const auto &parameter) { return parameter.param.name; });
+
+// Of a large installation: each of its moments with all its texts would be gigabytes.
+TEST(Recordings, ShareWhatTheirMomentsHaveInCommon) {
+    std::string text = head + install + packagesLine(milliseconds(1), std::string(1000, 'x'));
+    text += hashLine(milliseconds(1), "a.pkg", "AA");
+    for (int at = 2; at < 1000; ++at)
+        text += figures(at, at);
+    const Recording recording = recordingOf(text);
+    const std::vector<Moment> &moments = recording.calls.front().moments;
+    ASSERT_EQ(moments.size(), 1000U);
+    EXPECT_EQ(moments.back().answers.packages, moments[1].answers.packages);
+    EXPECT_EQ(recording.hashes.size(), 1U);
+    EXPECT_EQ(moments.front().answers.hashes, 0U);
+    EXPECT_EQ(moments.back().answers.hashes, 1U);
+}
 
 // --- what is answered
 

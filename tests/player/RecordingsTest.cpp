@@ -40,10 +40,16 @@ List sorted(List list) {
     return list;
 }
 
+template <typename List>
+List firstOf(const List &list, std::size_t count) {
+    return {list.begin(), list.begin() + static_cast<std::ptrdiff_t>(count)};
+}
+
 std::vector<CallsEnd> endsOf(const std::string &text) {
     std::istringstream lines(text);
     std::vector<CallsEnd> ends;
-    for (const Call &call : readRecording(lines).calls) {
+    const Recording recording = readRecording(lines);
+    for (const Call &call : recording.calls) {
         const Answers &last = call.moments.back().answers;
         const DownloadProgressInfo &info = last.progress.value();
         ends.push_back({call.function,
@@ -51,8 +57,8 @@ std::vector<CallsEnd> endsOf(const std::string &text) {
                         call.result,
                         {info.failed, info.completed, info.resumable},
                         info.resumable ? info.totalSize : -1,
-                        sorted(splitPackages(last.packages.value())),
-                        sorted(last.hashes)});
+                        sorted(splitPackages(last.packages->value())),
+                        sorted(firstOf(recording.hashes, last.hashes))});
     }
     return ends;
 }

@@ -1,6 +1,7 @@
 #include "Player.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <thread>
 #include <utility>
 
@@ -36,16 +37,16 @@ ProgressAnswer Player::progress() const {
 
 PackagesAnswer Player::packages() const {
     const std::lock_guard<std::mutex> lock(m_mutex);
-    return answersNow().packages;
+    return *answersNow().packages;
 }
 
 std::string Player::hashIn(const std::string &text) const {
     const std::lock_guard<std::mutex> lock(m_mutex);
-    for (const auto &[name, sha1] : answersNow().hashes) {
-        if (text.find(name) != std::string::npos)
-            return sha1;
-    }
-    return {};
+    const auto begin = m_recording.hashes.begin();
+    const auto end = begin + static_cast<std::ptrdiff_t>(answersNow().hashes);
+    const auto found = std::find_if(
+        begin, end, [&text](const auto &hash) { return text.find(hash.first) != std::string::npos; });
+    return found == end ? std::string() : found->second;
 }
 
 const Call *Player::next(Function function) const {
@@ -85,7 +86,8 @@ const Answers &Player::answersNow() const {
         return m_played == 0 ? m_recording.before : m_recording.calls[m_played - 1].moments.back().answers;
     const Milliseconds position = Milliseconds(Clock::now() - *m_began) * m_speed;
     const std::vector<Moment> &moments = m_recording.calls[m_played].moments;
-    const auto later = std::find_if(moments.begin() + 1, moments.end(),
-                                    [position](const Moment &moment) { return moment.at > position; });
+    const auto later =
+        std::upper_bound(moments.begin() + 1, moments.end(), position,
+                         [](const Milliseconds &wanted, const Moment &moment) { return wanted < moment.at; });
     return std::prev(later)->answers;
 }

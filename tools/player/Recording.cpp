@@ -1,5 +1,8 @@
 #include "Recording.h"
 
+#include <cstdint>
+#include <limits>
+
 #include <nlohmann/json.hpp>
 
 using std::chrono::milliseconds;
@@ -30,6 +33,23 @@ DownloadProgressInfo progressOf(const Json &line) {
             line.at("completed").get<bool>(),         line.at("resumable").get<bool>()};
 }
 
+PackagesAnswer packagesOf(const Json &line) {
+    const Json &text = line.at("text");
+    return text.is_null() ? PackagesAnswer() : text.get<std::string>();
+}
+
+// What an int of the engine cannot be is none of its results.
+int resultOf(const Json &line) {
+    const Json &number = line.at("result");
+    constexpr std::int64_t least = std::numeric_limits<int>::min();
+    constexpr std::int64_t most = std::numeric_limits<int>::max();
+    const bool isCounted = number.is_number_integer() && (!number.is_number_unsigned() ||
+                                                          number.get<std::uint64_t>() <= std::uint64_t(most));
+    if (!isCounted || number.get<std::int64_t>() < least)
+        refuse("no result: " + number.dump());
+    return number.get<int>();
+}
+
 Function functionOf(const std::string &name) {
     if (name == freshInstall)
         return Function::freshInstall;
@@ -48,6 +68,7 @@ private:
     void begin(Function function);
     void end(const Json &line);
     void answer(const std::string &event, const Json &line);
+    void takeHash(const Json &line);
     milliseconds timeOf(const Json &line) const;
     bool isInCall() const { return !m_recording.calls.empty() && !m_recording.calls.back().returned; }
     Answers &answersAt(milliseconds at);
@@ -84,7 +105,7 @@ void Reader::end(const Json &line) {
     const milliseconds at = timeOf(line);
     Call &call = m_recording.calls.back();
     if (call.function == Function::freshInstall)
-        call.result = line.at("result");
+        call.result = resultOf(line);
     call.returned = at;
 }
 
@@ -93,12 +114,17 @@ void Reader::answer(const std::string &event, const Json &line) {
     if (event == "progress")
         m_now.progress = line.value("null", false) ? ProgressAnswer() : progressOf(line);
     else if (event == "packages")
-        m_now.packages = line.at("text").is_null() ? PackagesAnswer() : line.at("text").get<std::string>();
+        m_now.packages = std::make_shared<PackagesAnswer>(packagesOf(line));
     else if (event == "hash")
-        m_now.hashes.emplace_back(line.at("name"), line.at("sha1"));
+        takeHash(line);
     else
         refuse("no event of a recording: " + event);
     answersAt(at) = m_now;
+}
+
+void Reader::takeHash(const Json &line) {
+    m_recording.hashes.emplace_back(line.at("name"), line.at("sha1"));
+    m_now.hashes = m_recording.hashes.size();
 }
 
 milliseconds Reader::timeOf(const Json &line) const {

@@ -16,7 +16,9 @@
 #pragma once
 
 #include <chrono>
+#include <cstddef>
 #include <istream>
+#include <memory>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -33,11 +35,12 @@ public:
 using ProgressAnswer = std::optional<DownloadProgressInfo>; // none: null
 using PackagesAnswer = std::optional<std::string>;          // likewise; the engine's text
 
-// What the three functions that only ask answer at one moment.
+// What the three functions that only ask answer at one moment. There are many of them: what is long they
+// share.
 struct Answers {
     ProgressAnswer progress = DownloadProgressInfo{0, 0, 0, 0, 0, false, false, true};
-    PackagesAnswer packages = std::string();
-    std::vector<std::pair<std::string, std::string>> hashes; // by the file's name, in the order of its coming
+    std::shared_ptr<const PackagesAnswer> packages = std::make_shared<PackagesAnswer>(std::string());
+    std::size_t hashes = 0; // so many of the recording's are known
 };
 
 enum class Function { freshInstall, retryDownloadPackages };
@@ -58,6 +61,8 @@ struct Call {
 struct Recording {
     Answers before;
     std::vector<Call> calls;
+    std::vector<std::pair<std::string, std::string>>
+        hashes{}; // by the file's name, in the order of its coming
 };
 
 // Throws RecordingUnusable, which names the line.
