@@ -157,6 +157,25 @@ TEST(UpdateLog, WritesAPageOfTheRunsThatAreAskedFor) {
     EXPECT_THAT(readText(page), HasSubstr("id=\"run-1\""));
 }
 
+// No browser shows a hundred large runs with all their lines.
+TEST(UpdateLog, LeavesTheLinesOfOldRunsOutOfAPageOfManyLargeOnes) {
+    std::string run = checkStarts(0) + asks(0) + at(1, "INFO : Start download: " + packageUrl);
+    for (int line = 0; line < 4000; ++line)
+        run += "from another program, which has something to say\n";
+    run += exits(2);
+    std::string log;
+    for (int number = 0; number < 30; ++number)
+        log += run;
+    EXPECT_EQ(tell(log, {"--html", page, "--all"}).status, 0);
+    const std::string whole = readText(page);
+    EXPECT_LT(whole.size(), std::size_t(20) << 20);
+    EXPECT_THAT(whole, testing::AllOf(HasSubstr("id=\"run-1\""), Not(HasSubstr("id=\"run-1-line-1\"")),
+                                      HasSubstr("id=\"run-30-line-"), HasSubstr("And 4007 lines more"),
+                                      HasSubstr("And 1 more, which are too many for a page.")));
+    EXPECT_EQ(tell(log, {"--html", page, "--run", "1"}).status, 0);
+    EXPECT_THAT(readText(page), HasSubstr("id=\"run-1-line-1\""));
+}
+
 TEST(UpdateLog, WritesAPageWholeOrNotAtAll) {
     const std::string folder = "/tmp/pages";
     std::filesystem::create_directories(folder + "/folder");

@@ -239,16 +239,21 @@ std::vector<Bar> barsOf(const RunOfPage &run, const TimeSpan &span) {
     return bars;
 }
 
+void writeAxis(const RunStory &story, XmlOut &out) {
+    out.open("p", {{"class", "axis"}});
+    out.leaf("span", story.began);
+    out.leaf("span", story.ended);
+    out.close();
+}
+
 void writeTimeline(const RunOfPage &run, XmlOut &out) {
     const TimeSpan span(run.story.began, run.story.ended);
     const std::vector<Bar> bars = barsOf(run, span);
-    if (bars.empty())
+    if (bars.empty() && run.moreFiles == 0)
         return;
     out.leaf("h3", "Files and packages");
-    out.open("p", {{"class", "axis"}});
-    out.leaf("span", run.story.began);
-    out.leaf("span", run.story.ended);
-    out.close();
+    if (!bars.empty())
+        writeAxis(run.story, out);
     for (const Bar &bar : bars)
         writeFile(run.story, bar, span, out);
     if (run.moreFiles > 0)
@@ -263,8 +268,8 @@ void writeAllLines(const RunOfPage &run, bool isOpen, XmlOut &out) {
     for (const RunLine &line : run.lines.lines)
         lines.push_back(&line);
     writeLines(run.story, lines, Rows::all, out);
-    if (run.lines.room.refused() > 0)
-        out.leaf("p", "And " + countOfLines(run.lines.room.refused()) +
+    if (run.moreLines > 0)
+        out.leaf("p", "And " + countOfLines(run.moreLines) +
                           " more, which are too many for a page; they stand in the log.");
     out.close();
 }
@@ -299,9 +304,22 @@ RunOfPage forPage(RunStory story, RunLines lines) {
         finding.text = onOneLine(finding.text);
     for (UnknownLine &unknown : story.unknownLines)
         unknown.text = std::string(); // they are counted, and stand among the lines
-    std::size_t more = cut(story.transfers, RunOfPage::mostFiles);
-    more += cut(story.installations, RunOfPage::mostFiles - story.transfers.size());
-    return {std::move(story), std::move(lines), more};
+    std::size_t moreFiles = cut(story.transfers, RunOfPage::mostFiles);
+    moreFiles += cut(story.installations, RunOfPage::mostFiles - story.transfers.size());
+    const std::uint64_t moreLines = lines.room.refused();
+    return {std::move(story), std::move(lines), moreFiles, moreLines};
+}
+
+std::size_t weightOf(const RunOfPage &run) {
+    constexpr std::size_t weightOfFile = 256;
+    return run.lines.room.taken() +
+           weightOfFile * (run.story.transfers.size() + run.story.installations.size());
+}
+
+void lighten(RunOfPage &run) {
+    run.moreFiles += cut(run.story.transfers, 0) + cut(run.story.installations, 0);
+    run.lines.room = Room(0);
+    run.moreLines += cut(run.lines.lines, 0);
 }
 
 std::string runsPage(const std::string &log, const std::vector<RunOfPage> &runs) {

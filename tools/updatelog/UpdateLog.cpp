@@ -112,8 +112,12 @@ public:
         if (!isWanted() || !isAskedFor(story, m_options))
             return;
         m_runs.push_back(forPage(story, std::move(lines)));
-        if (m_runs.size() > (m_options.all ? mostRunsOfPage : newestRuns))
+        m_weight += weightOf(m_runs.back());
+        if (m_runs.size() > (m_options.all ? mostRunsOfPage : newestRuns)) {
+            m_weight -= weightOf(m_runs.front());
             m_runs.erase(m_runs.begin());
+        }
+        lightenOldest();
     }
     // Nothing is written where there is nothing to tell.
     void finish() const {
@@ -122,9 +126,17 @@ public:
     }
 
 private:
+    void lightenOldest() {
+        for (auto run = m_runs.begin(); m_weight > RunOfPage::mostWeight; ++run) {
+            m_weight -= weightOf(*run);
+            lighten(*run);
+        }
+    }
+
     const UpdateLogOptions &m_options;
     LineKeeper m_lines;
     std::vector<RunOfPage> m_runs;
+    std::size_t m_weight = 0; // of them together
     bool m_hasRuns = false;
 };
 
