@@ -1,7 +1,9 @@
 // A log that grows, is cut and replaced: its text, and the installed program that follows it.
+#include <atomic>
 #include <csignal>
 #include <filesystem>
 #include <fstream>
+#include <thread>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -203,6 +205,22 @@ TEST_F(Followed, LogIsToldFromItsNewestRunOnLineByLine) {
     expectTold("run 3  2026-11-22.07:00:00  check for updates of version 1.0.0.5: had nothing to do\n");
     EXPECT_THAT(readText(told), Not(HasSubstr("run 1 ")));
     EXPECT_THAT(readText(told), Not(HasSubstr("\033")));
+}
+
+TEST_F(Followed, LogMayGrowWithoutAPause) {
+    writeText(file, checkStarts(0));
+    std::atomic<bool> isTold{false};
+    std::thread writer([&isTold] {
+        while (!isTold) {
+            append(at(1, "INFO: Checking HashSUM : " + packagePath));
+            std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        }
+    });
+    begin();
+    expectTold("run 1  2026-11-22.07:00:00");
+    expectTold("2026-11-22.07:00:01  INFO: Checking HashSUM : ");
+    isTold = true;
+    writer.join();
 }
 
 TEST_F(Followed, LogMayComeLater) {

@@ -67,9 +67,16 @@ bool Follower::look() {
     if (look.text.empty())
         m_log.settle();
     readOn();
-    if (look.text.empty() && !m_isLive)
+    if (!m_isLive && isAtTheEnd(look))
         goLive();
     return !look.isAll;
+}
+
+// With nothing more to come for now the last message is whole. A log that never pauses is not waited for.
+bool Follower::isAtTheEnd(const LogTail::Look &look) {
+    constexpr int mostLooks = 5;
+    m_looksAtTheEnd += look.isAll ? 1 : 0;
+    return look.text.empty() || m_looksAtTheEnd == mostLooks;
 }
 
 // What the one before has left is whole: nothing comes to it.

@@ -27,6 +27,7 @@ public:
 
 private:
     bool look();
+    bool isAtTheEnd(const LogTail::Look &look);
     void begin(LogTail::News news);
     void readOn();
     void goLive();
@@ -46,6 +47,7 @@ private:
     std::istream m_stream{&m_log};
     std::optional<LogReader> m_reader; // of the file that is there
     StoryTeller m_stories;
+    int m_looksAtTheEnd = 0;           // which had all that was there
     bool m_isLive = false;             // once all that was there has been read
     std::vector<std::string> m_newest; // the newest run, in brief
     std::set<std::uint64_t> m_ended;   // runs whose end was told, and which may still get lines
