@@ -304,9 +304,9 @@ TEST(FollowedInATerminal, LogThatBecomesNoneIsToldOnALineOfItsOwn) {
     EXPECT_EQ(terminal.end(), 2);
     EXPECT_TRUE(terminal.echoes());
     const std::string shown = terminal.output();
-    const std::string end = shown.substr(shown.rfind("last line"));
-    EXPECT_THAT(end, HasSubstr("\033[J"));
-    EXPECT_THAT(end.substr(end.rfind("\033[J")), HasSubstr("updatelog: " + file + ": Is a directory"));
+    const std::size_t cleared = shown.find("\033[K", shown.rfind("last line"));
+    ASSERT_NE(cleared, std::string::npos) << shown;
+    EXPECT_THAT(shown.substr(cleared), HasSubstr("updatelog: " + file + ": Is a directory"));
     std::filesystem::remove(file);
 }
 
