@@ -1,0 +1,97 @@
+#include "Witnesses.h"
+
+#include <algorithm>
+#include <cctype>
+#include <sstream>
+
+#include "TextFile.h"
+
+namespace {
+
+const std::string serverRecord = "/srv/rehearsal/log/service-requests.log";
+const std::string hashRecord = "/srv/rehearsal/log/sha1sum.log";
+const std::string installerRecord = "/srv/rehearsal/log/installer.log";
+const std::string hashTool = "/usr/local/Brovik/qrn/bin/sha1sum";
+
+std::vector<std::string> cellsOf(const std::string &line) {
+    const std::string separator = " | ";
+    std::vector<std::string> cells;
+    std::size_t begin = 0;
+    for (std::size_t end = line.find(separator); end != std::string::npos; end = line.find(separator, begin)) {
+        cells.push_back(line.substr(begin, end - begin));
+        begin = end + separator.size();
+    }
+    cells.push_back(line.substr(begin));
+    return cells;
+}
+
+// "number | host | method | target | range | attempt | action | status"
+SeenRequest requestOf(const std::string &line) {
+    const std::vector<std::string> cells = cellsOf(line);
+    return {cells.at(1), cells.at(2), cells.at(3), cells.at(4), cells.at(6), cells.at(7)};
+}
+
+} // namespace
+
+void Witnesses::watchHashTool() {
+    replaceProgram(hashTool, "#!/bin/bash\nfound=$(/usr/bin/sha1sum \"$@\") || exit\n"
+                             "echo \"$found\" >>" +
+                                 hashRecord + "\necho \"$found\"\n");
+}
+
+Witnesses::Witnesses() {
+    for (const std::string &file : {serverRecord, hashRecord, installerRecord})
+        m_before[file] = readText(file).size();
+}
+
+std::vector<std::string> Witnesses::newLines(const std::string &file) const {
+    std::istringstream text(readText(file).substr(m_before.at(file)));
+    std::vector<std::string> lines;
+    for (std::string line; std::getline(text, line);)
+        lines.push_back(line);
+    return lines;
+}
+
+std::vector<SeenRequest> Witnesses::requests() const {
+    std::vector<SeenRequest> requests;
+    for (const std::string &line : newLines(serverRecord))
+        requests.push_back(requestOf(line));
+    return requests;
+}
+
+std::size_t Witnesses::stalled() const {
+    const std::vector<SeenRequest> all = requests();
+    return static_cast<std::size_t>(std::count_if(
+        all.begin(), all.end(), [](const SeenRequest &request) { return request.action == "stall"; }));
+}
+
+std::vector<SeenHash> Witnesses::hashes() const {
+    std::vector<SeenHash> hashes;
+    for (const std::string &line : newLines(hashRecord)) {
+        std::string sum = line.substr(0, line.find(' '));
+        std::transform(sum.begin(), sum.end(), sum.begin(),
+                       [](unsigned char digit) { return static_cast<char>(std::toupper(digit)); });
+        hashes.push_back({line.substr(line.find("  ") + 2), sum});
+    }
+    return hashes;
+}
+
+// "-package FILE -target / | STATUS"
+std::map<std::string, int> Witnesses::installed() const {
+    const std::string begin = "-package ";
+    std::map<std::string, int> installed;
+    for (const std::string &line : newLines(installerRecord))
+        installed[line.substr(begin.size(), line.find(" -target") - begin.size())] =
+            std::stoi(line.substr(line.rfind(' ')));
+    return installed;
+}
+
+std::size_t Witnesses::attemptsAt(const std::string &target) {
+    std::istringstream text(readText(serverRecord));
+    std::size_t count = 0;
+    for (std::string line; std::getline(text, line);) {
+        const SeenRequest request = requestOf(line);
+        count += request.method == "GET" && request.target == target ? 1U : 0U;
+    }
+    return count;
+}
