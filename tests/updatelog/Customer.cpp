@@ -23,7 +23,8 @@ namespace fs = std::filesystem;
 
 const std::string refusals = "/srv/rehearsal/installer-fails";
 const std::string version = "1.0.0.5";
-const std::string servicePaths[] = {"/velbrin/1.0.0.0/?reqtype=mac_update", "/velbrin/1.0.0.0/?reqtype=mac_web"};
+const std::string servicePaths[] = {"/velbrin/1.0.0.0/?reqtype=mac_update",
+                                    "/velbrin/1.0.0.0/?reqtype=mac_web"};
 
 std::string now() {
     const std::time_t seconds = std::time(nullptr);
@@ -70,7 +71,8 @@ void replyWith(Reply reply) {
     if (reply == Reply::noUpdate)
         answerWith("<productresponse status=\"1\"/>");
     else if (reply == Reply::refusal)
-        answerWith("<productresponse status=\"-1\"><error><errordetail>unknown</errordetail></error></productresponse>");
+        answerWith("<productresponse "
+                   "status=\"-1\"><error><errordetail>unknown</errordetail></error></productresponse>");
     else if (reply == Reply::unsupported)
         answerWith("<productresponse status=\"2\"/>");
 }
@@ -101,7 +103,8 @@ bool isPackage(const std::string &target) {
 }
 
 bool isWhole(const SeenRequest &request) {
-    static const std::set<std::string> wholes = {"ok", "wrong", "no-length", "chunked", "as", "slow", "redirect"};
+    static const std::set<std::string> wholes = {"ok", "wrong", "no-length", "chunked",
+                                                 "as", "slow",  "redirect"};
     return wholes.count(request.action) == 1 || (request.action == "no-ranges" && request.range.empty());
 }
 
@@ -130,6 +133,22 @@ std::vector<std::string> linesOf(const std::string &path) {
     for (std::string line; std::getline(text, line);)
         lines.push_back(line);
     return lines;
+}
+
+// Every job begins by asking the service, the next one when the one before has ended.
+std::vector<Turn> turnsOf(const Witnesses &witnesses) {
+    std::vector<Turn> turns;
+    const std::vector<SeenHash> hashes = witnesses.hashes();
+    auto hash = hashes.begin();
+    std::size_t number = 0;
+    for (const SeenRequest &request : witnesses.requests()) {
+        if (request.method == "POST")
+            turns.emplace_back();
+        turns.back().requests.push_back(request);
+        for (++number; hash != hashes.end() && hash->requestsBefore <= number; ++hash)
+            turns.back().hashes.push_back(*hash);
+    }
+    return turns;
 }
 
 // Ends it in the midst of its work.
@@ -220,10 +239,9 @@ void Customer::offerAll(const PlannedDownload &plan, bool isFresh) const {
     misbehave(rules);
 }
 
-std::map<std::string, KnownTransfer> Customer::transfersOf(const std::vector<SeenRequest> &requests,
-                                                           const std::vector<SeenHash> &hashes) const {
+std::map<std::string, KnownTransfer> Customer::transfersOf(const Turn &turn) const {
     std::map<std::string, KnownTransfer> transfers;
-    for (const SeenRequest &request : requests) {
+    for (const SeenRequest &request : turn.requests) {
         if (request.method == "GET" && request.target.find("/moved/") == std::string::npos)
             count(transfers["https://" + request.host + request.target], request);
     }
@@ -232,24 +250,23 @@ std::map<std::string, KnownTransfer> Customer::transfersOf(const std::vector<See
         if (!isPackage(name))
             continue;
         std::vector<SeenHash> its;
-        std::copy_if(hashes.begin(), hashes.end(), std::back_inserter(its), [&name](const SeenHash &hash) {
-            return hash.file.substr(hash.file.rfind('/') + 1) == name;
-        });
+        std::copy_if(
+            turn.hashes.begin(), turn.hashes.end(), std::back_inserter(its),
+            [&name](const SeenHash &hash) { return hash.file.substr(hash.file.rfind('/') + 1) == name; });
         judge(transfer, its, m_hotFixes.at(name).hash);
     }
     return transfers;
 }
 
 // All but how it ended.
-KnownRun Customer::downloaded(const PlannedDownload &plan, const std::vector<SeenRequest> &requests,
-                              const std::vector<SeenHash> &hashes) const {
+KnownRun Customer::downloaded(const PlannedDownload &plan, const Turn &turn) const {
     KnownRun run;
-    for (const SeenRequest &request : requests) {
+    for (const SeenRequest &request : turn.requests) {
         if (request.method == "POST" && request.action != "drop")
             run.httpCode = request.status;
     }
     run.answer = repliedIn(plan.reply);
-    run.transfers = transfersOf(requests, hashes);
+    run.transfers = transfersOf(turn);
     return run;
 }
 
@@ -259,16 +276,21 @@ KnownRun Customer::check(const PlannedDownload &plan) const {
         offerAll(plan, false);
         const Witnesses witnesses;
         if (plan.isKilled)
-            killOnce(checkCommand(plan.affiliate), [&] { return witnesses.stalled() == plan.packages.size(); });
+            killOnce(checkCommand(plan.affiliate),
+                     [&] { return witnesses.stalled() == plan.packages.size(); });
         else
             EXPECT_EQ(run(checkCommand(plan.affiliate)).status, 0);
-        KnownRun known = downloaded(plan, witnesses.requests(), witnesses.hashes());
+        KnownRun known = downloaded(plan, {witnesses.requests(), witnesses.hashes()});
         known.kind = "check";
         known.version = version;
         known.affiliate = plan.affiliate;
         known.recorded = isReadyToInstall();
-        const bool hasNone = plan.reply == Reply::noUpdate || (plan.reply == Reply::unfit && !plan.catalogFault);
-        known.end = plan.isKilled ? "stopped" : known.recorded ? "well" : hasNone ? "nothing to do" : "failed";
+        const bool hasNone =
+            plan.reply == Reply::noUpdate || (plan.reply == Reply::unfit && !plan.catalogFault);
+        known.end = plan.isKilled    ? "stopped"
+                    : known.recorded ? "well"
+                    : hasNone        ? "nothing to do"
+                                     : "failed";
         return known;
     });
 }
@@ -284,45 +306,44 @@ std::vector<KnownRun> Customer::twoChecks(const PlannedDownload &plan) const {
     EXPECT_EQ(first.wait().status, 0);
     EXPECT_EQ(second.wait().status, 0);
     EXPECT_TRUE(isReadyToInstall());
-    const std::vector<SeenRequest> requests = witnesses.requests();
-    const std::vector<SeenHash> hashes = witnesses.hashes();
-    // Each begins by asking the service, the second one when the first one has ended.
-    const auto turn = std::find_if(requests.begin() + 1, requests.end(),
-                                   [](const SeenRequest &request) { return request.method == "POST"; });
-    const auto half = hashes.begin() + static_cast<std::ptrdiff_t>(hashes.size() / 2);
-    std::vector<KnownRun> runs = {downloaded(plan, {requests.begin(), turn}, {hashes.begin(), half}),
-                                  downloaded(plan, {turn, requests.end()}, {half, hashes.end()})};
-    for (KnownRun &run : runs) {
-        run.kind = "check";
-        run.end = "well";
-        run.version = version;
-        run.affiliate = plan.affiliate;
-        run.recorded = true;
-        run.notBefore = begin;
-        run.notAfter = now();
+    std::vector<KnownRun> runs;
+    for (const Turn &turn : turnsOf(witnesses)) {
+        runs.push_back(downloaded(plan, turn));
+        runs.back().kind = "check";
+        runs.back().end = "well";
+        runs.back().version = version;
+        runs.back().affiliate = plan.affiliate;
+        runs.back().recorded = true;
+        runs.back().notBefore = begin;
+        runs.back().notAfter = now();
     }
     runs.back().waited = true;
     return runs;
 }
 
-KnownRun Customer::freshInstallation(const PlannedDownload &plan) const {
-    return timed([this, &plan] {
-        writeText(configurationPlistPath, m_propertyList);
-        offerAll(plan, true);
-        const Witnesses witnesses;
-        std::vector<std::string> command = commandOf(freshInstallByHttps);
-        command.insert(command.end(), {"--retry", std::to_string(plan.retries)});
-        bool isComplete = false;
-        if (plan.isKilled)
-            killOnce(command, [&] { return witnesses.stalled() == plan.packages.size(); });
-        else
-            isComplete = run(command).status == 0;
-        KnownRun known = downloaded(plan, witnesses.requests(), witnesses.hashes());
-        known.kind = "fresh installation";
-        known.recorded = readText(configurationPlistPath) != m_propertyList;
-        known.end = plan.isKilled ? "stopped" : isComplete ? "well" : "failed";
-        return known;
-    });
+std::vector<KnownRun> Customer::freshInstallation(const PlannedDownload &plan) const {
+    const std::string begin = now();
+    writeText(configurationPlistPath, m_propertyList);
+    offerAll(plan, true);
+    const Witnesses witnesses;
+    std::vector<std::string> command = commandOf(freshInstallByHttps);
+    command.insert(command.end(), {"--retry", std::to_string(plan.retries)});
+    bool isComplete = false;
+    if (plan.isKilled)
+        killOnce(command, [&] { return witnesses.stalled() == plan.packages.size(); });
+    else
+        isComplete = run(command).status == 0;
+    std::vector<KnownRun> runs;
+    for (const Turn &turn : turnsOf(witnesses)) {
+        runs.push_back(downloaded(plan, turn));
+        runs.back().kind = "fresh installation";
+        runs.back().end = "failed";
+        runs.back().notBefore = begin;
+        runs.back().notAfter = now();
+    }
+    runs.back().recorded = readText(configurationPlistPath) != m_propertyList;
+    runs.back().end = plan.isKilled ? "stopped" : isComplete ? "well" : "failed";
+    return runs;
 }
 
 KnownRun Customer::installation(const PlannedInstallation &plan) const {
@@ -334,7 +355,8 @@ KnownRun Customer::installation(const PlannedInstallation &plan) const {
             fs::create_directories(folder);
             std::string list;
             for (const std::string &name : plan.packages) {
-                writeText(folder + name, m_contents.count(name) == 0 ? m_contents.at("One.pkg") : m_contents.at(name));
+                writeText(folder + name,
+                          m_contents.count(name) == 0 ? m_contents.at("One.pkg") : m_contents.at(name));
                 list += folder + name + "\n";
             }
             writeText(packageListPath, list);
@@ -358,7 +380,8 @@ KnownRun Customer::installation(const PlannedInstallation &plan) const {
         if (plan.way == Way::killed)
             killOnce(installCommand, [] { return fs::exists(installerScriptPath); });
         else if (plan.way == Way::noList)
-            killOnce(installCommand, [] { return readText(traceLogPath).find("ProductUpdate\n") != std::string::npos; });
+            killOnce(installCommand,
+                     [] { return readText(traceLogPath).find("ProductUpdate\n") != std::string::npos; });
         else
             status = run(deprivedOf("pauses", installCommand)).status;
         fs::create_directories(repostFolder);
@@ -377,7 +400,7 @@ KnownRun Customer::installation(const PlannedInstallation &plan) const {
         const bool isNew = !listed.empty() && readText(prodConfigXml) == prepared;
         const bool isKilled = plan.way == Way::killed || plan.way == Way::noList;
         EXPECT_TRUE(isKilled || status == (listed.empty() ? 0 : 1));
-        known.end = isKilled ? "stopped" : listed.empty() ? "nothing to do" : isNew ? "well" : "failed";
+        known.end = isKilled ? "stopped" : isNew ? "well" : "failed";
         return known;
     });
 }

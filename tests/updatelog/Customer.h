@@ -1,5 +1,5 @@
-// A customer's machine on which the real engine runs, over the real servers, and whoever knows of each run what
-// happened, without its log.
+// A customer's machine on which the real engine runs, over the real servers, and whoever knows of each run
+// what happened, without its log.
 #pragma once
 
 #include <functional>
@@ -44,6 +44,12 @@ struct PlannedInstallation {
     std::set<std::string> refused;
 };
 
+// What was seen of one job.
+struct Turn {
+    std::vector<SeenRequest> requests;
+    std::vector<SeenHash> hashes;
+};
+
 class Customer {
 public:
     Customer();
@@ -55,10 +61,11 @@ public:
 
     // Each gives what is known of the run, which has ended then.
     KnownRun check(const PlannedDownload &plan) const;
-    KnownRun freshInstallation(const PlannedDownload &plan) const;
     KnownRun installation(const PlannedInstallation &plan) const;
     KnownRun unknownMode() const;
     KnownRun missingArguments() const;
+    // By a host. One that fails before its downloads is made again, if it is to be retried.
+    std::vector<KnownRun> freshInstallation(const PlannedDownload &plan) const;
     // The second one begins while the first one works.
     std::vector<KnownRun> twoChecks(const PlannedDownload &plan) const;
 
@@ -66,10 +73,8 @@ private:
     // Offers what is planned, and gives what the servers are to do wrong.
     void offerAll(const PlannedDownload &plan, bool isFresh) const;
     std::vector<HotFix> hotFixesOf(const PlannedDownload &plan) const;
-    std::map<std::string, KnownTransfer> transfersOf(const std::vector<SeenRequest> &requests,
-                                                     const std::vector<SeenHash> &hashes) const;
-    KnownRun downloaded(const PlannedDownload &plan, const std::vector<SeenRequest> &requests,
-                        const std::vector<SeenHash> &hashes) const;
+    std::map<std::string, KnownTransfer> transfersOf(const Turn &turn) const;
+    KnownRun downloaded(const PlannedDownload &plan, const Turn &turn) const;
 
     std::map<std::string, std::string> m_contents; // by names
     std::map<std::string, HotFix> m_hotFixes;

@@ -42,14 +42,14 @@ std::string contradictionsIn(const RunStory &story) {
 } // namespace
 
 std::string inPlainWords(const KnownRun &run) {
-    std::string words = run.kind + " of " + run.version + " for " + run.affiliate + ": " + run.end + ", http " +
-                        run.httpCode + ", " + run.answer + (run.waited ? ", waited" : "") +
+    std::string words = run.kind + " of " + run.version + " for " + run.affiliate + ": " + run.end +
+                        ", http " + run.httpCode + ", " + run.answer + (run.waited ? ", waited" : "") +
                         (run.recorded ? ", recorded" : "") + "\n";
     for (const auto &[url, transfer] : run.transfers)
-        words += "  " + url + ": " + transfer.state + " by " + std::to_string(transfer.attempts) + ", checked " +
-                 std::to_string(transfer.hashChecks) + ", wrong " + std::to_string(transfer.wrongHashes) +
-                 ", broken off " + std::to_string(transfer.brokenOff) + ", refused " +
-                 std::to_string(transfer.refused) + "\n";
+        words += "  " + url + ": " + transfer.state + " by " + std::to_string(transfer.attempts) +
+                 ", checked " + std::to_string(transfer.hashChecks) + ", wrong " +
+                 std::to_string(transfer.wrongHashes) + ", broken off " + std::to_string(transfer.brokenOff) +
+                 ", refused " + std::to_string(transfer.refused) + "\n";
     for (const auto &[path, state] : run.installations)
         words += "  " + path + ": " + state + "\n";
     return words;

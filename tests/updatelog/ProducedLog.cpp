@@ -39,8 +39,10 @@ const Fault slow = {"slow", {"slow 30000"}};
 
 const std::vector<Fault> &catalogFaults() {
     static const std::vector<Fault> all = {
-        {"catalog missing", {"status 404 Not here"}}, {"catalog cut once", {"cut 200"}},
-        {"catalog cut always", {"cut 30"}, true},     {"catalog reset", {"reset 100"}},
+        {"catalog missing", {"status 404 Not here"}},
+        {"catalog cut once", {"cut 200"}},
+        {"catalog cut always", {"cut 30"}, true},
+        {"catalog reset", {"reset 100"}},
         {"catalog dropped", {"drop"}},
     };
     return all;
@@ -57,10 +59,13 @@ const std::vector<std::pair<std::string, Reply>> &replies() {
 using Way = PlannedInstallation::Way;
 
 const std::vector<std::pair<std::string, Way>> &ways() {
-    static const std::vector<std::pair<std::string, Way>> all = {
-        {"installed", Way::whole},         {"installed", Way::whole},   {"installed", Way::whole},
-        {"without script", Way::withoutScript}, {"empty list", Way::emptyList}, {"no list", Way::noList},
-        {"killed before the script", Way::killed}};
+    static const std::vector<std::pair<std::string, Way>> all = {{"installed", Way::whole},
+                                                                 {"installed", Way::whole},
+                                                                 {"installed", Way::whole},
+                                                                 {"without script", Way::withoutScript},
+                                                                 {"empty list", Way::emptyList},
+                                                                 {"no list", Way::noList},
+                                                                 {"killed before the script", Way::killed}};
     return all;
 }
 
@@ -118,7 +123,8 @@ PlannedDownload LogProducer::drawPackages() {
     names.resize(m_chance.between(1, names.size()));
     const bool isWell = m_chance.oneIn(4);
     for (const std::string &name : names) {
-        const Fault &fault = isWell || m_chance.oneIn(3) ? packageFaults().front() : m_chance.oneOf(packageFaults());
+        const Fault &fault =
+            isWell || m_chance.oneIn(3) ? packageFaults().front() : m_chance.oneOf(packageFaults());
         ++m_drawn[fault.name];
         plan.packages.push_back({name, &fault});
     }
@@ -153,7 +159,7 @@ std::vector<KnownRun> LogProducer::drawDownload(bool isLong) {
         return {m_customer.check(plan)};
     plan.retries = isLong && m_chance.oneIn(2) ? 1 : 0;
     m_drawn["retried"] += plan.retries;
-    return {m_customer.freshInstallation(plan)};
+    return m_customer.freshInstallation(plan);
 }
 
 KnownRun LogProducer::drawInstallation() {

@@ -17,7 +17,8 @@ std::vector<std::string> cellsOf(const std::string &line) {
     const std::string separator = " | ";
     std::vector<std::string> cells;
     std::size_t begin = 0;
-    for (std::size_t end = line.find(separator); end != std::string::npos; end = line.find(separator, begin)) {
+    for (std::size_t end = line.find(separator); end != std::string::npos;
+         end = line.find(separator, begin)) {
         cells.push_back(line.substr(begin, end - begin));
         begin = end + separator.size();
     }
@@ -35,13 +36,16 @@ SeenRequest requestOf(const std::string &line) {
 
 void Witnesses::watchHashTool() {
     replaceProgram(hashTool, "#!/bin/bash\nfound=$(/usr/bin/sha1sum \"$@\") || exit\n"
-                             "echo \"$found\" >>" +
-                                 hashRecord + "\necho \"$found\"\n");
+                             "mapfile requests <" +
+                                 serverRecord + "\necho \"${#requests[@]} $found\" >>" + hashRecord +
+                                 "\necho \"$found\"\n");
 }
 
 Witnesses::Witnesses() {
     for (const std::string &file : {serverRecord, hashRecord, installerRecord})
         m_before[file] = readText(file).size();
+    const std::string requests = readText(serverRecord).substr(0, m_before[serverRecord]);
+    m_requestsBefore = static_cast<std::size_t>(std::count(requests.begin(), requests.end(), '\n'));
 }
 
 std::vector<std::string> Witnesses::newLines(const std::string &file) const {
@@ -68,10 +72,12 @@ std::size_t Witnesses::stalled() const {
 std::vector<SeenHash> Witnesses::hashes() const {
     std::vector<SeenHash> hashes;
     for (const std::string &line : newLines(hashRecord)) {
-        std::string sum = line.substr(0, line.find(' '));
+        const std::size_t requests = std::stoul(line);
+        const std::size_t begin = line.find(' ') + 1;
+        std::string sum = line.substr(begin, line.find(' ', begin) - begin);
         std::transform(sum.begin(), sum.end(), sum.begin(),
                        [](unsigned char digit) { return static_cast<char>(std::toupper(digit)); });
-        hashes.push_back({line.substr(line.find("  ") + 2), sum});
+        hashes.push_back({line.substr(line.find("  ") + 2), sum, requests - m_requestsBefore});
     }
     return hashes;
 }

@@ -19,6 +19,7 @@ struct SeenRequest {
 struct SeenHash {
     std::string file;
     std::string sum; // in upper case
+    std::size_t requestsBefore = 0;
 };
 
 class Witnesses {
@@ -41,4 +42,5 @@ private:
     std::vector<std::string> newLines(const std::string &file) const;
 
     std::map<std::string, std::size_t> m_before; // sizes
+    std::size_t m_requestsBefore = 0;
 };

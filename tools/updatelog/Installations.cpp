@@ -23,7 +23,8 @@ void Installations::tell(const std::string &path, State state, Room &room) {
     if (place == m_byPath.end() || m_stories[place->second].state > State::begun)
         return;
     m_stories[place->second].state = state;
-    m_done += state == State::done ? 1 : 0;
+    if (m_stories[place->second].isOver())
+        ++m_over;
     const auto next = std::next(place);
     const bool isAnotherListed = next != m_byPath.end() && next->first == path;
     if (state > State::begun && isAnotherListed)

@@ -21,7 +21,7 @@ public:
     void tell(const std::string &path, State state, Room &room);
 
     bool isEmpty() const { return m_stories.empty(); }
-    bool areAllDone() const { return m_done == m_stories.size(); }
+    bool areAllOver() const { return m_over == m_stories.size(); }
     std::vector<InstallationStory> stories() && { return std::move(m_stories); }
 
 private:
@@ -32,5 +32,5 @@ private:
     std::vector<InstallationStory> m_stories;
     // Those without an end, and of each path the last one: so the first is the one that a line is about.
     Places m_byPath;
-    std::size_t m_done = 0;
+    std::size_t m_over = 0;
 };

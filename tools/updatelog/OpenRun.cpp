@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <map>
 #include <string_view>
 #include <utility>
 
@@ -15,16 +16,17 @@ bool isOneOf(std::string_view id, const std::array<std::string_view, size> &ids)
 }
 
 // With any of these a job is over, and not as it should be.
-constexpr std::array<std::string_view, 14> failedEnds = {
+constexpr std::array<std::string_view, 15> failedEnds = {
     "arguments-missing",      "no-reply",         "no-catalogs",         "no-products",
     "no-products-fresh",      "packages-missing", "list-not-removed",    "update-download-failed",
     "list-not-written",       "list-not-read",    "script-not-executed", "no-process-for-script",
-    "installation-exception", "update-failed"};
+    "installation-exception", "update-failed",    "list-empty"};
 // And with these there is nothing to do.
-constexpr std::array<std::string_view, 3> emptyEnds = {"no-updates", "list-empty", "no-update"};
+constexpr std::array<std::string_view, 2> emptyEnds = {"no-updates", "no-update"};
 // Around a job's work.
 constexpr std::array<std::string_view, 5> frame = {"updater-started", "updater-called", "job-started",
                                                    "lock-failed", "updater-exited"};
+constexpr std::array<std::string_view, 2> catalogLines = {"core-catalog-url", "partner-catalog-url"};
 constexpr std::array<std::string_view, 3> hostsBegins = {"fresh-install-started", "waiting-for-job",
                                                          "retry-started"};
 
@@ -95,7 +97,8 @@ void OpenRun::tellService(const std::string &id, const Recognised &known) {
         m_story.httpCode = valueOf(known, "http");
     } else if (id == "reply") {
         m_story.answer = valueOf(known, "reply").empty() ? "no reply" : "a reply";
-    } else if (id == "update-available" && m_story.answer != "no reply") {
+    } else if (isOneOf(id, catalogLines)) {
+        // The engine takes for a release whatever does not say otherwise, an error's page too.
         m_story.answer = "a release";
     } else if (id == "no-update") {
         m_story.answer = "no update";
@@ -119,13 +122,20 @@ void OpenRun::tellInstallation(const std::string &id, const Recognised &known) {
         m_story.kind = RunKind::installation;
     m_hasScript |= id == "script-ready" || id == "script-executed";
     const std::string path = valueOf(known, "path");
-    const bool isDone = id == "script-installed" || id == "branding-started";
-    const bool isFailed = id == "script-failed" || id == "package-not-listed";
-    m_hasFailedPackage |= isFailed;
-    if (id == "package-listed")
+    if (id == "package-listed") {
         m_installations.add(path, m_room);
-    else if (isDone || isFailed || id == "script-installing")
-        m_installations.tell(path, isDone ? State::done : isFailed ? State::failed : State::begun, m_room);
+        return;
+    }
+    static const std::map<std::string, State> states = {{"script-installing", State::begun},
+                                                        {"script-installed", State::done},
+                                                        {"branding-started", State::ended},
+                                                        {"script-failed", State::failed},
+                                                        {"package-not-listed", State::failed}};
+    const auto state = states.find(id);
+    if (state == states.end())
+        return;
+    m_hasFailedPackage |= state->second == State::failed;
+    m_installations.tell(path, state->second, m_room);
 }
 
 void OpenRun::tellEnd(const std::string &id, bool isFailure) {
@@ -187,7 +197,7 @@ RunEnd OpenRun::end() const {
     if (m_hasFailedPackage)
         return RunEnd::failed;
     if (!m_installations.isEmpty())
-        return m_installations.areAllDone() ? RunEnd::well : RunEnd::stopped;
+        return m_installations.areAllOver() ? RunEnd::well : RunEnd::stopped;
     if (m_hasEnded)
         return m_story.kind == RunKind::unknown ? RunEnd::nothingToDo : RunEnd::well;
     if (m_story.kind != RunKind::freshInstallation)

@@ -30,7 +30,10 @@ struct TransferStory {
 
 // One package that was to be installed.
 struct InstallationStory {
-    enum class State { listed, begun, done, failed };
+    // Ended: of branding packages nobody looks how.
+    enum class State { listed, begun, done, ended, failed };
+
+    bool isOver() const { return state == State::done || state == State::ended; }
 
     std::string path;
     State state = State::listed;

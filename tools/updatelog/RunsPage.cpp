@@ -232,8 +232,7 @@ std::vector<Bar> barsOf(const RunOfPage &run, const TimeSpan &span) {
     }
     // The script writes no times.
     for (const InstallationStory &installation : run.story.installations) {
-        bars.push_back(
-            {inWords(installation), installation.state == InstallationStory::State::done, std::nullopt});
+        bars.push_back({inWords(installation), installation.isOver(), std::nullopt});
         lines.put(installation.path, bars.back());
     }
     return bars;

@@ -56,6 +56,8 @@ std::string stateInWords(InstallationStory::State state) {
     switch (state) {
     case InstallationStory::State::done:
         return "installed";
+    case InstallationStory::State::ended:
+        return "ended";
     case InstallationStory::State::failed:
         return "failed";
     case InstallationStory::State::begun:
@@ -129,7 +131,8 @@ std::string inWords(const TransferStory &transfer) {
 }
 
 std::string inWords(const InstallationStory &installation) {
-    return withoutLineEnds(installation.path) + ": " + stateInWords(installation.state);
+    return withoutLineEnds(installation.path) + ": " + stateInWords(installation.state) +
+           (installation.state == InstallationStory::State::ended ? ", nobody looks how" : "");
 }
 
 std::string onOneLine(const std::string &text) {
@@ -187,9 +190,8 @@ std::vector<std::string> inBrief(const RunStory &story) {
     const auto came = std::count_if(story.transfers.begin(), story.transfers.end(), [](const auto &each) {
         return each.state == TransferStory::State::done;
     });
-    const auto installed =
-        std::count_if(story.installations.begin(), story.installations.end(),
-                      [](const auto &each) { return each.state == InstallationStory::State::done; });
+    const auto installed = std::count_if(story.installations.begin(), story.installations.end(),
+                                         [](const auto &each) { return each.isOver(); });
     std::vector<std::string> words = {"run " + std::to_string(story.number), kindInWords(story.kind)};
     if (story.end != RunEnd::stopped)
         words.push_back(endInWords(story));
@@ -218,7 +220,7 @@ std::vector<TellingLine> inFull(const RunStory &story) {
     for (const TransferStory &transfer : story.transfers)
         add("  " + inWords(transfer), transfer.state != TransferStory::State::done);
     for (const InstallationStory &installation : story.installations)
-        add("  " + inWords(installation), installation.state != InstallationStory::State::done);
+        add("  " + inWords(installation), !installation.isOver());
     for (const FindingTelling &told : tellingsOf(story)) {
         add("  line " + std::to_string(told.finding->line) + ": " + onOneLine(told.finding->text),
             told.finding->settled.empty());
