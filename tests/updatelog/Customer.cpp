@@ -380,8 +380,9 @@ KnownRun Customer::installation(const PlannedInstallation &plan) const {
         if (plan.way == Way::killed)
             killOnce(installCommand, [] { return fs::exists(installerScriptPath); });
         else if (plan.way == Way::noList)
-            killOnce(installCommand,
-                     [] { return readText(traceLogPath).find("ProductUpdate\n") != std::string::npos; });
+            killOnce(installCommand, [before = readText(traceLogPath).size()] {
+                return readText(traceLogPath).find("ProductUpdate\n", before) != std::string::npos;
+            });
         else
             status = run(deprivedOf("pauses", installCommand)).status;
         fs::create_directories(repostFolder);

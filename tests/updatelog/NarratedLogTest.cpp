@@ -1,8 +1,12 @@
 // Logs of real runs, each told and compared with what is known from outside to have happened; and damaged
 // copies of them.
+#include <algorithm>
+#include <set>
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "LogDamage.h"
 #include "ProducedLog.h"
 #include "Stories.h"
 
@@ -45,24 +49,118 @@ void expectToldAsItHappened(const ProducedLog &log) {
     expectTimesAndLinesOf(stories, log);
 }
 
+// What the lines of one run tell, wherever they stand and whatever stands between them.
+std::string toldOf(RunStory story) {
+    story.number = story.firstLine = story.lastLine = 0;
+    story.unknownLines.clear();
+    for (Finding &finding : story.findings)
+        finding.line = 0;
+    return jsonOf(story);
+}
+
+std::vector<std::string> toldOfAll(const std::string &text) {
+    std::vector<std::string> told;
+    for (const RunStory &story : storiesOf(text))
+        told.push_back(toldOf(story));
+    return told;
+}
+
+// What an undamaged log tells, part by part.
+std::vector<std::vector<std::string>> toldByParts(const ProducedLog &log) {
+    std::vector<std::string> told = toldOfAll(log.text);
+    std::vector<std::vector<std::string>> parts;
+    auto begin = told.begin();
+    for (const LogPart &part : log.parts) {
+        const auto end = begin + static_cast<std::ptrdiff_t>(part.runs.size());
+        parts.emplace_back(begin, end);
+        begin = end;
+    }
+    return parts;
+}
+
+// Those that the damage leaves whole, in their order, whatever is told between them.
+void expectTheOthersUntouched(const DamagedLog &damaged, const ProducedLog &log) {
+    const std::vector<std::string> told = toldOfAll(damaged.text);
+    const std::vector<std::vector<std::string>> expected = toldByParts(log);
+    auto from = told.begin();
+    for (std::size_t i = 0; i < expected.size(); ++i) {
+        if (!damaged.isWhole[i])
+            continue;
+        for (const std::string &run : expected[i]) {
+            const auto found = std::find(from, told.end(), run);
+            ASSERT_NE(found, told.end()) << "part " << i << ":\n"
+                                         << run << "\nis told of as:\n"
+                                         << testing::PrintToString(told) << "\n"
+                                         << damaged.text;
+            from = found + 1;
+        }
+    }
+}
+
+void expectForeignLinesShown(const DamagedLog &damaged) {
+    std::multiset<std::string> shown;
+    for (const RunStory &story : storiesOf(damaged.text)) {
+        for (const UnknownLine &line : story.unknownLines)
+            shown.insert(line.text);
+    }
+    for (const std::string &line : damaged.foreign)
+        EXPECT_EQ(shown.count(line), 1U) << line << "\n" << damaged.text;
+}
+
+void expectToldTogether(const ProducedLog &one, const ProducedLog &other, Chance &chance) {
+    const ProducedLog both = takenTogether(one, other, chance);
+    std::vector<std::string> told;
+    for (const RunStory &story : storiesOf(both.text))
+        told.push_back(inPlainWords(story));
+    EXPECT_EQ(told, knownOf(both)) << both.text;
+    for (const MeetingRuns &meeting : meetings(one, other, chance)) {
+        told.clear();
+        for (const RunStory &story : storiesOf(meeting.text))
+            told.push_back(inPlainWords(story));
+        EXPECT_EQ(told, (std::vector<std::string>{inPlainWords(meeting.first), inPlainWords(meeting.second)}))
+            << meeting.text;
+    }
+}
+
+// A copy of each log, each damaged in another way.
+void expectDamagedCopiesToldOf(const std::vector<ProducedLog> &logs, std::size_t copies) {
+    Chance chance(100);
+    for (std::size_t i = 0; i < copies && !Test::HasFailure(); ++i) {
+        const NamedDamage &damage = damages()[i % damages().size()];
+        SCOPED_TRACE(std::string("log ") + std::to_string(i) + " " + damage.name);
+        const DamagedLog damaged = damage.damage(logs[i], chance);
+        expectTheOthersUntouched(damaged, logs[i]);
+        expectForeignLinesShown(damaged);
+        expectToldTogether(logs[i], logs[(i + 1) % logs.size()], chance);
+    }
+}
+
 void expectAllScenarios(const Drawn &drawn) {
     for (const std::string &name : LogProducer::scenarios())
         EXPECT_TRUE(drawn.count(name) == 1 && drawn.at(name) > 1) << name;
 }
 
-TEST(NarratedLog, OfASampleIsToldAsItHappened) {
+TEST(NarratedLog, OfASampleIsToldAsItHappenedAndItsDamagedCopiesAreToo) {
     const Customer customer;
     LogProducer producer(customer, 20);
-    for (int number = 0; number < 20; ++number)
-        expectToldAsItHappened(producer.produce(false));
+    std::vector<ProducedLog> logs;
+    while (logs.size() < 20) {
+        logs.push_back(producer.produce(false));
+        expectToldAsItHappened(logs.back());
+    }
+    expectDamagedCopiesToldOf(logs, 20);
 }
 
-TEST(NarratedLog, OfTwoHundredIsToldAsItHappenedLong) {
+TEST(NarratedLog, OfTwoHundredIsToldAsItHappenedAndOfAHundredDamagedCopiesLong) {
     const Customer customer;
     LogProducer producer(customer, 200);
-    for (int number = 0; number < 200; ++number)
-        expectToldAsItHappened(producer.produce(true));
+    std::vector<ProducedLog> logs;
+    while (logs.size() < 200) {
+        logs.push_back(producer.produce(true));
+        expectToldAsItHappened(logs.back());
+    }
     expectAllScenarios(producer.drawn());
+    expectDamagedCopiesToldOf(logs, 100);
 }
 
 } // namespace
