@@ -360,8 +360,9 @@ KnownRun Customer::installation(const PlannedInstallation &plan) const {
                 list += folder + name + "\n";
             }
             writeText(packageListPath, list);
-            writeText(updatedProdConfigXml, "<ProductConfiguration><ProductVersion>" + now() +
-                                                "</ProductVersion></ProductConfiguration>\n");
+            // The log has grown since the installation before.
+            writeText(updatedProdConfigXml,
+                      m_configuration + "<!-- " + std::to_string(readText(traceLogPath).size()) + " -->\n");
         }
         std::string refused;
         for (const std::string &name : plan.refused)

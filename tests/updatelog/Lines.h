@@ -26,6 +26,12 @@ inline std::string isAnswered(int second, const std::string &reply = "<productre
            at(second, "INFO : Processing Tolvane Response", day);
 }
 
+// What follows a reply that has a release.
+inline std::string namesCatalog(int second, const std::string &day = "2026-11-22") {
+    return at(second, "INFO : TolvaneHandler - Update Available", day) +
+           at(second, "\n Core Catalogs Are :: --- >> https://host/core.xml\n", day);
+}
+
 inline std::string exits(int second, const std::string &day = "2026-11-22") {
     return at(second, "Product updater is exited", day);
 }

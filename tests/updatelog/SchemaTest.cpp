@@ -61,8 +61,7 @@ class MadeStories : public testing::Environment {
 };
 const testing::Environment *const atTheEnd = testing::AddGlobalTestEnvironment(new MadeStories); // gtest's
 
-const std::string download = checkStarts(0) + asks(0) + isAnswered(1) +
-                             at(1, "INFO : TolvaneHandler - Update Available") +
+const std::string download = checkStarts(0) + asks(0) + isAnswered(1) + namesCatalog(1) +
                              at(2, "INFO : Start download: " + packageUrl);
 
 // One at least for every word that the schema knows.
@@ -80,6 +79,7 @@ const std::vector<std::string> logs = {
     download + at(3, "ERROR: Exit maximum no of Checking HashSUM : " + packagePath),
     at(0, "INFO: Enter FreshInstall") + at(0, "INFO: Enter sendTolvaneFreshInstallRequest"),
     installationStarts() + " Installing /One.pkg\n",
+    checkStarts(0) + at(0, "INFO: Installation /DynamicBranding.pkg Succeded "),
     installationStarts() + " Installing /One.pkg\nInstalled /One.pkg successfully\n Installing /Two.pkg\n" +
         "Failed to install /Two.pkg\n"};
 

@@ -46,9 +46,18 @@ TEST(Story, OfAServiceThatDoesNotAnswerIsAFailureWithItsRemedy) {
     EXPECT_EQ(story.findings.front().remedy, MessageCatalogue::builtIn().find("no-reply")->remedy);
 }
 
+// For the engine whatever does not say otherwise is a success.
+TEST(Story, OfAPageInPlaceOfAReplyTellsOfNoRelease) {
+    const RunStory story = storyOf(checkStarts(0) + asks(0) + isAnswered(1, "<html/>") +
+                                   at(1, "INFO : TolvaneHandler - Update Available") +
+                                   at(2, "No products found For Update") + exits(3));
+    EXPECT_EQ(story.answer, "a reply");
+    EXPECT_EQ(story.end, RunEnd::failed);
+}
+
 TEST(Story, OfADownloadCountsItsAttemptsAndHashChecks) {
     const RunStory story = storyOf(
-        checkStarts(0) + asks(0) + isAnswered(1) + at(1, "INFO : TolvaneHandler - Update Available") +
+        checkStarts(0) + asks(0) + isAnswered(1) + namesCatalog(1) +
         at(2, "INFO : Start download: " + packageUrl) +
         at(3, "ERROR : Download Failed with CURL error code CURLE_PARTIAL_FILE for " + packageUrl) +
         at(3, "Resume Download: " + packageUrl) + at(3, "INFO : Start download: " + packageUrl) +
@@ -215,6 +224,46 @@ TEST(Story, OfAFreshInstallationWhosePackageFailedIsAFailure) {
               RunEnd::failed);
 }
 
+TEST(Story, OfWhatAHostRetriesWellLeavesNothingToDo) {
+    const std::string begins =
+        at(0, "INFO: Enter FreshInstall") + isAnswered(1) + at(2, "INFO : Start download: " + packageUrl);
+    const std::string retried =
+        at(4, "INFO: DownloadController - Retrying Download") + at(4, "Resume downloading of " + packageUrl) +
+        at(4, "Resume Download: " + packageUrl) + at(4, "INFO : Start download: " + packageUrl) +
+        at(5, "Successfully downloaded: " + packageUrl);
+    for (const std::string &end :
+         {at(3, "Error: HTTP response= 404 and CURL response = 0, URL: " + packageUrl),
+          at(3, "Download Error: CURLE_OPERATION_TIMEDOUT URL: " + packageUrl),
+          at(3, "ERROR : Download Failed: " + packageUrl),
+          at(3, "Error occurred in creating output file : " + packagePath + " ") +
+              at(3, "Not able to initialize curl: " + packageUrl)}) {
+        for (const Finding &finding : storyOf(begins + end + retried).findings)
+            EXPECT_EQ(finding.settled, "A later try has brought the file.") << end;
+        for (const Finding &finding : storyOf(begins + end).findings)
+            EXPECT_EQ(finding.settled, "") << end;
+    }
+}
+
+TEST(Story, OfAListThatNamesNothingIsAFailure) {
+    const RunStory story = storyOf(checkStarts(0) + at(0, "No Updates available") + exits(0));
+    EXPECT_EQ(story.kind, RunKind::installation);
+    EXPECT_EQ(story.end, RunEnd::failed);
+    EXPECT_THAT(findingsOf(story), ElementsAre("list-empty"));
+}
+
+// It may have been refused.
+TEST(Story, OfABrandingPackageDoesNotSayThatItIsInstalled) {
+    const RunStory story = storyOf(checkStarts(0) + at(0, "INFO: Installation of Updates starts") +
+                                   at(0, "INFO: Installing /DynamicBranding.pkg ") +
+                                   at(0, "INFO: Installation /DynamicBranding.pkg Succeded ") +
+                                   at(0, "INFO: Getting order of installation ") +
+                                   at(0, "INFO : Installing Packages from /usr/local/repost/installer.sh") +
+                                   at(10, "Child process: executing /usr/local/repost/installer.sh "));
+    ASSERT_THAT(story.installations, SizeIs(1));
+    EXPECT_EQ(inWords(story.installations.front()), "/DynamicBranding.pkg: ended, nobody looks how");
+    EXPECT_EQ(story.end, RunEnd::well);
+}
+
 TEST(Story, OfAModeThatIsNoneIsAFailure) {
     const RunStory story = storyOf(checkStarts(0) + exits(0));
     EXPECT_EQ(story.end, RunEnd::failed);
@@ -246,6 +295,37 @@ TEST(Stories, OfACheckThatWaitsForAnotherAreToldApart) {
     EXPECT_TRUE(stories[1].waited);
     EXPECT_EQ(stories[1].answer, "no reply");
     EXPECT_EQ(stories[1].end, RunEnd::failed);
+}
+
+// Who waits goes on before the other one has written its last line.
+TEST(Stories, OfAJobThatIsDoneAndExitsLateAreToldApart) {
+    const std::string waits = at(1, "INFO: Waiting for another job on this machine to end");
+    const std::string nothing =
+        isAnswered(2) + at(2, "INFO : TolvaneHandler - No Update") + at(2, "ERROR Tolvane response");
+    const std::string begin = checkStarts(0) + asks(0) + checkStarts(1) + waits + nothing;
+    for (const std::string &log : {begin + asks(3) + exits(3) + nothing + exits(4) + idleCheck(),
+                                   begin + exits(3) + asks(3) + nothing + exits(4) + idleCheck()}) {
+        const std::vector<RunStory> stories = storiesOf(log);
+        ASSERT_THAT(stories, SizeIs(3));
+        EXPECT_EQ(stories[0].end, RunEnd::nothingToDo);
+        EXPECT_EQ(stories[0].ended, "2026-11-22.07:00:03");
+        EXPECT_EQ(stories[1].end, RunEnd::nothingToDo);
+        EXPECT_EQ(stories[1].ended, "2026-11-22.07:00:04");
+        EXPECT_EQ(stories[1].answer, "no update");
+    }
+}
+
+// Nobody waits any longer for the last line of one that was killed behind its job.
+TEST(Stories, OfAJobThatIsDoneAndIsKilledTakeNoOthersLastLine) {
+    const std::string nothing =
+        isAnswered(2) + at(2, "INFO : TolvaneHandler - No Update") + at(2, "ERROR Tolvane response");
+    const std::vector<RunStory> stories =
+        storiesOf(checkStarts(0) + asks(0) + nothing + idleCheck() + checkStarts(5) + exits(6));
+    ASSERT_THAT(stories, SizeIs(3));
+    EXPECT_EQ(stories[0].ended, "2026-11-22.07:00:02");
+    EXPECT_EQ(stories[1].ended, "2026-11-22.07:00:01");
+    EXPECT_EQ(stories[2].end, RunEnd::failed);
+    EXPECT_EQ(stories[2].ended, "2026-11-22.07:00:06");
 }
 
 TEST(Stories, OfARunThatWasKilledStops) {

@@ -35,13 +35,20 @@ public:
     bool isWaiting() const { return m_isWaiting; }
     bool isAtWork() const { return !m_isWaiting && !m_hasEnded && !m_isReplaced; }
     bool hasBegunWork() const { return m_hasBegunWork; }
+    // Whether its last line may come now.
+    bool mayExit() const { return m_hasBegunWork ? hasDoneJob() : m_isJobStarted; }
+    // It has done its job and lets others work, and its last line has not come yet.
+    bool awaitsExit() const { return !m_hasEnded && !m_hasMissedExit && hasDoneJob(); }
+    // Others have come to their last lines since.
+    void missExit() { m_hasMissedExit = true; }
     // Of a host, which goes on after its job: it asks how far it is, retries, cancels.
     bool isHosts() const { return m_isBegunByHost || m_story.kind == RunKind::freshInstallation; }
     // Which goes on when its run does not.
     bool hasScript() const { return m_hasScript; }
-    bool isOver() const { return m_hasEnded || (m_isReplaced && !m_hasScript); }
+    bool isOver() const { return m_hasEnded || (m_isReplaced && !m_hasScript && !awaitsExit()); }
 
 private:
+    bool hasDoneJob() const { return m_story.end != RunEnd::stopped || m_story.isRecorded; }
     void keepUnknown(const LogEntry &entry);
     void tell(const LogEntry &entry);
     void tellService(const std::string &id, const Recognised &known);
@@ -60,6 +67,7 @@ private:
     bool m_isWaiting = false;
     bool m_hasEnded = false;
     bool m_isReplaced = false;
+    bool m_hasMissedExit = false;
     bool m_hasBegunWork = false;
     bool m_isBegunByHost = false;
     bool m_hasScript = false;

@@ -35,6 +35,7 @@ void StoryTeller::take(const LogEntry &entry) {
     if (m_watcher)
         m_watcher(entry, run);
     replaceBefore(run);
+    missExitsBefore(run, entry);
     handOn(false);
 }
 
@@ -66,6 +67,12 @@ OpenRun &StoryTeller::runAtWork(const LogEntry &entry) {
         return run.isAtWork() && (mayHaveScript || !run.hasScript());
     });
     const bool isBusy = working != nullptr && working->hasBegunWork();
+    // Who has done its job lets the next one work, and writes its last line a moment later.
+    if (id == "updater-exited" && (working == nullptr || !working->mayExit())) {
+        OpenRun *const late = newest([](const OpenRun &run) { return !run.isHosts() && run.awaitsExit(); });
+        if (late != nullptr)
+            return *late;
+    }
     if (id == "updater-started")
         return begin(entry);
     // These come before any work; a host's run begins with the last one of them.
@@ -110,6 +117,16 @@ void StoryTeller::replaceBefore(const OpenRun &run) {
     for (OpenRun &each : m_open) {
         if (each.number() < run.number() && each.isAtWork() && !each.isHosts())
             each.replace();
+    }
+}
+
+// Nobody's last line comes behind that of one that has begun later.
+void StoryTeller::missExitsBefore(const OpenRun &run, const LogEntry &entry) {
+    if (!entry.known || entry.known->message->id != "updater-exited")
+        return;
+    for (OpenRun &each : m_open) {
+        if (each.number() < run.number())
+            each.missExit();
     }
 }
 

@@ -35,6 +35,7 @@ private:
     OpenRun *newest(const Test &test);
     OpenRun *firstWaiting(bool ofHost);
     void replaceBefore(const OpenRun &run);
+    void missExitsBefore(const OpenRun &run, const LogEntry &entry);
     void handOn(bool all);
 
     Sink m_sink;
