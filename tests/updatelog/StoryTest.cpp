@@ -416,6 +416,25 @@ TEST(Stories, OfALogWhoseBeginningIsMissingTellWhatIsThere) {
     EXPECT_EQ(story.installations[1].state, InstallationStory::State::failed);
 }
 
+// A job asks once, and one that fetches does not install.
+TEST(Stories, OfRunsWhoseBeginningsAreMissingBehindOneThatWasKilledAreToldApart) {
+    const std::string killed = checkStarts(0) + asks(0) + isAnswered(1) + namesCatalog(1) +
+                               at(2, "INFO : Start download: " + packageUrl);
+    const std::string body = at(3, "INFO : Tolvane Handler - Creating Tolvane request body");
+    const std::string installing = at(3, "INFO: Installing /One.pkg ") +
+                                   at(3, "INFO : Installing Packages from /usr/local/repost/installer.sh");
+    for (const std::string &cut :
+         {at(3, "INFO: Enter sendTolvaneFreshInstallRequest") + body, body,
+          at(3, "INFO :Tolvane Handler - sendTolvaneRequest"), isAnswered(3), installing}) {
+        const std::vector<RunStory> stories = storiesOf(killed + cut);
+        ASSERT_THAT(stories, SizeIs(2)) << cut;
+        EXPECT_EQ(jsonOf(stories.front()), jsonOf(storyOf(killed)));
+    }
+    const std::vector<RunStory> stories = storiesOf(installing + isAnswered(3));
+    ASSERT_THAT(stories, SizeIs(2));
+    EXPECT_EQ(stories.front().answer, "");
+}
+
 TEST(Stories, KeepForeignLinesWithTheRunAmongWhoseLinesTheyStand) {
     const RunStory story = storyOf(checkStarts(0) + "from another program\n" + asks(0));
     ASSERT_THAT(story.unknownLines, SizeIs(1));

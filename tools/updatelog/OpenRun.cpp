@@ -26,6 +26,11 @@ constexpr std::array<std::string_view, 2> emptyEnds = {"no-updates", "no-update"
 // Around a job's work.
 constexpr std::array<std::string_view, 5> frame = {"updater-started", "updater-called", "job-started",
                                                    "lock-failed", "updater-exited"};
+// Steps of every job that fetches, which asks first, and of every one that installs.
+constexpr std::array<std::string_view, 2> askingSteps = {"parameters", "service"};
+constexpr std::array<std::string_view, 9> fetchingSteps = {
+    "service", "verdict", "reply", "catalogs", "records", "selection", "reachability", "transfer", "hash"};
+constexpr std::array<std::string_view, 2> installingSteps = {"order", "installation"};
 constexpr std::array<std::string_view, 2> catalogLines = {"core-catalog-url", "partner-catalog-url"};
 constexpr std::array<std::string_view, 3> hostsBegins = {"fresh-install-started", "waiting-for-job",
                                                          "retry-started"};
@@ -170,6 +175,16 @@ void OpenRun::tellWrongMode(const LogEntry &entry) {
         finding.remedy = call->remedy;
         m_findings.add(std::move(finding), m_room);
     }
+}
+
+bool OpenRun::mayWrite(const Message &message) const {
+    if (message.id == "fresh-request-started" && !isHosts())
+        return false;
+    if (isOneOf(message.step, askingSteps) && message.id != "system-version-read" && !m_story.answer.empty())
+        return false;
+    if (isOneOf(message.step, installingSteps))
+        return m_story.kind == RunKind::installation || m_story.kind == RunKind::unknown;
+    return !isOneOf(message.step, fetchingSteps) || m_story.kind != RunKind::installation;
 }
 
 const Finding *OpenRun::found() const {

@@ -35,6 +35,8 @@ public:
     bool isWaiting() const { return m_isWaiting; }
     bool isAtWork() const { return !m_isWaiting && !m_hasEnded && !m_isReplaced; }
     bool hasBegunWork() const { return m_hasBegunWork; }
+    // A line behind what it has written. A job asks the service once, and installs or fetches.
+    bool mayWrite(const Message &message) const;
     // Whether its last line may come now.
     bool mayExit() const { return m_hasBegunWork ? hasDoneJob() : m_isJobStarted; }
     // It has done its job and lets others work, and its last line has not come yet.

@@ -83,7 +83,8 @@ OpenRun &StoryTeller::runAtWork(const LogEntry &entry) {
         return waiting != nullptr ? *waiting : begin(entry);
     }
     // Who has begun does not begin again: it is one that has waited, or whose beginning is missing.
-    if (working != nullptr && !(isBusy && isOneOf(id, firstSteps)))
+    const bool mayBeIts = !entry.known || (working != nullptr && working->mayWrite(*entry.known->message));
+    if (working != nullptr && mayBeIts && !(isBusy && isOneOf(id, firstSteps)))
         return *working;
     OpenRun *const waiting = firstWaiting(false);
     return waiting != nullptr ? *waiting : begin(entry);
