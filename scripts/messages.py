@@ -11,6 +11,10 @@ SOURCES = ('src/mac/src', 'src/mac/include', 'sdk/include')
 WRITERS = ('Trace.cpp', 'Trace.h', 'StandardStreams.cpp', 'StandardStreams.h')
 
 TRACE, OUTPUT, ERROR = 'trace', 'standard output', 'standard error'
+# Failures that no test sets off and sees exactly, with the reason.
+UNREPORTED = {'transfer-failed curl=77': 'memory that runs out at this very place; what else fails then differs'}
+# Tests that set off a case of an entry which names another test.
+OF_CASES = ('TransferEnd.ShowsInFlagsAndTrace', 'DownloadControllerTest.DestructionEndsWhatIsBeingDownloaded')
 # What docs/faults.md quotes where it tells of the log, and that stands in another place.
 ELSEWHERE = ('Install', 'Content-Range', 'error while loading shared libraries',
              'Cannot go on: Resource temporarily unavailable')
@@ -333,6 +337,18 @@ def name_of(entry, case):
     return ' '.join([entry.id] + [f'{part}={value}' for part, value in sorted(case['with'].items())])
 
 
+def unreported_faults(catalogue, reported):
+    """Failures of which no test tells that it sees exactly them."""
+    for entry in catalogue.entries:
+        if entry.value['normal'] or entry.stream != TRACE or 'unreachable' in entry.value:
+            continue
+        names = [name_of(entry, case) for case in entry.value.get('cases', [])]
+        if not any(name.split()[0] == entry.id for name in reported):
+            names.append(entry.id)
+        yield from (f'{name}: no scenario of tests/faults/reported.json reports it' for name in names
+                    if name not in reported and name not in UNREPORTED)
+
+
 def row_faults(root, catalogue):
     """Rows that entries rest on and that are not there, or whose scenario shows other messages."""
     limits, rows = limits_of(root), rows_of(Path(root, 'docs/faults.md'))
@@ -350,8 +366,10 @@ def row_faults(root, catalogue):
                     name = entry.id if case is None else name_of(entry, case)
                     if not any(each == name or (case is None and each.startswith(name + ' ')) for each in reported[row]):
                         yield f'{name}: rests on {row}, whose scenario does not report it'
+    yield from unreported_faults(catalogue, set().union(*reported.values()))
+    tests = {entry.value.get('test', '').split('/')[0] for entry in catalogue.entries}
     for scenario, names in reported.items():
-        if scenario not in rows:
+        if scenario not in rows and scenario not in tests and scenario not in OF_CASES:
             yield f'tests/faults/reported.json: docs/faults.md has no row for {scenario}'
         yield from (f'tests/faults/reported.json: {scenario} reports {name}, which is no entry'
                     for name in sorted(names) if name.split()[0] not in catalogue.by_id)

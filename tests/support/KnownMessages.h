@@ -1,6 +1,6 @@
 // Whatever the engine leaves in its trace while a test runs stands in the catalogue of messages, once: all
 // that a test reads, and what is there at its end. A test that an entry names has to show the message, and a
-// scenario of docs/faults.md exactly the messages that tests/faults/reported.json has for it.
+// test that tests/faults/reported.json has, exactly the failures that stand there.
 #pragma once
 
 #include <string>
