@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <functional>
+#include <sstream>
 #include <string_view>
 
 #include "LogReader.h"
@@ -172,6 +173,18 @@ ProducedLog takenTogether(const ProducedLog &one, const ProducedLog &other, Chan
         both.parts.push_back(std::move(part));
     }
     return both;
+}
+
+std::string mixedByLines(const ProducedLog &one, const ProducedLog &other, Chance &chance) {
+    std::string mixed;
+    std::istringstream left(one.text);
+    std::istringstream right(other.text);
+    std::string line;
+    while (left || right) {
+        if (std::getline(chance.oneIn(2) ? left : right, line))
+            mixed += line + "\n";
+    }
+    return mixed;
 }
 
 std::vector<MeetingRuns> meetings(const ProducedLog &one, const ProducedLog &other, Chance &chance) {

@@ -28,6 +28,9 @@ const std::vector<NamedDamage> &damages();
 // The runs of both, each whole, those of each log in their order; the log has their parts.
 ProducedLog takenTogether(const ProducedLog &one, const ProducedLog &other, Chance &chance);
 
+// The lines of both, each log's in their order.
+std::string mixedByLines(const ProducedLog &one, const ProducedLog &other, Chance &chance);
+
 // A run that holds the lock, and a check that is begun meanwhile and waits for it; nothing where there are no
 // such two.
 struct MeetingRuns {

@@ -8,6 +8,7 @@
 
 #include "LogDamage.h"
 #include "ProducedLog.h"
+#include "Program.h"
 #include "Stories.h"
 
 namespace {
@@ -38,6 +39,16 @@ void expectTimesAndLinesOf(const std::vector<RunStory> &stories, const ProducedL
     }
 }
 
+// The installed program, of the same log.
+void expectPrinted(const std::vector<RunStory> &stories) {
+    std::string printed;
+    for (const RunStory &story : stories)
+        printed += jsonOf(story) + "\n";
+    const Ended ended = run({"/usr/local/Brovik/qrn/bin/updatelog", "--all", "--json"});
+    EXPECT_EQ(ended.out, printed);
+    EXPECT_EQ(ended.status, isWell(stories.back()) ? 0 : 1);
+}
+
 void expectToldAsItHappened(const ProducedLog &log) {
     const std::vector<RunStory> stories = storiesOf(log.text);
     std::vector<std::string> told;
@@ -45,6 +56,7 @@ void expectToldAsItHappened(const ProducedLog &log) {
         told.push_back(inPlainWords(story));
     ASSERT_EQ(told, knownOf(log)) << log.text;
     expectTimesAndLinesOf(stories, log);
+    expectPrinted(stories);
 }
 
 // What the lines of one run tell, wherever they stand and whatever stands between them.
@@ -108,32 +120,41 @@ void expectForeignLinesShown(const DamagedLog &damaged) {
         EXPECT_EQ(shown.count(line), 1U) << line << "\n" << damaged.text;
 }
 
-void expectToldTogether(const ProducedLog &one, const ProducedLog &other, Chance &chance) {
+// Adds how many runs have met.
+void expectToldTogether(const ProducedLog &one, const ProducedLog &other, Chance &chance, std::size_t &met) {
     const ProducedLog both = takenTogether(one, other, chance);
     std::vector<std::string> told;
     for (const RunStory &story : storiesOf(both.text))
         told.push_back(inPlainWords(story));
     EXPECT_EQ(told, knownOf(both)) << both.text;
     for (const MeetingRuns &meeting : meetings(one, other, chance)) {
+        ++met;
         told.clear();
         for (const RunStory &story : storiesOf(meeting.text))
             told.push_back(inPlainWords(story));
         EXPECT_EQ(told, (std::vector<std::string>{inPlainWords(meeting.first), inPlainWords(meeting.second)}))
             << meeting.text;
     }
+    // Nobody can tell whose line is whose then, but that there are runs.
+    const std::vector<RunStory> mixed = storiesOf(mixedByLines(one, other, chance));
+    EXPECT_GE(mixed.size(), std::max(one.parts.size(), other.parts.size()));
+    for (const RunStory &story : mixed)
+        EXPECT_TRUE(story.isOfEngine);
 }
 
 // A copy of each log, each damaged in another way.
 void expectDamagedCopiesToldOf(const std::vector<ProducedLog> &logs, std::size_t copies) {
     Chance chance(100);
+    std::size_t met = 0;
     for (std::size_t i = 0; i < copies; ++i) {
         const NamedDamage &damage = damages()[i % damages().size()];
         SCOPED_TRACE(std::string("log ") + std::to_string(i) + " " + damage.name);
         const DamagedLog damaged = damage.damage(logs[i], chance);
         expectTheOthersUntouched(damaged, logs[i]);
         expectForeignLinesShown(damaged);
-        expectToldTogether(logs[i], logs[(i + 1) % logs.size()], chance);
+        expectToldTogether(logs[i], logs[(i + 1) % logs.size()], chance, met);
     }
+    EXPECT_GT(met, copies / 10);
 }
 
 void expectAllScenarios(const Drawn &drawn) {
