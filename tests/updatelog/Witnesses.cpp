@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <cctype>
+#include <filesystem>
+#include <fstream>
 #include <sstream>
 
 #include "TextFile.h"
@@ -12,6 +14,19 @@ const std::string serverRecord = "/srv/rehearsal/log/service-requests.log";
 const std::string hashRecord = "/srv/rehearsal/log/sha1sum.log";
 const std::string installerRecord = "/srv/rehearsal/log/installer.log";
 const std::string hashTool = "/usr/local/Brovik/qrn/bin/sha1sum";
+
+// The records grow with every run: only what is new is read.
+std::string readFrom(const std::string &file, std::size_t begin) {
+    std::ifstream in(file, std::ios::binary);
+    std::ostringstream text;
+    if (in.seekg(static_cast<std::streamoff>(begin)) && in.peek() != std::ifstream::traits_type::eof())
+        text << in.rdbuf();
+    return text.str();
+}
+
+std::size_t sizeOf(const std::string &file) {
+    return std::filesystem::exists(file) ? std::filesystem::file_size(file) : 0;
+}
 
 std::vector<std::string> cellsOf(const std::string &line) {
     const std::string separator = " | ";
@@ -43,13 +58,13 @@ void Witnesses::watchHashTool() {
 
 Witnesses::Witnesses() {
     for (const std::string &file : {serverRecord, hashRecord, installerRecord})
-        m_before[file] = readText(file).size();
-    const std::string requests = readText(serverRecord).substr(0, m_before[serverRecord]);
+        m_before[file] = sizeOf(file);
+    const std::string requests = readFrom(serverRecord, 0);
     m_requestsBefore = static_cast<std::size_t>(std::count(requests.begin(), requests.end(), '\n'));
 }
 
 std::vector<std::string> Witnesses::newLines(const std::string &file) const {
-    std::istringstream text(readText(file).substr(m_before.at(file)));
+    std::istringstream text(readFrom(file, m_before.at(file)));
     std::vector<std::string> lines;
     for (std::string line; std::getline(text, line);)
         lines.push_back(line);
@@ -93,11 +108,10 @@ std::map<std::string, int> Witnesses::installed() const {
 }
 
 std::size_t Witnesses::attemptsAt(const std::string &target) {
-    std::istringstream text(readText(serverRecord));
+    const std::string record = readFrom(serverRecord, 0);
+    const std::string request = " | GET | " + target + " | ";
     std::size_t count = 0;
-    for (std::string line; std::getline(text, line);) {
-        const SeenRequest request = requestOf(line);
-        count += request.method == "GET" && request.target == target ? 1U : 0U;
-    }
+    for (std::size_t at = record.find(request); at != std::string::npos; at = record.find(request, at + 1))
+        ++count;
     return count;
 }
