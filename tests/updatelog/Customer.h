@@ -70,7 +70,8 @@ public:
     std::vector<KnownRun> twoChecks(const PlannedDownload &plan) const;
 
 private:
-    // Offers what is planned, and gives what the servers are to do wrong.
+    void leaveList(const PlannedInstallation &plan) const;
+    // Offers what is planned, and tells the servers what to do wrong.
     void offerAll(const PlannedDownload &plan, bool isFresh) const;
     std::vector<HotFix> hotFixesOf(const PlannedDownload &plan) const;
     std::map<std::string, KnownTransfer> transfersOf(const Turn &turn) const;
