@@ -80,7 +80,7 @@ TEST_F(Bundle, ListsWhatItHoldsWithSizesBeforeItWrites) {
     ASSERT_NE(written, std::string::npos);
     EXPECT_LT(made.out.find("  /usr/local/Brovik/DynaConfig.plist  " + size + " bytes\n"), written);
     EXPECT_LT(made.out.find("  without /usr/local/repost/installer.sh: there is none\n"), written);
-    EXPECT_LT(made.out.find("Masked: affiliate values "), written);
+    EXPECT_LT(made.out.find("Masked places: "), written);
     for (const auto &each : manifest().at("files"))
         EXPECT_THAT(made.out, HasSubstr("  " + each.at("path").get<std::string>() + "  "));
 }

@@ -125,8 +125,8 @@ std::string toldMask(const BundleContent &content) {
         all.affiliates += file.masked.affiliates;
         all.licences += file.masked.licences;
     }
-    return "Masked: affiliate values " + std::to_string(all.affiliates) + " times, licence values " +
-           std::to_string(all.licences) + " times.";
+    return "Masked places: " + std::to_string(all.affiliates) + " with an affiliate value, " +
+           std::to_string(all.licences) + " with a licence value.";
 }
 
 void tell(const BundleContent &content, const BundleOptions &options, Paper &paper) {
