@@ -24,7 +24,7 @@ std::string timeOf(std::time_t moment) {
     return {text.data(), std::strftime(text.data(), text.size(), "%Y-%m-%dT%H:%M:%SZ", &parts)};
 }
 
-Json system() {
+Json systemFacts() {
     utsname kernel{};
     if (uname(&kernel) != 0)
         return {{"version", TolvaneHandler().getOSVersion()}};
@@ -79,7 +79,7 @@ std::string bundleManifest(const BundleContent &content, bool isMasked) {
           {"service", updateRequestURL},
           {"libcurl", curl_version()},
           {"libxml2", xmlParserVersion}}},
-        {"system", system()},
+        {"system", systemFacts()},
         {"markers", markers()},
         {"files", filesOf(content)},
         {"missing", missingOf(content)},

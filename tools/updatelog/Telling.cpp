@@ -140,7 +140,7 @@ std::string onOneLine(const std::string &text) {
     const std::size_t begin = text.find_first_not_of(" \n");
     if (begin == std::string::npos)
         return "";
-    const std::string line = withoutLineEnds(text.substr(begin, text.find_last_not_of(" \n") + 1 - begin));
+    std::string line = withoutLineEnds(text.substr(begin, text.find_last_not_of(" \n") + 1 - begin));
     if (line.size() <= most)
         return line;
     std::size_t end = most;
