@@ -81,7 +81,8 @@ TEST_F(Bundle, ListsWhatItHoldsWithSizesBeforeItWrites) {
     EXPECT_LT(made.out.find("  /usr/local/Brovik/DynaConfig.plist  " + size + " bytes\n"), written);
     EXPECT_LT(made.out.find("  without /usr/local/repost/installer.sh: there is none\n"), written);
     EXPECT_LT(made.out.find("Masked places: "), written);
-    for (const auto &each : manifest().at("files"))
+    const nlohmann::json told = manifest();
+    for (const auto &each : told.at("files"))
         EXPECT_THAT(made.out, HasSubstr("  " + each.at("path").get<std::string>() + "  "));
 }
 
