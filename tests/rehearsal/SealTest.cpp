@@ -361,4 +361,16 @@ TEST(Seal, usesTheMachineItselfOnlyWhenTold) {
               "/usr/local/Brovik:\nDynaConfig.plist\nProductConfig.xml\nqrn\n");
 }
 
+// As nginx does in its first moments.
+TEST(Seal, stopsAServerThatMissesTheFirstSignal) {
+    const Outcome outcome = insideWithServers(R"sh(
+        "$rehearsal/serve" --stop
+        (bash -c 'signals=0; trap "((++signals))" TERM
+            echo $$ >/srv/rehearsal/run/nginx.pid; while ((signals < 2)); do sleep 0.05; done' &)
+        until [[ -s /srv/rehearsal/run/nginx.pid ]]; do sleep 0.01; done
+        timeout 20 "$rehearsal/serve" --stop
+        echo "$?")sh");
+    EXPECT_EQ(outcome.output, "0\n");
+}
+
 } // namespace
