@@ -27,10 +27,7 @@ testing::AssertionResult isToldAs(const Job &job, const std::string &trace, bool
     RunStory newest;
     StoryTeller stories([&newest](RunStory story) { newest = std::move(story); });
     std::istringstream log(traceText());
-    LogReader reader(log);
-    while (const std::optional<LogEntry> entry = reader.next())
-        stories.take(*entry);
-    stories.finish();
+    stories.takeAll(log);
     const RunKind kind = job.task == Task::update ? RunKind::check : RunKind::freshInstallation;
     if (newest.kind == kind && isWell(newest) == well && (well || !newest.findings.empty()))
         return testing::AssertionSuccess();

@@ -22,15 +22,6 @@ const std::string wholeDownload =
 const std::vector<std::string> wholeRuns = {idleCheck(), wholeDownload, wholeInstallation, deafCheck(),
                                             idleCheck()};
 
-// What the lines of one run tell, wherever they stand.
-std::string toldOf(RunStory story) {
-    story.number = story.firstLine = story.lastLine = 0;
-    story.unknownLines.clear();
-    for (Finding &finding : story.findings)
-        finding.line = 0;
-    return jsonOf(story);
-}
-
 const std::vector<std::string> &expectedTold() {
     static const std::vector<std::string> all = [] {
         std::vector<std::string> told;
@@ -39,13 +30,6 @@ const std::vector<std::string> &expectedTold() {
         return told;
     }();
     return all;
-}
-
-std::vector<std::string> toldOfAll(const std::string &text) {
-    std::vector<std::string> told;
-    for (const RunStory &story : storiesOf(text))
-        told.push_back(toldOf(story));
-    return told;
 }
 
 // Where each run of the log begins, and where the last one ends.

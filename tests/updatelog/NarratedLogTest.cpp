@@ -59,22 +59,6 @@ void expectToldAsItHappened(const ProducedLog &log) {
     expectPrinted(stories);
 }
 
-// What the lines of one run tell, wherever they stand and whatever stands between them.
-std::string toldOf(RunStory story) {
-    story.number = story.firstLine = story.lastLine = 0;
-    story.unknownLines.clear();
-    for (Finding &finding : story.findings)
-        finding.line = 0;
-    return jsonOf(story);
-}
-
-std::vector<std::string> toldOfAll(const std::string &text) {
-    std::vector<std::string> told;
-    for (const RunStory &story : storiesOf(text))
-        told.push_back(toldOf(story));
-    return told;
-}
-
 // What an undamaged log tells, part by part.
 std::vector<std::vector<std::string>> toldByParts(const ProducedLog &log) {
     std::vector<std::string> told = toldOfAll(log.text);

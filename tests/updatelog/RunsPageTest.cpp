@@ -33,10 +33,7 @@ std::string pageOf(const std::string &text, const std::string &name = "/some.log
         },
         [&keeper](const LogEntry &entry, const OpenRun &run) { keeper.take(entry, run); });
     std::istringstream log(text);
-    LogReader reader(log);
-    while (const std::optional<LogEntry> entry = reader.next())
-        teller.take(*entry);
-    teller.finish();
+    teller.takeAll(log);
     return runsPage(name, runs);
 }
 

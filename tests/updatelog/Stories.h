@@ -32,10 +32,7 @@ inline std::vector<RunStory> storiesOf(const std::string &text) {
         stories.push_back(std::move(story));
     });
     std::istringstream log(text);
-    LogReader reader(log);
-    while (const std::optional<LogEntry> entry = reader.next())
-        teller.take(*entry);
-    teller.finish();
+    teller.takeAll(log);
     return stories;
 }
 
@@ -44,4 +41,20 @@ inline RunStory storyOf(const std::string &text) {
     std::vector<RunStory> stories = storiesOf(text);
     EXPECT_EQ(stories.size(), 1U);
     return stories.empty() ? RunStory() : stories.front();
+}
+
+// What the lines of one run tell, wherever they stand and whatever stands between them.
+inline std::string toldOf(RunStory story) {
+    story.number = story.firstLine = story.lastLine = 0;
+    story.unknownLines.clear();
+    for (Finding &finding : story.findings)
+        finding.line = 0;
+    return jsonOf(story);
+}
+
+inline std::vector<std::string> toldOfAll(const std::string &text) {
+    std::vector<std::string> told;
+    for (const RunStory &story : storiesOf(text))
+        told.push_back(toldOf(story));
+    return told;
 }

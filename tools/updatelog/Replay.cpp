@@ -43,10 +43,7 @@ NewestRuns newestRuns(const std::string &log) {
     NewestRuns newest;
     StoryTeller teller([&newest](RunStory story) { newest.take(std::move(story)); });
     std::istringstream stream(log);
-    LogReader reader(stream);
-    while (const std::optional<LogEntry> entry = reader.next())
-        teller.take(*entry);
-    teller.finish();
+    teller.takeAll(stream);
     return newest;
 }
 

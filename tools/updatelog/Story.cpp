@@ -43,6 +43,13 @@ void StoryTeller::finish() {
     handOn(true);
 }
 
+void StoryTeller::takeAll(std::istream &log) {
+    LogReader reader(log);
+    while (const std::optional<LogEntry> entry = reader.next())
+        take(*entry);
+    finish();
+}
+
 // No line names its process. Some tell whose they are by what they say; others' are told with the line
 // before.
 OpenRun &StoryTeller::runOf(const LogEntry &entry) {

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <deque>
 #include <functional>
+#include <istream>
 
 #include "LogReader.h"
 #include "OpenRun.h"
@@ -22,6 +23,8 @@ public:
     void take(const LogEntry &entry);
     // After the last entry.
     void finish();
+    // Takes all of a log, and finishes. Throws what the stream throws.
+    void takeAll(std::istream &log);
 
     // The one that began last; null before the first, and after the last entry.
     const OpenRun *newestRun() const { return m_open.empty() ? nullptr : &m_open.back(); }

@@ -12,7 +12,6 @@
 #include <nlohmann/json.hpp>
 
 #include "Interrupts.h"
-#include "LogReader.h"
 #include "OutputFile.h"
 #include "Paper.h"
 #include "RunLines.h"
@@ -147,14 +146,11 @@ void refuseTheLogAsPage(const UpdateLogOptions &options) {
 }
 
 void read(std::istream &log, const std::string &name, StoryTeller &stories) {
-    LogReader reader(log);
     try {
-        while (const std::optional<LogEntry> entry = reader.next())
-            stories.take(*entry);
+        stories.takeAll(log);
     } catch (const std::ios_base::failure &error) {
         throw std::system_error(error.code(), name); // the stream knows no name
     }
-    stories.finish();
 }
 
 } // namespace
