@@ -126,7 +126,7 @@ std::map<std::string, std::string> treeOf(const std::vector<std::string> &folder
         struct stat status {};
         if (lstat(path.c_str(), &status) != 0)
             return;
-        const auto timeOf = [](const timespec &time) {
+        const auto timeOf = [](const auto &time) {
             return std::to_string(time.tv_sec) + "." + std::to_string(time.tv_nsec);
         };
         tree[path] = std::to_string(status.st_mode) + " " + std::to_string(status.st_uid) + " " +

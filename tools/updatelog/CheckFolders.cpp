@@ -17,8 +17,7 @@ namespace {
 constexpr CheckRule othersWrite = {
     "others-may-write",
     "Whoever may write there decides what root installs or runs: packages are checked when they are "
-    "downloaded, "
-    "and installed later.",
+    "downloaded, and installed later.",
     "Give it to root, and let nobody else write to it: chown root, chmod go-w.", CheckDocument::limits,
     "Packages are checked when they are downloaded, and installed later"};
 constexpr CheckRule downloadsBlocked = {

@@ -18,8 +18,7 @@ std::string plainName(std::string_view name) {
     std::string plain;
     for (const char character : name) {
         if (character != '_' && character != '-')
-            plain +=
-                character >= 'A' && character <= 'Z' ? static_cast<char>(character - 'A' + 'a') : character;
+            plain += lowerCase(character);
     }
     return plain;
 }
